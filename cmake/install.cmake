@@ -1,0 +1,54 @@
+# What a host gets: the library, the public headers, the tables that the public header includes, and a
+# description for find_package and for pkg-config.
+
+include(CMakePackageConfigHelpers)
+
+set(KIVMIME_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KIVMIME)
+
+install(TARGETS KIVMIME EXPORT KIVMIMETargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT KIVMIMETargets NAMESPACE KIVMIME:: DESTINATION ${KIVMIME_PACKAGE_DIR})
+
+install(FILES etc/mime/mime.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES
+  etc/mime/vocabulary/types.inc
+  etc/mime/vocabulary/subtypes.inc
+  etc/mime/vocabulary/headers.inc
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/vocabulary)
+file(GLOB kivgui_public_headers CONFIGURE_DEPENDS kivgui/*.h)
+install(FILES ${kivgui_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui)
+
+configure_package_config_file(cmake/KIVMIMEConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/KIVMIMEConfig.cmake
+  INSTALL_DESTINATION ${KIVMIME_PACKAGE_DIR})
+# Before 1.0 a new minor version may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KIVMIMEConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/KIVMIMEConfig.cmake
+  ${PROJECT_BINARY_DIR}/KIVMIMEConfigVersion.cmake
+  DESTINATION ${KIVMIME_PACKAGE_DIR})
+
+# A static library passes on to the host what a shared one has linked already.
+set(KIVMIME_PC_DEFINES "")
+set(KIVMIME_PC_LIBS "")
+if(NOT KIVMIME_SHARED)
+  set(KIVMIME_PC_DEFINES " -DKIV_STATIC")
+  set(KIVMIME_PC_LIBS " ${CMAKE_THREAD_LIBS_INIT}")
+  foreach(lib IN LISTS KIVMIME_SYSTEM_LIBS)
+    string(APPEND KIVMIME_PC_LIBS " -l${lib}")
+  endforeach()
+  string(STRIP "${KIVMIME_PC_LIBS}" KIVMIME_PC_LIBS)
+  string(PREPEND KIVMIME_PC_LIBS " ")
+endif()
+file(RELATIVE_PATH KIVMIME_PC_PREFIX
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(cmake/kivmime.pc.in ${PROJECT_BINARY_DIR}/kivmime.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kivmime.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(KIVMIME_BUILD_TOOLS)
+  install(TARGETS kivmime RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
