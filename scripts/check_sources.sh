@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Checks that need no build: formatting, and that only the platform layer knows an operating system.
+# scripts/check_sources.sh --fix formats the files in place.
+set -eu
+. "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
+
+cd "$ROOT"
+status=0
+mapfile -t sources < <(git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.hpp')
+[ ${#sources[@]} -gt 0 ] || die "no sources found"
+
+if [ "${1:-}" = --fix ]; then
+  clang-format -i "${sources[@]}"
+else
+  clang-format --dry-run --Werror "${sources[@]}" || status=1
+fi
+
+# Systems are told apart in these places only; everybody else asks kivgui/platform/platform.h.
+mapfile -t portable < <(printf '%s\n' "${sources[@]}" |
+  grep -vE '^kivgui/platform/(posix|windows)/|(^|/)dll/|(^|/)export\.h$|^benchmarks/')
+refuse() {
+  local why=$1 pattern=$2
+  if grep -nE "$pattern" "${portable[@]}"; then
+    echo "^ $why: belongs into kivgui/platform/" >&2
+    status=1
+  fi
+}
+refuse "a conditional for a system" \
+  '^[[:space:]]*#.*\b(_WIN32|_WIN64|WIN32|__linux__|__linux|__unix__|__APPLE__|__MINGW(32|64)__|_MSC_VER|_POSIX_VERSION)\b'
+refuse "a header of an operating system" \
+  '^[[:space:]]*#[[:space:]]*include[[:space:]]*<(windows|winsock2?|unistd|fcntl|dirent|io|pthread|poll|sys/[a-z]+)\.h>'
+
+exit $status

@@ -1,0 +1,83 @@
+# Sourced by the scripts: what they need from the machine, and small helpers.
+# The one place that lists packages. Names are those of Debian 12.
+
+PACKAGES_build="g++ cmake ninja-build"
+PACKAGES_tools="libcli11-dev nlohmann-json3-dev"
+PACKAGES_test="libgtest-dev"
+PACKAGES_bench="libbenchmark-dev"
+PACKAGES_install_test="pkg-config binutils"
+PACKAGES_checks="clang clang-format clang-tidy valgrind g++-mingw-w64-x86-64-posix"
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+BUILD_ROOT=${KIVMIME_BUILD_ROOT:-$ROOT/build}
+JOBS=${KIVMIME_JOBS:-$(nproc)}
+
+die() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# need_packages GROUP...: installs what is missing of these groups; does nothing when all is there.
+need_packages() {
+  local group list package missing=()
+  for group in "$@"; do
+    list=PACKAGES_$group
+    for package in ${!list}; do
+      is_installed "$package" || missing+=("$package")
+    done
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  command -v apt-get >/dev/null || die "install these first (Debian names): ${missing[*]}"
+  echo "Installing: ${missing[*]}"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+}
+
+is_installed() {
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+as_root() {
+  if [ "$(id -u)" = 0 ]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+# configure_and_build PRESET [CMAKE-ARGUMENT...]: leaves the result in $BUILD_ROOT/PRESET.
+configure_and_build() {
+  local preset=$1
+  shift
+  (cd "$ROOT" && cmake --preset "$preset" -B "$BUILD_ROOT/$preset" "$@") &&
+    cmake --build "$BUILD_ROOT/$preset" -j "$JOBS"
+}
+
+# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of that build and ends with the line
+# "N passed, N failed", counted by the test runner. Fails when a test fails or none was found.
+run_tests() {
+  local preset=$1 report=$BUILD_ROOT/$1/test-results.xml status=0
+  shift
+  rm -f "$report"
+  ctest --test-dir "$BUILD_ROOT/$preset" -j "$JOBS" --output-on-failure --no-tests=error \
+    --output-junit "$report" "$@" || status=$?
+  print_test_counts "$report" || return 1
+  return $status
+}
+
+# print_test_counts REPORT: the closing line from the runner's JUnit report.
+print_test_counts() {
+  local tests failures skipped disabled
+  [ -s "$1" ] || { echo "the test runner left no report" >&2; return 1; }
+  tests=$(junit_count tests "$1")
+  failures=$(junit_count failures "$1")
+  skipped=$(junit_count skipped "$1")
+  disabled=$(junit_count disabled "$1")
+  [ $((skipped + disabled)) = 0 ] || echo "$((skipped + disabled)) skipped"
+  echo "$((tests - failures - skipped - disabled)) passed, $failures failed"
+}
+
+junit_count() {
+  sed -n '/<testsuite /,/>/p' "$2" | grep -oE "[^a-z]$1=\"[0-9]+\"" | head -1 | tr -dc 0-9
+}
