@@ -1,0 +1,22 @@
+#pragma once
+
+#include "kivgui/kivgui.h"
+#include "kivgui/skip_list_map.h"
+#include "mime/mime.h"
+
+namespace MIME {
+
+/// From a file-name extension, without its dot, to the media type it stands for. The
+/// extensions are in lower case, but for "Z"; the string of each ContentType is empty.
+using FileTypeMap = KivGuiBase::SkipListMap<ContentType, KivGuiBase::ByteOrder>;
+
+/// From a media type, in lower case and spelt as in header fields, to the extension that a
+/// file of that type gets.
+using FileExtensionMap = KivGuiBase::SkipListMap<AnsiStr, KivGuiBase::ByteOrder>;
+
+/// The two tables. Any thread; the first call builds the table under the lazy-static lock,
+/// later calls take no lock. A table never changes, and is empty once the library was unloaded.
+const FileTypeMap& GetFileTypeMap();
+const FileExtensionMap& GetFileExtensionMap();
+
+}  // namespace MIME

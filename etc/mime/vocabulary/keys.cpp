@@ -1,0 +1,79 @@
+#include <cstddef>
+#include <iterator>
+#include <string_view>
+
+#include "kivgui/ascii.h"
+#include "mime/mime.h"
+
+namespace MIME {
+namespace {
+
+using KivGuiBase::IsDigitAscii;
+
+constexpr std::string_view kTypes[] = {
+#define MIME_TYPE(id, text) text,
+#include "mime/vocabulary/types.inc"
+};
+
+constexpr std::string_view kSubTypes[] = {
+#define MIME_SUBTYPE(id, text) text,
+#include "mime/vocabulary/subtypes.inc"
+};
+
+constexpr std::string_view kHeaders[] = {
+#define MIME_HEADER(id, text) text,
+#include "mime/vocabulary/headers.inc"
+};
+
+static_assert(std::size(kTypes) == 12);
+static_assert(std::size(kSubTypes) == 1503);
+static_assert(std::size(kHeaders) == 16);
+
+constexpr bool IsLetterOrDigit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || IsDigitAscii(c);
+}
+
+/// Whether a row's identifier is the one that its text calls for.
+constexpr bool IsIdentifierOf(std::string_view id, std::string_view text) {
+    if (text.empty()) return false;
+    if (IsDigitAscii(text.front())) {
+        if (!id.starts_with('n')) return false;
+        id.remove_prefix(1);
+    }
+    if (id.size() != text.size()) return false;
+    for (size_t i = 0; i < id.size(); ++i) {
+        if (id[i] != (IsLetterOrDigit(text[i]) ? text[i] : '_')) return false;
+    }
+    return true;
+}
+
+#define MIME_TYPE(id, text) static_assert(IsIdentifierOf(#id, text), text);
+#include "mime/vocabulary/types.inc"
+#define MIME_SUBTYPE(id, text) static_assert(IsIdentifierOf(#id, text), text);
+#include "mime/vocabulary/subtypes.inc"
+#define MIME_HEADER(id, text) static_assert(IsIdentifierOf(#id, text), text);
+#include "mime/vocabulary/headers.inc"
+
+/// Empty for a value behind the last row: hosts can pass any number as a key.
+template <size_t kCount>
+constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsigned key) {
+    return key < kCount ? texts[key] : std::string_view();
+}
+
+}  // namespace
+
+AnsiStr Type::GetStr(keys key) { return TextOf(kTypes, key); }
+
+AnsiStr SubType::GetStr(keys key) { return TextOf(kSubTypes, key); }
+
+AnsiStr Header::GetStr(keys key) { return TextOf(kHeaders, key); }
+
+AnsiStr CanonicType(Type::keys type, SubType::keys subType) {
+    const std::string_view typeText = TextOf(kTypes, type);
+    const std::string_view subTypeText = TextOf(kSubTypes, subType);
+    AnsiStr text;
+    text.Alloc(static_cast<unsigned>(typeText.size() + 1 + subTypeText.size()));
+    return text.Append(typeText).Append('/').Append(subTypeText);
+}
+
+}  // namespace MIME
