@@ -1,0 +1,128 @@
+#include "kivgui/convert.h"
+
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "kivgui/ascii.h"
+
+namespace KivGuiBase {
+
+AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineLength,
+                      const char* separator) noexcept {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    AnsiStr text;
+    unsigned onLine = 0;
+    for (unsigned i = 0; i < size; ++i) {
+        for (const int digit : {bytes[i] >> 4, bytes[i] & 15}) {
+            if (lineLength != 0 && onLine == lineLength) {
+                text.Append(separator, Growth::spare);
+                onLine = 0;
+            }
+            text.Append(kUpperHexDigits[digit], Growth::spare);
+            ++onLine;
+        }
+    }
+    text.Shrink();
+    return text;
+}
+
+namespace {
+
+/// @return the character behind the digits, null when they make no number.
+const char* ReadDigits(const char* digits, uint64_t& value, unsigned limit) noexcept {
+    const char* stop = digits;
+    while (IsDigitAscii(*stop)) ++stop;
+    const auto count = static_cast<size_t>(stop - digits);
+    if (count == 0 || count > limit) return nullptr;
+    return std::from_chars(digits, stop, value).ec == std::errc() ? stop : nullptr;
+}
+
+}  // namespace
+
+int Str2Hyper(const char* text, const char** end, int64_t* value, bool /*flag*/,
+              unsigned limit) noexcept {
+    const bool negative = *text == '-';
+    uint64_t magnitude = 0;
+    const char* stop = ReadDigits(negative || *text == '+' ? text + 1 : text, magnitude, limit);
+    const uint64_t most = uint64_t{INT64_MAX} + (negative ? 1 : 0);
+    if (stop == nullptr || magnitude > most) return 1;
+    *value = static_cast<int64_t>(negative ? 0 - magnitude : magnitude);
+    if (end != nullptr) *end = stop;
+    return 0;
+}
+
+int Str2UHyper(const char* text, const char** end, uint64_t* value, bool /*flag*/,
+               unsigned limit) noexcept {
+    uint64_t number = 0;
+    const char* stop = ReadDigits(text, number, limit);
+    if (stop == nullptr) return 1;
+    *value = number;
+    if (end != nullptr) *end = stop;
+    return 0;
+}
+
+char* UInt2Str(char* buffer, unsigned value) noexcept {
+    constexpr unsigned kMostDigits = 10;
+    *std::to_chars(buffer, buffer + kMostDigits, value).ptr = '\0';
+    return buffer;
+}
+
+AnsiStr FmtArgs(const char* format, ...) noexcept {
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    const int length = std::vsnprintf(nullptr, 0, format, args);
+    va_end(args);
+    AnsiStr text;
+    if (length > 0) {
+        char* buffer;
+        text = AnsiStr(static_cast<unsigned>(length), buffer);
+        if (buffer != nullptr) {
+            std::vsnprintf(buffer, static_cast<size_t>(length) + 1, format, again);
+        }
+    }
+    va_end(again);
+    return text;
+}
+
+AnsiStr CleanStr(const AnsiStr& text) noexcept {
+    const std::string_view trimmed = TrimSpace(text);
+    return trimmed.size() == text.GetLength() ? text : AnsiStr(trimmed);
+}
+
+namespace {
+
+/// Is the text a quoted-string from its first character to its last?
+bool IsQuotedString(std::string_view text) noexcept {
+    if (text.size() < 2 || text.front() != '"') return false;
+    for (size_t i = 1; i < text.size(); ++i) {
+        if (text[i] == '\\') {
+            ++i;
+        } else if (text[i] == '"') {
+            return i == text.size() - 1;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+AnsiStr ExtendedUnQuote(const AnsiSubStr& text) noexcept {
+    std::string_view inside = text;
+    if (!IsQuotedString(inside)) return text;
+    inside = inside.substr(1, inside.size() - 2);
+    if (inside.find('\\') == std::string_view::npos) return inside;
+    AnsiStr plain;
+    plain.Alloc(static_cast<unsigned>(inside.size()));
+    for (size_t i = 0; i < inside.size(); ++i) {
+        if (inside[i] == '\\') ++i;
+        plain.Append(inside[i], Growth::spare);
+    }
+    plain.Shrink();
+    return plain;
+}
+
+}  // namespace KivGuiBase

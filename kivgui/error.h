@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kivgui/export.h"
+
+namespace KivGuiBase {
+
+class AnsiStr;
+
+/// Last-error codes. They are the numbers that Windows uses, on every platform, so that a host
+/// can compare them; a POSIX errno is mapped to the nearest one.
+enum ErrorCode : uint32_t {
+    kErrorNone = 0,
+    kErrorInvalidFunction = 1,
+    kErrorFileNotFound = 2,
+    kErrorPathNotFound = 3,
+    kErrorTooManyOpenFiles = 4,
+    kErrorAccessDenied = 5,
+    kErrorInvalidHandle = 6,
+    kErrorNotEnoughMemory = 8,
+    kErrorInvalidData = 13,  ///< also: a memory file would pass 64 bits
+    kErrorWriteProtect = 19,
+    kErrorGeneralFailure = 31,
+    kErrorNotSupported = 50,
+    kErrorFileExists = 80,
+    kErrorInvalidParameter = 87,
+    kErrorBrokenPipe = 109,
+    kErrorDiskFull = 112,
+    kErrorBusy = 170,
+    kErrorNameTooLong = 206,
+    kErrorFileTooLarge = 223,
+    kErrorOperationAborted = 995,
+    kErrorIoDevice = 1117,
+    kErrorQuotaExceeded = 1295,
+    kErrorCantResolveName = 1921,
+    kErrorStringOverflow = 0x8002000A,  ///< a text would pass 0xFFFFFFFF characters
+    kErrorOutOfMemory = 0x8007000E,
+};
+
+/// The calling thread's last-error code. File operations set it when they fail and leave it
+/// alone when they succeed. Every thread has its own; it starts at 0.
+KIV_EXPORT uint32_t GetLastError() noexcept;
+KIV_EXPORT void SetLastError(uint32_t code) noexcept;
+
+/// A sentence for a last-error code, without a line end: the system's own text on Windows, the
+/// text of our table elsewhere. A code without a text gives "Error 0x...". The two language
+/// numbers (0 and 1: neutral, default sub-language) select nothing here.
+KIV_EXPORT AnsiStr GetErrorMessage(unsigned long code, unsigned short language,
+                                   unsigned short subLanguage);
+
+/// Stores a text in the calling thread's error-message slot; the second reads the slot.
+KIV_EXPORT void SetErrorMessage(const AnsiStr& text);
+KIV_EXPORT AnsiStr GetStoredErrorMessage();
+
+/// Prints the formatted message to standard error and ends the process. For broken invariants
+/// only: nothing that a caller or a message can cause leads here.
+[[noreturn]] KIV_EXPORT void DebugAbort(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
+}  // namespace KivGuiBase

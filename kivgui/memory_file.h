@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kivgui/export.h"
+#include "kivgui/file.h"
+#include "kivgui/file_handle.h"
+
+namespace KivGuiBase {
+
+/// A whole file in memory, to read or to write.
+///
+/// For reading, a file below 4 MiB is read into a buffer: nothing that happens to the file
+/// later can hurt, and one that shrinks meanwhile gives a shorter text. A larger file is mapped;
+/// while the view is open nobody may cut it short, or reading behind its new end raises the
+/// system's signal (SIGBUS).
+/// For writing, the content collects in a buffer and reaches the file with one write when the
+/// view is closed. One thread at a time.
+class KIV_EXPORT MemoryFile {
+public:
+    enum class Mode : unsigned {
+        read = 0,
+        create = 1,     ///< made when absent, emptied when present
+        createNew = 2,  ///< made for its owner alone; fails when the name is taken
+    };
+
+    /// Files from this size on are mapped.
+    static constexpr uint64_t kMapSize = 0x400000;
+
+    MemoryFile() noexcept = default;
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~MemoryFile() { Close(); }
+
+    /// Opens a view, after closing the one that was open. A file of 0 bytes opens like any
+    /// other. @return false, with the last error set, when the file cannot be opened, read or
+    /// created, or is not a plain file.
+    bool Open(const File& file, Mode mode) noexcept;
+
+    /// Makes room in a writable view for `added` bytes behind `used` ones.
+    /// @return false when memory runs out or the sum passes 64 bits; the view is unchanged.
+    bool Extend(uint64_t added, uint64_t used) noexcept;
+
+    /// Closes the view; a writable one is written out up to the write cursor. A second call is
+    /// harmless. @return false, with the last error set, when the content could not be written.
+    bool Close() noexcept;
+
+    /// The content; null while nothing is open or there is no byte.
+    const char* GetData() const noexcept { return start_; }
+    /// Bytes of content: up to the write cursor of a writable view, else the whole file.
+    uint64_t GetSize() const noexcept { return writable_ ? GetUsed() : length_; }
+
+    /// Of a writable view: the bytes written so far, those that fit without Extend, the place
+    /// for the next one, and the move of the write cursor behind bytes that were put there.
+    uint64_t GetUsed() const noexcept { return used_; }
+    uint64_t GetMappedLength() const noexcept { return length_; }
+    char* GetCursor() noexcept { return start_ + used_; }
+    void Advance(uint64_t size) noexcept { used_ += size; }
+
+private:
+    bool ReadWhole(uint64_t size) noexcept;
+    void Forget() noexcept;
+
+    char* start_ = nullptr;
+    uint64_t used_ = 0;
+    uint64_t length_ = 0;
+    bool writable_ = false;
+    bool mapped_ = false;
+    Platform::FileHandle handle_ = Platform::kInvalidFile;
+};
+
+}  // namespace KivGuiBase

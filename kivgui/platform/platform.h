@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kivgui/ansi_str.h"
+#include "kivgui/file_handle.h"
+
+/// Every question that the library asks an operating system. Each back end answers all of them
+/// in its own folder, and the build chooses the folder; nothing outside these folders knows
+/// which system it runs on.
+///
+/// A function that returns bool, or an invalid handle, has set the last-error code (error.h) when
+/// it reports failure. Paths are UTF-8 on Windows and plain bytes elsewhere. Nothing throws.
+/// Every function may be called on any thread; one handle belongs to one thread at a time.
+namespace KivGuiBase::Platform {
+
+enum class OpenMode {
+    read,       ///< an existing file; never waits for the other end of a pipe
+    replace,    ///< made when absent (with the permissions that the user's settings give), emptied
+                ///< when present; follows links, because the caller named the file
+    createNew,  ///< made here, readable and writable for its owner alone; fails with
+                ///< kErrorFileExists when anything, even a dangling link, has the name
+    append,     ///< an existing file, written at its end; does not follow a link
+};
+
+FileHandle OpenFile(const char* path, OpenMode mode) noexcept;
+
+/// Closes the file. false when the system reports a delayed write error; it is closed then too.
+bool CloseFile(FileHandle file) noexcept;
+
+/// Reads `size` bytes; fewer only at the end of the file. Goes on after a short read and after
+/// an interruption.
+bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept;
+
+/// Writes all of `size` bytes, however many calls that takes.
+bool WriteFile(FileHandle file, const void* data, size_t size) noexcept;
+
+/// The size of an open file in bytes. Fails with kErrorAccessDenied for a folder and
+/// kErrorInvalidFunction for anything else that is not a plain file.
+bool GetFileSize(FileHandle file, uint64_t& size) noexcept;
+
+/// The size of the file at `path`; -1 with the last error set when it cannot be told.
+int64_t GetFileSize(const char* path) noexcept;
+
+bool RemoveFile(const char* path) noexcept;
+
+/// Maps the first `size` bytes (not 0) of a file for reading. The mapping outlives the handle.
+/// Null on failure.
+const char* MapFile(FileHandle file, uint64_t size) noexcept;
+void UnmapFile(const char* start, uint64_t size) noexcept;
+
+/// The folder for temporary files, with a separator at its end.
+AnsiStr GetTempFolder() noexcept;
+
+/// Fills the buffer from the system's source of unpredictable bytes.
+bool FillRandom(void* buffer, size_t size) noexcept;
+
+/// A number that is different in a process made by fork. Always the same where there is no fork.
+uint64_t GetProcessGeneration() noexcept;
+
+/// The system's text for a last-error code, without a line end; empty when it has none.
+AnsiStr GetErrorText(uint32_t code) noexcept;
+
+}  // namespace KivGuiBase::Platform

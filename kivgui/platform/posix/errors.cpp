@@ -1,0 +1,93 @@
+#include "kivgui/platform/posix/errors.h"
+
+#include <cerrno>
+
+#include "kivgui/platform/platform.h"
+
+namespace KivGuiBase::Platform {
+
+namespace {
+
+struct Row {
+    int error;
+    uint32_t code;
+};
+
+constexpr Row kCodes[] = {
+    {EPERM, kErrorAccessDenied},
+    {ENOENT, kErrorFileNotFound},
+    {EINTR, kErrorOperationAborted},
+    {EIO, kErrorIoDevice},
+    {EBADF, kErrorInvalidHandle},
+    {ENOMEM, kErrorNotEnoughMemory},
+    {EACCES, kErrorAccessDenied},
+    {EBUSY, kErrorBusy},
+    {EEXIST, kErrorFileExists},
+    {ENOTDIR, kErrorPathNotFound},
+    {EISDIR, kErrorAccessDenied},
+    {EINVAL, kErrorInvalidParameter},
+    {ENFILE, kErrorTooManyOpenFiles},
+    {EMFILE, kErrorTooManyOpenFiles},
+    {ETXTBSY, kErrorAccessDenied},
+    {EFBIG, kErrorFileTooLarge},
+    {ENOSPC, kErrorDiskFull},
+    {EROFS, kErrorWriteProtect},
+    {EPIPE, kErrorBrokenPipe},
+    {ENAMETOOLONG, kErrorNameTooLong},
+    {ENOSYS, kErrorNotSupported},
+    {ELOOP, kErrorCantResolveName},
+    {EOPNOTSUPP, kErrorNotSupported},
+    {EDQUOT, kErrorQuotaExceeded},
+    {EOVERFLOW, kErrorFileTooLarge},
+};
+
+struct Text {
+    uint32_t code;
+    const char* text;
+};
+
+constexpr Text kTexts[] = {
+    {kErrorNone, "No error"},
+    {kErrorInvalidFunction, "Not a plain file"},
+    {kErrorFileNotFound, "No such file or folder"},
+    {kErrorPathNotFound, "A folder of the path does not exist"},
+    {kErrorTooManyOpenFiles, "Too many open files"},
+    {kErrorAccessDenied, "Access denied"},
+    {kErrorInvalidHandle, "The file is not open"},
+    {kErrorNotEnoughMemory, "Not enough memory"},
+    {kErrorInvalidData, "Invalid data"},
+    {kErrorWriteProtect, "The file system is read-only"},
+    {kErrorGeneralFailure, "The system reported a failure"},
+    {kErrorNotSupported, "Not supported here"},
+    {kErrorFileExists, "The file exists already"},
+    {kErrorInvalidParameter, "Invalid parameter"},
+    {kErrorBrokenPipe, "The other end of the pipe is closed"},
+    {kErrorDiskFull, "No space left on the disk"},
+    {kErrorBusy, "The file is in use"},
+    {kErrorNameTooLong, "The file name is too long"},
+    {kErrorFileTooLarge, "The file would be too large"},
+    {kErrorOperationAborted, "The operation was interrupted"},
+    {kErrorIoDevice, "Input or output error"},
+    {kErrorQuotaExceeded, "The disk quota is used up"},
+    {kErrorCantResolveName, "Too many links, or a link where none is allowed"},
+    {kErrorStringOverflow, "The text would pass 4 GiB"},
+    {kErrorOutOfMemory, "Not enough memory, or nothing to work on"},
+};
+
+}  // namespace
+
+void SetLastErrorFromErrno(int error) noexcept {
+    for (const Row& row : kCodes) {
+        if (row.error == error) return SetLastError(row.code);
+    }
+    SetLastError(kErrorGeneralFailure);
+}
+
+AnsiStr GetErrorText(uint32_t code) noexcept {
+    for (const Text& row : kTexts) {
+        if (row.code == code) return row.text;
+    }
+    return {};
+}
+
+}  // namespace KivGuiBase::Platform

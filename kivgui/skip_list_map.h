@@ -1,0 +1,216 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "kivgui/ansi_str.h"
+#include "kivgui/particle.h"
+#include "kivgui/random.h"
+
+namespace KivGuiBase {
+
+/// Key order of names: ASCII letters compare without regard to case.
+struct CaselessOrder {
+    static int Compare(const char* nodeKey, const char* key) noexcept {
+        return AnsiStr::Compare(nodeKey, key, true);
+    }
+};
+
+/// Key order of exact texts: bytes as unsigned values.
+struct ByteOrder {
+    static int Compare(const char* nodeKey, const char* key) noexcept {
+        return std::strcmp(nodeKey, key);
+    }
+};
+
+/// An ordered map from strings to values: a skip list that is searched, extended, walked in
+/// ascending key order and destroyed whole. Single entries are never removed, so a node pointer
+/// is valid as long as the map is.
+///
+/// Searches and insertions take expected logarithmic time. Nothing throws. Not synchronised:
+/// one thread at a time, or any number that only read.
+template <class Value, class Order>
+class SkipListMap {
+public:
+    static constexpr unsigned kMaxHeight = 32;
+
+    class Node {
+    public:
+        AnsiStr key;
+
+    private:
+        friend class SkipListMap;
+        Node* GetNext(unsigned level) const noexcept {
+            return level == 0 ? next_ : tower_[level - 1];
+        }
+        void SetNext(unsigned level, Node* node) noexcept {
+            (level == 0 ? next_ : tower_[level - 1]) = node;
+        }
+
+        Node* next_ = nullptr;
+        Node** tower_ = nullptr;  ///< successors on the levels 1 to height, behind the node
+        unsigned height_ = 0;
+
+    public:
+        Value value{};
+    };
+
+    template <class NodeType>
+    class Iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = Node;
+        using difference_type = std::ptrdiff_t;
+        using pointer = NodeType*;
+        using reference = NodeType&;
+
+        Iterator() noexcept = default;
+        explicit Iterator(NodeType* node) noexcept : node_(node) {}
+        reference operator*() const noexcept { return *node_; }
+        pointer operator->() const noexcept { return node_; }
+        Iterator& operator++() noexcept {
+            node_ = SkipListMap::GetSuccessor(node_);
+            return *this;
+        }
+        Iterator operator++(int) noexcept {
+            Iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(Iterator, Iterator) noexcept = default;
+
+    private:
+        NodeType* node_ = nullptr;
+    };
+
+    SkipListMap() noexcept = default;
+    SkipListMap(const SkipListMap&) = delete;
+    SkipListMap& operator=(const SkipListMap&) = delete;
+    ~SkipListMap() { Clear(); }
+
+    /// The entry of `key`, made with a default value when there is none. The stored key of an
+    /// entry that is there already takes the spelling of `key`.
+    /// @return null only when memory runs out; the map is then as it was.
+    Node* FindOrInsert(const AnsiStr& key) noexcept {
+        Node* update[kMaxHeight + 1];
+        if (Node* found = Search(key, update)) {
+            found->key = key;
+            return found;
+        }
+        return Insert(key, update);
+    }
+
+    /// The entry of `key`, null when there is none. Never changes the map.
+    const Node* Find(const AnsiStr& key) const noexcept {
+        Node* update[kMaxHeight + 1];
+        return Search(key, update);
+    }
+    Node* Find(const AnsiStr& key) noexcept {
+        Node* update[kMaxHeight + 1];
+        return Search(key, update);
+    }
+
+    auto begin() noexcept { return Iterator<Node>(GetSuccessor(head_)); }
+    auto end() noexcept { return Iterator<Node>(); }
+    auto begin() const noexcept { return Iterator<const Node>(GetSuccessor(head_)); }
+    auto end() const noexcept { return Iterator<const Node>(); }
+    bool IsEmpty() const noexcept { return GetSuccessor(head_) == nullptr; }
+
+    /// Frees every entry.
+    void Clear() noexcept {
+        for (Node* node = head_; node != nullptr;) {
+            Node* next = node->next_;
+            const size_t size = GetNodeSize(node->height_);
+            node->~Node();
+            FreeParticle(size, node);
+            node = next;
+        }
+        head_ = nullptr;
+        topLevel_ = 0;
+    }
+
+private:
+    static Node* GetSuccessor(const Node* node) noexcept {
+        return node != nullptr ? node->next_ : nullptr;
+    }
+
+    /// The entry of `key`. When there is none, `update` holds for each level up to the top one
+    /// the last node that sorts before the key.
+    Node* Search(const AnsiStr& key, Node** update) const noexcept {
+        if (head_ == nullptr) return nullptr;
+        const char* wanted = key.GetStr();
+        Node* node = head_;
+        Node* notBelow = nullptr;  // already compared on the level above
+        for (int level = topLevel_; level >= 0; --level) {
+            Node* next;
+            int order = 1;
+            while ((next = node->GetNext(static_cast<unsigned>(level))) != nullptr &&
+                   next != notBelow) {
+                order = Order::Compare(next->key.GetStr(), wanted);
+                if (order >= 0) break;
+                node = next;
+            }
+            if (next != nullptr && next != notBelow && order == 0) return next;
+            notBelow = next;
+            update[level] = node;
+        }
+        return nullptr;
+    }
+
+    Node* Insert(const AnsiStr& key, Node** update) noexcept {
+        if (head_ == nullptr) {
+            head_ = NewNode(AnsiStr(), kMaxHeight);
+            if (head_ == nullptr) return nullptr;
+            update[0] = head_;
+        }
+        const unsigned height = DrawHeight();
+        Node* node = NewNode(key, height);
+        if (node == nullptr) return nullptr;
+        for (unsigned level = static_cast<unsigned>(topLevel_) + 1; level <= height; ++level) {
+            update[level] = head_;
+        }
+        if (static_cast<int>(height) > topLevel_) topLevel_ = static_cast<int>(height);
+        for (unsigned level = 0; level <= height; ++level) {
+            node->SetNext(level, update[level]->GetNext(level));
+            update[level]->SetNext(level, node);
+        }
+        return node;
+    }
+
+    /// A node reaches each next level with probability 1/e.
+    static unsigned DrawHeight() noexcept {
+        constexpr uint32_t kPromoteBelow = 0x5E2D58D8;  // 2^32 / e
+        unsigned height = 0;
+        while (height < kMaxHeight && GetPseudoRandomNumberEx(0, 0xFFFFFFFF) < kPromoteBelow) {
+            ++height;
+        }
+        return height;
+    }
+
+    static size_t GetNodeSize(unsigned height) noexcept {
+        return sizeof(Node) + height * sizeof(Node*);
+    }
+
+    static Node* NewNode(const AnsiStr& key, unsigned height) noexcept {
+        static_assert(std::is_nothrow_default_constructible_v<Value>);
+        static_assert(alignof(Node) >= alignof(Node*));
+        void* block = AllocParticle(GetNodeSize(height));
+        if (block == nullptr) return nullptr;
+        Node* node = new (block) Node;
+        node->key = key;
+        node->height_ = height;
+        node->tower_ = reinterpret_cast<Node**>(node + 1);
+        for (unsigned i = 0; i < height; ++i) node->tower_[i] = nullptr;
+        return node;
+    }
+
+    Node* head_ = nullptr;
+    int topLevel_ = 0;
+};
+
+}  // namespace KivGuiBase

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "kivgui/ansi_str.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/export.h"
+
+namespace KivGuiBase {
+
+enum class ReadStreamMode : unsigned { read = 1 };
+enum class WriteStreamMode : unsigned { create = 2 };
+
+/// What both streams share: a file that is closed with the stream. One thread at a time.
+class KIV_EXPORT Stream {
+public:
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+protected:
+    Stream(const File& file, DiskFile::Mode mode) noexcept : isOpen_(file_.Open(file, mode)) {}
+    ~Stream() = default;
+
+    DiskFile file_;
+    bool isOpen_;
+};
+
+/// Reads texts from a file.
+class KIV_EXPORT ReadStream : public Stream {
+public:
+    ReadStream(const File& file, ReadStreamMode mode) noexcept;
+
+    /// Reads everything up to the end of the file into `text`.
+    /// @return false, with `text` empty and the last error set, when the file could not be
+    ///         opened or read, or holds more than AnsiStr::kMaxLength bytes.
+    bool Read(AnsiStr& text) noexcept;
+};
+
+/// Writes texts into a new file.
+class KIV_EXPORT WriteStream : public Stream {
+public:
+    WriteStream(const File& file, WriteStreamMode mode) noexcept;
+
+    /// Writes a NUL-terminated text. @return false, with the last error set, when the file could
+    /// not be opened or written; an error may come to light only at Close.
+    bool Write(const char* text) noexcept;
+    /// Ends the file; the destructor does it too, without a result.
+    bool Close() noexcept { return file_.Close(); }
+};
+
+}  // namespace KivGuiBase

@@ -1,0 +1,42 @@
+#include "kivgui/token_iterator.h"
+
+#include "kivgui/ascii.h"
+
+namespace KivGuiBase {
+
+namespace {
+
+/// Length of the token at the start of `text`, up to a separator outside quotes.
+size_t MeasureToken(std::string_view text, std::string_view separators) noexcept {
+    bool quoted = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') {
+            quoted = !quoted;
+        } else if (quoted && text[i] == '\\') {
+            ++i;
+        } else if (!quoted && separators.find(text[i]) != std::string_view::npos) {
+            return i;
+        }
+    }
+    return text.size();
+}
+
+}  // namespace
+
+bool TokenIterator::ToNext() noexcept {
+    const std::string_view text = text_;
+    while (position_ < text.size()) {
+        const std::string_view rest = text.substr(position_);
+        const std::string_view found = rest.substr(0, MeasureToken(rest, separators_));
+        const size_t behind = position_ + found.size() + 1;  // past the separator
+        position_ = static_cast<unsigned>(behind < text.size() ? behind : text.size());
+        if (!TrimSpace(found).empty()) {
+            token = found;
+            return true;
+        }
+    }
+    token = AnsiStr();
+    return false;
+}
+
+}  // namespace KivGuiBase

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "kivgui/ansi_str.h"
+#include "kivgui/export.h"
+
+namespace KivGuiBase {
+
+/// Walks the tokens of a text between separator characters.
+///
+/// A separator inside a double-quoted string belongs to the token, backslash escapes respected;
+/// a string that is not closed reaches to the end of the text. Tokens that are empty or hold
+/// white space only are passed over. The whole walk is linear.
+///
+///   TokenIterator it("a=1; b=\"x;y\" ;; c", ";");
+///   while (it.ToNext()) Use(it.token);   // "a=1", " b=\"x;y\" ", " c"
+class KIV_EXPORT TokenIterator {
+public:
+    TokenIterator(const AnsiStr& text, const char* separators, bool flag = false) noexcept
+        : text_(text), separators_(separators), flag_(flag) {}
+
+    /// Moves to the next token.
+    /// @return false when none is left; `token` is then empty.
+    bool ToNext() noexcept;
+
+    AnsiStr token;  ///< the current token, white space around it included
+
+private:
+    AnsiStr text_;
+    unsigned position_ = 0;
+    AnsiStr separators_;
+    [[maybe_unused]] bool flag_;  ///< selects nothing
+};
+
+}  // namespace KivGuiBase
