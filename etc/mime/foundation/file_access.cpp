@@ -1,0 +1,133 @@
+#include "mime/foundation/file_access.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace MIME {
+
+using KivGuiBase::DiskFile;
+using KivGuiBase::MemoryFile;
+
+namespace {
+
+template <class OpenFile, class Mode>
+bool OpenAs(std::unique_ptr<OpenFile>& opened, const KivGuiBase::File& file, Mode mode) noexcept {
+    opened.reset(new (std::nothrow) OpenFile);
+    if (opened == nullptr) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        return false;
+    }
+    return opened->Open(file, mode);
+}
+
+}  // namespace
+
+void FileAccess::Drop() noexcept {
+    Close();
+    diskFile_.reset();
+    memoryFile_.reset();
+    readPosition_ = 0;
+}
+
+bool FileAccess::OpenForReading() noexcept {
+    Drop();
+    return file_.GetSize() < kDiskFileSize
+               ? OpenAs(memoryFile_, file_, MemoryFile::Mode::read)
+               : OpenAs(diskFile_, file_, DiskFile::Mode::read);
+}
+
+bool FileAccess::OpenForWriting(int64_t expectedSize, Target target) noexcept {
+    Drop();
+    const bool isNew = target == Target::newFile;
+    return expectedSize < kDiskFileSize
+               ? OpenAs(memoryFile_, file_,
+                        isNew ? MemoryFile::Mode::createNew : MemoryFile::Mode::create)
+               : OpenAs(diskFile_, file_,
+                        isNew ? DiskFile::Mode::createNew : DiskFile::Mode::create);
+}
+
+bool FileAccess::OpenDiskFileForWriting() noexcept {
+    Drop();
+    return OpenAs(diskFile_, file_, DiskFile::Mode::create);
+}
+
+bool FileAccess::Write(const void* data, uint64_t size) noexcept {
+    constexpr uint64_t kMaxPiece = 0xFFFFFFFF;
+    const char* next = static_cast<const char*>(data);
+    while (size > 0) {
+        const auto piece = static_cast<unsigned>(std::min(size, kMaxPiece));
+        if (!WritePiece(next, piece)) return false;
+        next += piece;
+        size -= piece;
+    }
+    return true;
+}
+
+bool FileAccess::WritePiece(const char* data, unsigned size) noexcept {
+    if (memoryFile_ != nullptr) return WriteToMemory(data, size);
+    return diskFile_ != nullptr && diskFile_->Write(data, size);
+}
+
+bool FileAccess::WriteToMemory(const char* data, unsigned size) noexcept {
+    const uint64_t used = memoryFile_->GetUsed();
+    if (size > UINT64_MAX - used) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidData);
+        return false;
+    }
+    if (used + size >= static_cast<uint64_t>(kDiskFileSize)) {
+        return MoveToDisk() && diskFile_->Write(data, size);
+    }
+    if (used + size > memoryFile_->GetMappedLength()) {
+        memoryFile_->Extend(size, used);
+        if (used + size > memoryFile_->GetMappedLength()) return false;
+    }
+    std::memcpy(memoryFile_->GetCursor(), data, size);
+    memoryFile_->Advance(size);
+    return true;
+}
+
+// A size announced too small must not make the whole body pile up in memory.
+bool FileAccess::MoveToDisk() noexcept {
+    if (!memoryFile_->Close()) return false;
+    memoryFile_.reset();
+    return OpenAs(diskFile_, file_, DiskFile::Mode::append);
+}
+
+char* FileAccess::GetWriteRoom(unsigned size) noexcept {
+    if (size > kMaxRoom) return nullptr;
+    if (memoryFile_ != nullptr) {
+        const uint64_t used = memoryFile_->GetUsed();
+        if (used + size < static_cast<uint64_t>(kDiskFileSize)) {
+            return memoryFile_->Extend(size, used) ? memoryFile_->GetCursor() : nullptr;
+        }
+        if (!MoveToDisk()) return nullptr;
+    }
+    return diskFile_ != nullptr ? diskFile_->GetWriteRoom(size) : nullptr;
+}
+
+void FileAccess::Commit(unsigned size) noexcept {
+    if (memoryFile_ != nullptr) {
+        memoryFile_->Advance(size);
+    } else {
+        diskFile_->Commit(size);
+    }
+}
+
+bool FileAccess::Read(void* buffer, unsigned size, unsigned& got) noexcept {
+    got = 0;
+    if (diskFile_ != nullptr) return diskFile_->Read(buffer, size, got);
+    if (memoryFile_ == nullptr) return false;
+    const uint64_t left = memoryFile_->GetSize() - readPosition_;
+    got = static_cast<unsigned>(std::min<uint64_t>(size, left));
+    if (got != 0) std::memcpy(buffer, memoryFile_->GetData() + readPosition_, got);
+    readPosition_ += got;
+    return true;
+}
+
+bool FileAccess::Close() noexcept {
+    if (diskFile_ != nullptr) return diskFile_->Close();
+    return memoryFile_ == nullptr || memoryFile_->Close();
+}
+
+}  // namespace MIME

@@ -1,0 +1,268 @@
+#pragma once
+
+#include "kivgui/kivgui.h"
+
+/// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
+///
+/// The tree. A message is a tree of `Part`: each has header fields (`headers`), a summary of them
+/// (`info`) and either children (`parts`) or a body (`data`). Fields are public; hosts read and
+/// write them directly.
+///
+///   MIME::Part message;
+///   MIME::AnsiStr error;
+///   if (!message.Read(text, size, error)) Report(error);
+///   for (const MIME::Part* part : message.parts) {
+///       Use(part->info.contentType.GetStr(), part->data.file.GetPath());
+///   }
+///
+/// Text is bytes: no character set is converted. Output lines end in CR LF, and on input only
+/// CR LF ends a line. Names of header fields and parameters compare without regard to case.
+///
+/// Failure is a `bool` or an empty text; nothing is thrown. File operations leave the reason in
+/// the calling thread's last error (`KivGuiBase::GetLastError`).
+///
+/// Threads. A tree belongs to one thread at a time; different trees may be used at once. The
+/// encoders and the vocabulary are pure functions.
+namespace MIME {
+
+using KivGuiBase::AnsiStr;
+using KivGuiBase::AnsiSubStr;
+using KivGuiBase::Blob;
+using KivGuiBase::File;
+using KivGuiBase::MemoryFile;
+using KivGuiBase::SharedArray;
+
+// ------------------------------------------------------------------------------- vocabulary --
+
+/// Top-level media types (RFC 2046, 2). The values are interface: hosts may store them.
+namespace Type {
+enum keys : unsigned {
+#define MIME_TYPE(name, text) name,
+#include "mime/vocabulary/types.inc"
+};
+/// The type's text; empty for a value that is none.
+KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
+}  // namespace Type
+
+/// Media subtypes. A name does not say which type it belongs to; some names differ in case alone.
+namespace SubType {
+enum keys : unsigned {
+#define MIME_SUBTYPE(name, text) name,
+#include "mime/vocabulary/subtypes.inc"
+};
+/// The subtype's text; empty for a value that is none.
+KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
+}  // namespace SubType
+
+/// Well-known header fields.
+namespace Header {
+enum keys : unsigned {
+#define MIME_HEADER(name, text) name,
+#include "mime/vocabulary/headers.inc"
+};
+/// The field's name as it is written; empty for a value that is none.
+KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
+}  // namespace Header
+
+/// The type's text, "/" and the subtype's text. A value that is none gives an empty part.
+KIV_EXPORT AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept;
+
+/// A media type: a text, or two keys that stand for one.
+struct ContentType {
+    AnsiStr str;  ///< type "/" subtype; when not empty, the keys do not count for the text
+    Type::keys type = Type::invalid;
+    SubType::keys subType = SubType::invalid;
+
+    /// The media type as text: `str`, or what the keys stand for when it is empty.
+    AnsiStr GetStr() const noexcept { return str.IsEmpty() ? CanonicType(type, subType) : str; }
+};
+
+/// @name Lookups between file-name extensions and media types
+/// An extension has no dot, except that GetTypeStrFromExt takes one off. ASCII case is ignored.
+/// Nothing else is trimmed: "text/plain; charset=x" is no known type.
+/// @return true when the table had an entry; otherwise the result is application/octet-stream,
+///         or the empty extension. Any thread; the first call of the process builds the tables.
+/// @{
+KIV_EXPORT bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept;
+KIV_EXPORT bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type,
+                                SubType::keys& subType) noexcept;
+KIV_EXPORT bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) noexcept;
+KIV_EXPORT bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept;
+/// @}
+
+// ----------------------------------------------------------------------------- header fields --
+
+/// The value of one parameter of a header field (RFC 2045, 5.1).
+struct ParameterValue {
+    AnsiStr value;     ///< without quotes; empty for a parameter that had no "="
+    bool raw = false;  ///< `value` is written as it stands; the reader stores false
+};
+
+/// Parameters by name, in alphabetical order, case ignored.
+///
+/// `FindOrInsert` gives an entry with `.key` and `.value`, and makes it when it is missing; an
+/// entry that is there takes the spelling it was looked up with. `Find` never inserts. Walk it
+/// with range-for.
+class KIV_EXPORT ParameterMap
+    : public KivGuiBase::SkipListMap<ParameterValue, KivGuiBase::CaselessOrder> {
+public:
+    /// Takes over every parameter of `source`; parameters of other names stay.
+    /// @return false when memory runs out before all are copied.
+    bool CopyFrom(const ParameterMap& source) noexcept;
+};
+
+/// The value of one header field.
+struct HeaderValue {
+    AnsiStr value;  ///< without the parameters; empty means that the field is absent for writers
+    ParameterMap parameters;
+};
+
+/// Header fields by name: unique, in alphabetical order, case ignored (see ParameterMap). The
+/// order in which fields were read or set is not kept.
+class KIV_EXPORT HeaderMap : public KivGuiBase::SkipListMap<HeaderValue, KivGuiBase::CaselessOrder> {
+public:
+    using SkipListMap::FindOrInsert;
+    /// The entry of a well-known field.
+    Node* FindOrInsert(Header::keys key) noexcept { return FindOrInsert(Header::GetStr(key)); }
+
+    /// Takes over every field of `source` with its value and exactly its parameters; fields of
+    /// other names stay. Copying a map into itself changes nothing.
+    /// @return false when memory runs out before all are copied.
+    bool CopyFrom(const HeaderMap& source) noexcept;
+};
+
+// ----------------------------------------------------------------------------------- entities --
+
+/// Content transfer encodings (RFC 2045, 6).
+namespace TransferEncoding {
+enum keys : unsigned { base64, quoted_printable, bit7, bit8, binary };
+/// The text of Content-Transfer-Encoding; empty for a value that is none.
+KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
+}  // namespace TransferEncoding
+
+/// What the Content- fields of an entity say.
+struct KIV_EXPORT Info {
+    TransferEncoding::keys transferEncoding = TransferEncoding::base64;
+    ContentType contentType;
+    AnsiStr boundary;  ///< without the leading "--"; not empty for a multipart entity
+    AnsiStr charset;   ///< set by hosts for writing; the reader leaves it empty
+
+    /// Gives `boundary` a new value that no text contains by chance: "=_Qvm_=-" and 32
+    /// hexadecimal digits. Empty when memory runs out.
+    void GenerateBoundary() noexcept;
+};
+
+/// The body of a single-part entity: in `content`, in `file`, or nowhere.
+struct KIV_EXPORT Data {
+    bool encoded = false;   ///< `content` is transfer-encoded already; writers leave it alone
+    bool topLevel = false;  ///< set by hosts on a multipart entity that is a whole message
+    AnsiStr content;        ///< the body in memory; counts before `file`
+    File file;              ///< the file that holds the body
+    bool ownsFile = false;  ///< the file is deleted with this object
+
+    Data() noexcept = default;
+    Data(const Data& other) noexcept { *this = other; }
+    ~Data() { Clear(); }
+
+    /// Copies. A file that `other` owns is copied into a new temporary file, which this object
+    /// then owns; when that fails this side is left without a file. A file that was owned here
+    /// is deleted. Assigning an object to itself changes nothing.
+    Data& operator=(const Data& other) noexcept;
+
+private:
+    void Clear() noexcept;
+};
+
+/// One MIME entity: header fields and a body or children.
+///
+/// Owns its children, which are made with `new`. Trees of any depth can be read, written and
+/// destroyed: none of these uses the stack for depth.
+class KIV_EXPORT Part {
+public:
+    AnsiStr rawText;           ///< when not empty, the whole entity as text; writers write just it
+    Info info;
+    Data data;                 ///< the body of an entity without children
+    HeaderMap headers;
+    SharedArray<Part*> parts;  ///< the children, in order; owned
+
+    Part() noexcept = default;
+    Part(const Part&) = delete;
+    Part& operator=(const Part&) = delete;
+    ~Part();
+
+    /// Makes `child`, which must come from `new` and now belongs to this part, the last child.
+    /// A part without a boundary is given one first. When the array cannot grow the child is not
+    /// added, and stays the caller's.
+    void AddPart(Part* child) noexcept;
+
+    /// Reads message text into this part, which should be freshly made: fields and children are
+    /// added to what is there.
+    ///
+    /// The entity at the top must be multipart. Each single-part entity's decoded body is written
+    /// into a new file in the system's temporary folder, named "mimeio-" and a name from its
+    /// headers; `data.file` names it. The files are readable by their owner alone and stay when
+    /// the tree is destroyed, unless `data.ownsFile` is set.
+    ///
+    /// @param text, size   the message: a header block, an empty line, the body (RFC 2046, 5.1);
+    ///                     read in place. A UTF-8 byte-order mark and line ends at its start are
+    ///                     passed over, and whatever follows the closing boundary line.
+    /// @param error        emptied; receives one message when reading fails.
+    /// @param contentType  null, or the value of a Content-Type field that travelled apart; the
+    ///                     text then starts with the body.
+    /// @return false at the first failure. What was read before it stays, files included.
+    ///
+    /// Linear in `size`; needs memory for the tree, plus the longest base64 run that does not end
+    /// on a whole group. docs/reading.md has the exact rules and where they depart from the RFCs.
+    bool Read(const char* text, unsigned long long size, AnsiStr& error,
+              const char* contentType = nullptr) noexcept;
+
+    /// Reads a file as above. When it cannot be opened the result is false and `error` empty; the
+    /// last error says why. A file of 4 MiB or more is mapped: nobody may cut it short meanwhile.
+    bool Read(const File& file, AnsiStr& error, const char* contentType = nullptr) noexcept;
+
+    /// Attaches content: sets `info.contentType`, the transfer encoding in `info` and in the
+    /// headers, and stores the bytes in `data.content` transfer-encoded: quoted-printable when
+    /// `newType.type` is Type::text, base64 otherwise.
+    /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes.
+    bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
+
+    /// Writes the tree into a file, which is made or replaced; bodies are streamed from their
+    /// files. Stored fields are written as they are, one line each; docs/writing.md says how.
+    ///
+    /// @param contentTypeOut  when not null, receives the value of Content-Type, and this entity's
+    ///                        own header block is left out: Read takes the two back.
+    /// @return false when anything could not be read or written; what was written stays.
+    bool Write(const File& target, AnsiStr* contentTypeOut = nullptr) noexcept;
+};
+
+// ----------------------------------------------------------------------------------- encoding --
+
+/// The text encoders: pure functions, any thread.
+class KIV_EXPORT Encoding {
+public:
+    /// Encodes a body as quoted-printable (RFC 2045, 6.7) in lines of at most 76 characters.
+    ///
+    /// Beyond the RFC: a UTF-8 byte-order mark at the start is dropped, "." is always encoded, so
+    /// that no line can end an SMTP transfer, and CR LF is a line break while a CR or LF alone is
+    /// encoded. Linear. Empty when memory runs out.
+    ///
+    ///   Encoding::QPEncode("a=b.");   // "a=3Db=2E"
+    static AnsiStr QPEncode(const AnsiStr& text) noexcept;
+    static AnsiStr QPEncode(const char* data, unsigned length) noexcept;
+
+    /// Decodes one line of quoted-printable, given without its CR LF, and appends CR LF unless
+    /// the line ends in a soft line break. `out` is replaced. What is no escape is copied as it
+    /// stands, and white space at the end is kept, unlike RFC 2045, 6.7 (3).
+    /// @return false, with `out` empty, only when memory runs out or the line has more than
+    ///         4,294,967,293 bytes.
+    static bool QPDecodeLine(const AnsiSubStr& line, Blob& out) noexcept;
+
+    /// May the text stand bare as an atom (RFC 822, 3.3)? The empty text may.
+    static bool IsAtom(const AnsiStr& text) noexcept;
+
+    /// The text as a quoted-string: in double quotes, with a backslash before every CR, double
+    /// quote and backslash. Empty when memory runs out.
+    static AnsiStr Quote(const AnsiStr& text) noexcept;
+};
+
+}  // namespace MIME
