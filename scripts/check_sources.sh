@@ -6,7 +6,8 @@ set -eu
 
 cd "$ROOT"
 status=0
-mapfile -t sources < <(git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.hpp')
+mapfile -t sources < <(find * -path build -prune -o \
+  \( -name '*.cpp' -o -name '*.h' -o -name '*.hpp' \) -print | sort)
 [ ${#sources[@]} -gt 0 ] || die "no sources found"
 
 if [ "${1:-}" = --fix ]; then
