@@ -144,11 +144,19 @@ void FillFileExtensionMap(FileExtensionMap& map) {
     }
 }
 
+// The emptiers run when the module is unloaded; lookups after that find nothing.
+constinit LazyTable<FileTypeMap> fileTypes("FileTypeMap s_filetypemap", &FillFileTypeMap);
+const LazyTable<FileTypeMap>::Emptier fileTypesEmptier(fileTypes);
+
+constinit LazyTable<FileExtensionMap> fileExtensions("FileExtensionMap s_fileextensionmap",
+                                                     &FillFileExtensionMap);
+const LazyTable<FileExtensionMap>::Emptier fileExtensionsEmptier(fileExtensions);
+
 // ---- Looking up ----------------------------------------------------------------------------------
 
 /// Finds the lower-case form of `text`. Most texts have that form already and are not copied.
 template <class Map>
-auto FindLowerCase(const Map& map, const AnsiStr& text) {
+auto FindLowerCase(const Map& map, const AnsiStr& text) noexcept {
     const std::string_view view = text;
     const bool hasUpper =
         std::any_of(view.begin(), view.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
@@ -157,32 +165,25 @@ auto FindLowerCase(const Map& map, const AnsiStr& text) {
 
 }  // namespace
 
-const FileTypeMap& GetFileTypeMap() {
-    static constinit LazyTable<FileTypeMap> table{"FileTypeMap s_filetypemap", &FillFileTypeMap};
-    return table.Get();
-}
+const FileTypeMap& GetFileTypeMap() noexcept { return fileTypes.Get(); }
 
-const FileExtensionMap& GetFileExtensionMap() {
-    static constinit LazyTable<FileExtensionMap> table{"FileExtensionMap s_fileextensionmap",
-                                                       &FillFileExtensionMap};
-    return table.Get();
-}
+const FileExtensionMap& GetFileExtensionMap() noexcept { return fileExtensions.Get(); }
 
-bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) {
+bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) noexcept {
     const FileTypeMap::Node* const node = FindLowerCase(GetFileTypeMap(), ext);
     type = node != nullptr ? node->value.type : Type::application;
     subType = node != nullptr ? node->value.subType : SubType::octet_stream;
     return node != nullptr;
 }
 
-bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) {
+bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept {
     // The string is emptied last: `ext` may be that string.
     const bool isFound = GetTypesFromExt(ext, type.type, type.subType);
     type.str = AnsiStr();
     return isFound;
 }
 
-bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) {
+bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) noexcept {
     const bool hasDot = *ext.GetStr() == '.';
     Type::keys type;
     SubType::keys subType;
@@ -192,7 +193,7 @@ bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) {
     return isFound;
 }
 
-bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) {
+bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept {
     const FileExtensionMap::Node* const node = FindLowerCase(GetFileExtensionMap(), typeStr);
     ext = node != nullptr ? node->value : AnsiStr();
     return node != nullptr;

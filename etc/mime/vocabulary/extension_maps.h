@@ -16,7 +16,7 @@ using FileExtensionMap = KivGuiBase::SkipListMap<AnsiStr, KivGuiBase::ByteOrder>
 
 /// The two tables. Any thread; the first call builds the table under the lazy-static lock,
 /// later calls take no lock. A table never changes, and is empty once the library was unloaded.
-const FileTypeMap& GetFileTypeMap();
-const FileExtensionMap& GetFileExtensionMap();
+const FileTypeMap& GetFileTypeMap() noexcept;
+const FileExtensionMap& GetFileExtensionMap() noexcept;
 
 }  // namespace MIME

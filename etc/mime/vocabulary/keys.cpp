@@ -56,19 +56,19 @@ constexpr bool IsIdentifierOf(std::string_view id, std::string_view text) {
 
 /// Empty for a value behind the last row: hosts can pass any number as a key.
 template <size_t kCount>
-constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsigned key) {
+constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsigned key) noexcept {
     return key < kCount ? texts[key] : std::string_view();
 }
 
 }  // namespace
 
-AnsiStr Type::GetStr(keys key) { return TextOf(kTypes, key); }
+AnsiStr Type::GetStr(keys key) noexcept { return TextOf(kTypes, key); }
 
-AnsiStr SubType::GetStr(keys key) { return TextOf(kSubTypes, key); }
+AnsiStr SubType::GetStr(keys key) noexcept { return TextOf(kSubTypes, key); }
 
-AnsiStr Header::GetStr(keys key) { return TextOf(kHeaders, key); }
+AnsiStr Header::GetStr(keys key) noexcept { return TextOf(kHeaders, key); }
 
-AnsiStr CanonicType(Type::keys type, SubType::keys subType) {
+AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {
     const std::string_view typeText = TextOf(kTypes, type);
     const std::string_view subTypeText = TextOf(kSubTypes, subType);
     AnsiStr text;
