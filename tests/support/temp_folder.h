@@ -1,0 +1,79 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace MIME::Test {
+
+/// A new, empty folder that is the system's temporary folder (TMPDIR) for as long as this lives.
+/// It goes with everything in it. For one thread; a process has one at a time, or nested ones.
+class TempFolder {
+public:
+    TempFolder() {
+        std::string path = std::filesystem::temp_directory_path() / "kivmime-test-XXXXXX";
+        if (mkdtemp(path.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), path);
+        }
+        path_ = path;
+        if (const char* folder = std::getenv(kVariable)) before_.assign(1, folder);
+        setenv(kVariable, path_.c_str(), 1);
+    }
+    ~TempFolder() {
+        if (before_.empty()) {
+            unsetenv(kVariable);
+        } else {
+            setenv(kVariable, before_.front().c_str(), 1);
+        }
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    /// The folder's path, without a separator at its end.
+    const std::string& GetPath() const { return path_; }
+    /// The path of `name` in the folder.
+    std::string At(std::string_view name) const { return path_ + "/" + std::string(name); }
+    /// The names of what is in the folder, sorted.
+    std::vector<std::string> List() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+private:
+    static constexpr const char* kVariable = "TMPDIR";
+
+    std::string path_;
+    std::vector<std::string> before_;  // the variable's value, when it was set
+};
+
+/// The bytes of a file. A file that cannot be read ends the test.
+inline std::string ReadWholeFile(std::string_view path) {
+    std::ifstream in{std::string(path), std::ios::binary};
+    std::string content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (!in.is_open() || in.bad()) throw std::runtime_error("cannot read " + std::string(path));
+    return content;
+}
+
+/// Makes or replaces a file. A file that cannot be written ends the test.
+inline void WriteWholeFile(std::string_view path, std::string_view content) {
+    std::ofstream out{std::string(path), std::ios::binary};
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    out.close();
+    if (!out) throw std::runtime_error("cannot write " + std::string(path));
+}
+
+}  // namespace MIME::Test
