@@ -146,11 +146,11 @@ void FillFileExtensionMap(FileExtensionMap& map) {
 
 // The emptiers run when the module is unloaded; lookups after that find nothing.
 constinit LazyTable<FileTypeMap> fileTypes("FileTypeMap s_filetypemap", &FillFileTypeMap);
-const LazyTable<FileTypeMap>::Emptier fileTypesEmptier(fileTypes);
+LazyTable<FileTypeMap>::Emptier fileTypesEmptier(fileTypes);
 
 constinit LazyTable<FileExtensionMap> fileExtensions("FileExtensionMap s_fileextensionmap",
                                                      &FillFileExtensionMap);
-const LazyTable<FileExtensionMap>::Emptier fileExtensionsEmptier(fileExtensions);
+LazyTable<FileExtensionMap>::Emptier fileExtensionsEmptier(fileExtensions);
 
 // ---- Looking up ----------------------------------------------------------------------------------
 
@@ -165,9 +165,13 @@ auto FindLowerCase(const Map& map, const AnsiStr& text) noexcept {
 
 }  // namespace
 
-const FileTypeMap& GetFileTypeMap() noexcept { return fileTypes.Get(); }
+const FileTypeMap& GetFileTypeMap() noexcept {
+    return fileTypes.Get();
+}
 
-const FileExtensionMap& GetFileExtensionMap() noexcept { return fileExtensions.Get(); }
+const FileExtensionMap& GetFileExtensionMap() noexcept {
+    return fileExtensions.Get();
+}
 
 bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) noexcept {
     const FileTypeMap::Node* const node = FindLowerCase(GetFileTypeMap(), ext);

@@ -62,11 +62,17 @@ constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsig
 
 }  // namespace
 
-AnsiStr Type::GetStr(keys key) noexcept { return TextOf(kTypes, key); }
+AnsiStr Type::GetStr(keys key) noexcept {
+    return TextOf(kTypes, key);
+}
 
-AnsiStr SubType::GetStr(keys key) noexcept { return TextOf(kSubTypes, key); }
+AnsiStr SubType::GetStr(keys key) noexcept {
+    return TextOf(kSubTypes, key);
+}
 
-AnsiStr Header::GetStr(keys key) noexcept { return TextOf(kHeaders, key); }
+AnsiStr Header::GetStr(keys key) noexcept {
+    return TextOf(kHeaders, key);
+}
 
 AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {
     const std::string_view typeText = TextOf(kTypes, type);
