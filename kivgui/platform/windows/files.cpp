@@ -1,0 +1,213 @@
+#include <algorithm>
+#include <memory>
+#include <type_traits>
+
+#include "kivgui/platform/platform.h"
+#include "kivgui/platform/windows/errors.h"
+#include "kivgui/platform/windows/system.h"
+#include "kivgui/platform/windows/text.h"
+
+#include <sddl.h>
+
+namespace KivGuiBase::Platform {
+
+namespace {
+
+// A request's size has 32 bits; a smaller one also keeps fewer pages locked at once.
+constexpr size_t kMaxTransfer = 0x1000000;
+
+struct Closer {
+    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
+};
+using OwnedHandle = std::unique_ptr<void, Closer>;
+
+struct LocalFreer {
+    void operator()(void* memory) const noexcept { LocalFree(memory); }
+};
+using LocalMemory = std::unique_ptr<void, LocalFreer>;
+
+HANDLE ToHandle(FileHandle file) noexcept {
+    return reinterpret_cast<HANDLE>(file);
+}
+
+/// A security descriptor that gives all rights to the file's owner, and none to anybody else or
+/// from the folder. Null on failure.
+LocalMemory MakeOwnerOnlyDescriptor() noexcept {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1,
+                                                              &descriptor, nullptr)) {
+        FailWithSystemError();
+    }
+    return LocalMemory(descriptor);
+}
+
+struct OpenHow {
+    DWORD access;
+    DWORD share;
+    DWORD disposition;
+    DWORD flags;
+};
+
+// Everybody may read, rename and delete a file that we have open, as on other systems, and write
+// one that we read. Two writers of one file would be a mistake, so writing is not shared.
+constexpr DWORD kShareOfWriter = FILE_SHARE_READ | FILE_SHARE_DELETE;
+constexpr DWORD kShareOfReader = kShareOfWriter | FILE_SHARE_WRITE;
+
+OpenHow GetOpenHow(OpenMode mode) noexcept {
+    switch (mode) {
+        case OpenMode::read:
+            break;
+        case OpenMode::replace:
+            return {GENERIC_WRITE, kShareOfWriter, CREATE_ALWAYS, 0};
+        // Without the flag the system would create the file that a dangling link names.
+        case OpenMode::createNew:
+            return {GENERIC_WRITE, kShareOfWriter, CREATE_NEW, FILE_FLAG_OPEN_REPARSE_POINT};
+        // Appending without the right to write elsewhere makes every write go to the end.
+        case OpenMode::append:
+            return {FILE_APPEND_DATA, kShareOfWriter, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT};
+    }
+    return {GENERIC_READ, kShareOfReader, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN};
+}
+
+/// Opens a path; null on failure.
+OwnedHandle Create(const char* path, const OpenHow& how, SECURITY_ATTRIBUTES* security) noexcept {
+    std::wstring systemPath;
+    if (!MakeSystemPath(path, systemPath)) return nullptr;
+    const HANDLE file = CreateFileW(systemPath.c_str(), how.access, how.share, security,
+                                    how.disposition, FILE_ATTRIBUTE_NORMAL | how.flags, nullptr);
+    if (file != INVALID_HANDLE_VALUE) return OwnedHandle(file);
+    FailWithSystemError();
+    return nullptr;
+}
+
+OwnedHandle CreateForOwner(const char* path, const OpenHow& how) noexcept {
+    const LocalMemory descriptor = MakeOwnerOnlyDescriptor();
+    if (descriptor == nullptr) return nullptr;
+    SECURITY_ATTRIBUTES security{sizeof security, descriptor.get(), FALSE};
+    return Create(path, how, &security);
+}
+
+/// Is this a file itself, not a link or another stand-in for one? (Those open like files when
+/// they are not followed.) On failure the last error is set.
+bool IsPlainName(HANDLE file) noexcept {
+    FILE_BASIC_INFO info;
+    if (!GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info)) {
+        return FailWithSystemError();
+    }
+    if ((info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return true;
+    SetLastError(kErrorCantResolveName);
+    return false;
+}
+
+}  // namespace
+
+FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
+    const OpenHow how = GetOpenHow(mode);
+    OwnedHandle file =
+        mode == OpenMode::createNew ? CreateForOwner(path, how) : Create(path, how, nullptr);
+    if (mode == OpenMode::append && file != nullptr && !IsPlainName(file.get())) file.reset();
+    return file != nullptr ? reinterpret_cast<FileHandle>(file.release()) : kInvalidFile;
+}
+
+bool CloseFile(FileHandle file) noexcept {
+    return CloseHandle(ToHandle(file)) || FailWithSystemError();
+}
+
+bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept {
+    got = 0;
+    while (got < size) {
+        const auto wanted = static_cast<DWORD>(std::min(size - got, kMaxTransfer));
+        DWORD n = 0;
+        if (!::ReadFile(ToHandle(file), static_cast<char*>(buffer) + got, wanted, &n, nullptr)) {
+            // The end of a pipe is an end like any other.
+            return ::GetLastError() == ERROR_BROKEN_PIPE || FailWithSystemError();
+        }
+        if (n == 0) break;
+        got += n;
+    }
+    return true;
+}
+
+bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
+    const char* next = static_cast<const char*>(data);
+    while (size > 0) {
+        const auto part = static_cast<DWORD>(std::min(size, kMaxTransfer));
+        DWORD n = 0;
+        if (!::WriteFile(ToHandle(file), next, part, &n, nullptr)) return FailWithSystemError();
+        if (n == 0) {  // a pipe that does not wait for its reader
+            SetLastError(kErrorBusy);
+            return false;
+        }
+        next += n;
+        size -= n;
+    }
+    return true;
+}
+
+// A folder does not come so far: it cannot be opened as a file, which fails with
+// kErrorAccessDenied.
+bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
+    ::SetLastError(ERROR_SUCCESS);
+    const DWORD type = GetFileType(ToHandle(file));
+    if (type == FILE_TYPE_UNKNOWN && ::GetLastError() != ERROR_SUCCESS)
+        return FailWithSystemError();
+    if (type != FILE_TYPE_DISK) {
+        SetLastError(kErrorInvalidFunction);
+        return false;
+    }
+    LARGE_INTEGER length;
+    if (!GetFileSizeEx(ToHandle(file), &length)) return FailWithSystemError();
+    size = static_cast<uint64_t>(length.QuadPart);
+    return true;
+}
+
+int64_t GetFileSize(const char* path) noexcept {
+    // Opened, because the size that stands in the folder is that of a link, or an old one.
+    const OwnedHandle file =
+        Create(path, {FILE_READ_ATTRIBUTES, kShareOfReader, OPEN_EXISTING, 0}, nullptr);
+    uint64_t size = 0;
+    if (file == nullptr || !GetFileSize(reinterpret_cast<FileHandle>(file.get()), size)) return -1;
+    return static_cast<int64_t>(size);
+}
+
+bool RemoveFile(const char* path) noexcept {
+    std::wstring systemPath;
+    return MakeSystemPath(path, systemPath) &&
+           (DeleteFileW(systemPath.c_str()) || FailWithSystemError());
+}
+
+const char* MapFile(FileHandle file, uint64_t size) noexcept {
+    const OwnedHandle mapping(
+        CreateFileMappingW(ToHandle(file), nullptr, PAGE_READONLY, 0, 0, nullptr));
+    void* start =
+        mapping != nullptr ? MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, size) : nullptr;
+    if (start == nullptr) FailWithSystemError();
+    return static_cast<const char*>(start);
+}
+
+void UnmapFile(const char* start, uint64_t /*size*/) noexcept {
+    UnmapViewOfFile(start);
+}
+
+AnsiStr GetTempFolder() noexcept {
+    using Function = DWORD(WINAPI*)(DWORD, LPWSTR);
+    // Newer systems have a function that gives a service a folder which others cannot look into.
+    static const auto getTempPath = [] {
+        const FARPROC newer = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
+        return newer != nullptr ? reinterpret_cast<Function>(reinterpret_cast<void*>(newer))
+                                : &GetTempPathW;
+    }();
+    wchar_t folder[MAX_PATH + 2];
+    constexpr DWORD kRoom = std::extent_v<decltype(folder)>;
+    const DWORD length = getTempPath(kRoom, folder);
+    if (length == 0) {
+        FailWithSystemError();
+    } else if (length >= kRoom) {  // the room that it would take
+        SetLastError(kErrorNameTooLong);
+    } else {
+        return ToUtf8({folder, length});
+    }
+    return {};
+}
+
+}  // namespace KivGuiBase::Platform

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "kivgui/ansi_str.h"
+
+namespace KivGuiBase::Platform {
+
+/// A text of the system as UTF-8; half a surrogate pair becomes U+FFFD. Empty, with the last
+/// error set, when it cannot be converted.
+AnsiStr ToUtf8(std::wstring_view text) noexcept;
+
+/// A UTF-8 path as the system's functions take it. When it is too long for them (MAX_PATH), even
+/// if only together with the current folder, it becomes absolute and gets the prefix "\\?\".
+/// @return false, with the last error set, when the text is not UTF-8 or memory runs out.
+bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept;
+
+}  // namespace KivGuiBase::Platform
