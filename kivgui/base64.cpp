@@ -49,6 +49,19 @@ AnsiStr BreakLines(const AnsiStr& text, unsigned lineLength, std::string_view se
 
 }  // namespace
 
+char* Base64::EncodeLines(const void* data, size_t size, unsigned lineLength,
+                          std::string_view separator, char* out) noexcept {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    const size_t lineBytes = lineLength != 0 ? lineLength / 4 * size_t{3} : size;
+    while (size > lineBytes) {
+        out = EncodeLine(bytes, lineBytes, out);
+        out = std::copy(separator.begin(), separator.end(), out);
+        bytes += lineBytes;
+        size -= lineBytes;
+    }
+    return EncodeLine(bytes, size, out);
+}
+
 AnsiStr Binary2B64Str(const void* data, unsigned size, unsigned lineLength,
                       const char* separator) noexcept {
     const std::string_view between = separator != nullptr ? separator : "";
@@ -64,16 +77,7 @@ AnsiStr Binary2B64Str(const void* data, unsigned size, unsigned lineLength,
     char* out;
     AnsiStr text(static_cast<unsigned>(length), out);
     if (out == nullptr) return {};
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    const size_t lineBytes = lineLength != 0 ? lineLength / 4 * size_t{3} : size;
-    for (size_t left = size;;) {
-        const size_t onLine = std::min(left, lineBytes);
-        out = EncodeLine(bytes, onLine, out);
-        bytes += onLine;
-        left -= onLine;
-        if (left == 0) break;
-        out = std::copy(between.begin(), between.end(), out);
-    }
+    Base64::EncodeLines(data, size, lineLength, between, out);
     return text;
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "kivgui/ascii.h"
+
+namespace MIME {
+
+inline constexpr uint8_t kNoHexDigit = 0xFF;
+
+/// What each byte is worth as a hexadecimal digit of either case; kNoHexDigit for the others.
+inline constexpr std::array<uint8_t, 256> kHexValues = [] {
+    std::array<uint8_t, 256> values{};
+    values.fill(kNoHexDigit);
+    for (uint8_t value = 0; value < 16; ++value) {
+        const char digit = KivGuiBase::kUpperHexDigits[value];
+        values[static_cast<unsigned char>(digit)] = value;
+        values[static_cast<unsigned char>(KivGuiBase::ToLowerAscii(digit))] = value;
+    }
+    return values;
+}();
+
+constexpr unsigned GetHexValue(char c) noexcept {
+    return kHexValues[static_cast<unsigned char>(c)];
+}
+
+/// Writes "=" and two upper-case digits (RFC 2045, 6.7 (1)).
+constexpr char* WriteHexEscape(char c, char* out) noexcept {
+    const auto byte = static_cast<unsigned char>(c);
+    out[0] = '=';
+    out[1] = KivGuiBase::kUpperHexDigits[byte >> 4];
+    out[2] = KivGuiBase::kUpperHexDigits[byte & 15];
+    return out + 3;
+}
+
+}  // namespace MIME

@@ -1,0 +1,232 @@
+#include "mime/encoding/quoted_printable.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "mime/encoding/hex.h"
+#include "mime/foundation/char_class.h"
+#include "mime/foundation/vector16.h"
+
+namespace MIME {
+
+namespace QuotedPrintable {
+
+namespace {
+
+constexpr char kEscape = '=';
+
+/// A soft line break must still fit behind a character, so only the last one of a line may
+/// stand at kLastPlace, and an escape starts at kLastEscape at the latest.
+constexpr unsigned kLastPlace = kMaxLine - 1;
+constexpr unsigned kLastEscape = kMaxLine - 4;
+
+constexpr bool IsBlank(char c) noexcept {
+    return c == ' ' || c == '\t';
+}
+
+constexpr bool IsPlain(char c) noexcept {
+    return kQpLiteralBytes.Has(c) || IsBlank(c);
+}
+
+/// Copies literal and blank bytes from the start of the text, at most `limit`. Writes up to 16
+/// bytes behind those that it counts. @return how many were copied.
+size_t CopyPlain(const char* next, const char* end, size_t limit, char* out) noexcept {
+    size_t count = 0;
+    while (count < limit) {
+        if (static_cast<size_t>(end - next) - count >= Vector16::kSize) {
+            const Vector16 bytes(next + count);
+            bytes.Store(out + count);
+            const unsigned plain = CountLeading((bytes.AreBetween(' ', '~') | bytes.Are('\t')) &
+                                                ~(bytes.Are('.') | bytes.Are('=')));
+            count += plain;
+            if (plain < Vector16::kSize) break;
+        } else {
+            if (count == static_cast<size_t>(end - next) || !IsPlain(next[count])) break;
+            out[count] = next[count];
+            ++count;
+        }
+    }
+    return std::min(count, limit);
+}
+
+/// Where an output line stands while it is built.
+struct LineState {
+    const char* next;
+    const char* end;
+    char* out;
+    unsigned pos = 0;  ///< characters on the line
+
+    bool IsLast() const noexcept { return end - next == 1; }
+    bool DoesLineEndFollow() const noexcept {
+        return end - next >= 3 && next[1] == '\r' && next[2] == '\n';
+    }
+    void WriteLineEnd() noexcept {
+        out[pos] = '\r';
+        out[pos + 1] = '\n';
+        pos += 2;
+    }
+    void WriteSoftBreak() noexcept {
+        out[pos++] = kEscape;
+        WriteLineEnd();
+    }
+    void WriteByte() noexcept { out[pos++] = *next++; }
+    void WriteEscape() noexcept {
+        WriteHexEscape(*next++, out + pos);
+        pos += 3;
+    }
+    void TakeLineEnd() noexcept {
+        next += 2;
+        WriteLineEnd();
+    }
+};
+
+/// The three ways to go on with a line after one byte; true when the line has ended.
+
+bool PutLiteral(LineState& line) noexcept {
+    if (line.pos < kLastPlace || line.IsLast()) {
+        line.WriteByte();
+        return false;
+    }
+    if (line.DoesLineEndFollow()) {
+        line.WriteByte();
+        line.TakeLineEnd();
+    } else {
+        line.WriteSoftBreak();
+    }
+    return true;
+}
+
+bool PutEscape(LineState& line) noexcept {
+    const bool fits = line.pos <= kLastEscape;
+    const bool fitsWithoutBreak = line.pos == kLastEscape + 1;
+    if (fits || (fitsWithoutBreak && line.IsLast())) {
+        line.WriteEscape();
+        return false;
+    }
+    if (fitsWithoutBreak && line.DoesLineEndFollow()) {
+        line.WriteEscape();
+        line.TakeLineEnd();
+    } else {
+        line.WriteSoftBreak();
+    }
+    return true;
+}
+
+bool PutByte(LineState& line) noexcept {
+    const char c = *line.next;
+    if (kQpLiteralBytes.Has(c)) return PutLiteral(line);
+    if (c == '\r' && !line.IsLast() && line.next[1] == '\n') {
+        line.TakeLineEnd();
+        return true;
+    }
+    if (IsBlank(c) && !line.IsLast() && !line.DoesLineEndFollow() && line.pos < kLastPlace) {
+        line.WriteByte();
+        return false;
+    }
+    return PutEscape(line);
+}
+
+}  // namespace
+
+std::string_view SkipByteOrderMark(std::string_view text) noexcept {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    return text;
+}
+
+unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
+    LineState line{next, end, out};
+    do {
+        size_t plain = CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace),
+                                 out + line.pos);
+        // Whether a blank may stand at the end of the run depends on what follows it.
+        if (plain > 0 && IsBlank(line.next[plain - 1])) --plain;
+        line.next += plain;
+        line.pos += static_cast<unsigned>(plain);
+    } while (line.next != end && !PutByte(line) && line.next != end && line.pos < kMaxLine);
+    next = line.next;
+    return line.pos;
+}
+
+bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
+    text = AnsiStr();
+    const std::string_view body = SkipByteOrderMark({data, size});
+    if (body.empty()) return true;
+    const uint64_t room = 2 * uint64_t{size};
+    if (text.Alloc(static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength))) ==
+        nullptr) {
+        return false;
+    }
+    const char* next = body.data();
+    const char* const end = next + body.size();
+    bool complete = true;
+    while (next != end) {
+        char line[kLineRoom];
+        const unsigned length = EncodeLine(next, end, line);
+        const unsigned before = text.GetLength();
+        text.Append(std::string_view(line, length), KivGuiBase::Growth::spare);
+        complete = complete && text.GetLength() != before;
+    }
+    text.Shrink();
+    return complete;
+}
+
+size_t DecodeLine(std::string_view line, char* out) noexcept {
+    const char* next = line.data();
+    const char* const end = next + line.size();
+    char* put = out;
+    while (next != end) {
+        if (end - next >= static_cast<std::ptrdiff_t>(Vector16::kSize)) {
+            // Escapes only shrink the text, so the store ends before the room does.
+            const Vector16 bytes(next);
+            bytes.Store(put);
+            const unsigned plain = CountLeading(~bytes.Are(kEscape));
+            next += plain;
+            put += plain;
+            if (plain == Vector16::kSize) continue;
+        } else if (*next != kEscape) {
+            *put++ = *next++;
+            continue;
+        }
+        const auto left = end - next;
+        if (left == 1) return static_cast<size_t>(put - out);
+        if (left > 2) {
+            const unsigned high = GetHexValue(next[1]);
+            const unsigned low = GetHexValue(next[2]);
+            if ((high | low) < 16) {
+                *put++ = static_cast<char>(high << 4 | low);
+                next += 3;
+                continue;
+            }
+        }
+        *put++ = *next++;
+    }
+    *put++ = '\r';
+    *put++ = '\n';
+    return static_cast<size_t>(put - out);
+}
+
+}  // namespace QuotedPrintable
+
+AnsiStr Encoding::QPEncode(const AnsiStr& text) noexcept {
+    return QPEncode(text.GetStr(), text.GetLength());
+}
+
+AnsiStr Encoding::QPEncode(const char* data, unsigned length) noexcept {
+    AnsiStr text;
+    QuotedPrintable::EncodeText(data, length, text);
+    return text;
+}
+
+bool Encoding::QPDecodeLine(const AnsiSubStr& line, Blob& out) noexcept {
+    constexpr unsigned kLineEnd = 2;
+    const unsigned length = line.GetLength();
+    char* bytes = length <= AnsiStr::kMaxLength - kLineEnd ? out.Renew(length + kLineEnd) : nullptr;
+    if (bytes == nullptr) {
+        out = Blob();
+        return false;
+    }
+    return out.Resize(static_cast<unsigned>(QuotedPrintable::DecodeLine(line, bytes)));
+}
+
+}  // namespace MIME

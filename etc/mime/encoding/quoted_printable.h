@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "mime/mime.h"
+
+/// The steps of the quoted-printable encoding (RFC 2045, 6.7) that Encoding, the body reader and
+/// the streaming writer share.
+namespace MIME::QuotedPrintable {
+
+inline constexpr unsigned kMaxLine = 76;  // RFC 2045, 6.7 (5), without CR LF
+
+/// Bytes that EncodeLine needs to write to: a line, its CR LF, and what a vector store puts
+/// behind the end.
+inline constexpr unsigned kLineRoom = kMaxLine + 2 + 16;
+
+/// With this many bytes before the end of its text, EncodeLine cannot tell that there is an end;
+/// with fewer, more text must be fetched first if there is any.
+inline constexpr size_t kLookAhead = kMaxLine + 4;
+
+/// The text without a UTF-8 byte-order mark at its start.
+std::string_view SkipByteOrderMark(std::string_view text) noexcept;
+
+/// Writes one output line, with its soft or hard line break if it has one, from the bytes between
+/// `next` and `end` (at least one), and moves `next` past those it took.
+/// @return the number of characters written, at most kMaxLine + 2.
+unsigned EncodeLine(const char*& next, const char* end, char* line) noexcept;
+
+/// Encodes a whole body. @return false when the text would pass AnsiStr::kMaxLength or memory
+/// runs out; `text` then lacks the lines that found no room.
+bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept;
+
+/// Decodes one line, given without its CR LF, into `out`, which has room for 2 bytes more than
+/// the line. @return the number of bytes written.
+size_t DecodeLine(std::string_view line, char* out) noexcept;
+
+}  // namespace MIME::QuotedPrintable

@@ -1,0 +1,44 @@
+#include <algorithm>
+
+#include "mime/foundation/char_class.h"
+#include "mime/mime.h"
+
+namespace MIME {
+
+using KivGuiBase::Growth;
+
+namespace {
+
+/// The text up to its first NUL: what is behind one is never written into a header.
+std::string_view GetCText(const AnsiStr& text) noexcept {
+    return text.GetStr();
+}
+
+constexpr bool NeedsBackslash(char c) noexcept {
+    return c == '"' || c == '\\' || c == '\r';
+}
+
+}  // namespace
+
+bool Encoding::IsAtom(const AnsiStr& text) noexcept {
+    const std::string_view bytes = GetCText(text);
+    return std::all_of(bytes.begin(), bytes.end(), [](char c) { return kAtomBytes.Has(c); });
+}
+
+AnsiStr Encoding::Quote(const AnsiStr& text) noexcept {
+    const std::string_view bytes = GetCText(text);
+    const uint64_t room = 2 * uint64_t{bytes.size()} + 2;
+    AnsiStr quoted;
+    const auto reserved = static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength));
+    if (quoted.Alloc(reserved) == nullptr) return {};
+    quoted += '"';
+    for (const char c : bytes) {
+        if (NeedsBackslash(c)) quoted.Append('\\', Growth::spare);
+        quoted.Append(c, Growth::spare);
+    }
+    quoted += '"';
+    quoted.Shrink();
+    return quoted;
+}
+
+}  // namespace MIME

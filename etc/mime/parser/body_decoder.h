@@ -1,0 +1,72 @@
+#pragma once
+
+#include <string_view>
+
+#include "mime/foundation/file_access.h"
+#include "mime/mime.h"
+#include "mime/parser/cursor.h"
+#include "mime/parser/delimiter.h"
+#include "mime/parser/messages.h"
+
+namespace MIME {
+
+/// Decodes the lines of a base64 body (RFC 2045, 6.8) into a file.
+///
+/// Lines are joined until their length is a multiple of 4, then decoded as a whole; so a line may
+/// end inside a group. Anything outside the alphabet fails, unlike in the RFC.
+class Base64BodyDecoder {
+public:
+    Base64BodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
+        : writer_(writer), error_(error) {}
+
+    bool DecodeLine(std::string_view line) noexcept;
+    /// Decodes what is left when the body has ended.
+    bool Finish() noexcept { return pending_.IsEmpty() || DecodePending(); }
+
+private:
+    bool DecodeWholeGroups(std::string_view line, bool& decoded) noexcept;
+    bool DecodePending() noexcept;
+
+    FileAccess& writer_;
+    AnsiStr& error_;
+    AnsiStr pending_;  ///< joined lines that do not fill their last group yet
+    Blob bytes_;
+};
+
+/// Decodes the lines of a quoted-printable body (RFC 2045, 6.7) into a file.
+class QuotedPrintableBodyDecoder {
+public:
+    QuotedPrintableBodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
+        : writer_(writer), error_(error) {}
+
+    bool DecodeLine(std::string_view line) noexcept;
+    bool Finish() noexcept { return true; }
+
+private:
+    FileAccess& writer_;
+    AnsiStr& error_;
+    Blob bytes_;
+};
+
+/// Feeds a decoder the lines from the cursor to the line that begins with the delimiter, which is
+/// not taken.
+template <class Decoder>
+bool DecodeLines(Decoder& decoder, Cursor& cursor, const Delimiter& delimiter,
+                 AnsiStr& error) noexcept {
+    for (;;) {
+        const Line line = PeekLine(cursor);
+        if (line.kind == Line::Kind::hasNul) {
+            error = Messages::kNulInText;
+            return false;
+        }
+        if (delimiter.IsAtStartOf(line.text)) return decoder.Finish();
+        cursor.Skip(line.extent);
+        if (line.kind == Line::Kind::rest && line.text.empty()) {
+            error = Messages::kTextBoundaryMissing;
+            return false;
+        }
+        if (!decoder.DecodeLine(line.text)) return false;
+    }
+}
+
+}  // namespace MIME

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace MIME {
+
+/// The reader's place in the text. Every reading step shares one by reference and only ever moves
+/// it forward.
+class Cursor {
+public:
+    Cursor(const char* text, uint64_t size) noexcept : next_(text), left_(size) {}
+
+    const char* GetNext() const noexcept { return next_; }
+    uint64_t GetLeft() const noexcept { return left_; }
+    std::string_view GetRest() const noexcept { return {next_, static_cast<size_t>(left_)}; }
+
+    /// Moves past `count` bytes, which must be there.
+    void Skip(uint64_t count) noexcept {
+        next_ += count;
+        left_ -= count;
+    }
+
+private:
+    const char* next_;
+    uint64_t left_;
+};
+
+/// The line at a cursor, without its line end.
+struct Line {
+    enum class Kind {
+        ended,   ///< CR LF ends it
+        rest,    ///< the text ends first; NUL, CR and LF bytes at the end are cut off
+        hasNul,  ///< a NUL stands in it
+    };
+
+    Kind kind;
+    std::string_view text;
+    uint64_t extent;  ///< bytes to skip to stand behind it
+};
+
+/// Looks at the line at the cursor, which stays where it is. Only CR LF ends a line.
+Line PeekLine(const Cursor& cursor) noexcept;
+
+/// The same, and moves the cursor behind the line.
+Line TakeLine(Cursor& cursor) noexcept;
+
+}  // namespace MIME

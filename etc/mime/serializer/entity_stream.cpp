@@ -1,0 +1,115 @@
+#include <new>
+#include <vector>
+
+#include "mime/foundation/file_access.h"
+#include "mime/mime.h"
+#include "mime/serializer/body_writer.h"
+
+namespace MIME {
+
+using KivGuiBase::Growth;
+
+namespace {
+
+void AppendAtomOrQuoted(AnsiStr& text, const AnsiStr& value) noexcept {
+    if (Encoding::IsAtom(value)) {
+        text.Append(value, Growth::spare);
+    } else {
+        text.Append(Encoding::Quote(value), Growth::spare);
+    }
+}
+
+/// Appends a field's value and its parameters as they stand on a header line.
+void AppendValueText(AnsiStr& text, const HeaderValue& value) noexcept {
+    AppendAtomOrQuoted(text, value.value);
+    for (const ParameterMap::Node& parameter : value.parameters) {
+        text.Append("; ", Growth::spare);
+        text.Append(parameter.key, Growth::spare);
+        text.Append('=', Growth::spare);
+        AppendAtomOrQuoted(text, parameter.value.value);
+    }
+}
+
+/// The header block with the empty line that ends it.
+AnsiStr MakeHeaderBlock(const HeaderMap& headers) noexcept {
+    AnsiStr block;
+    for (const HeaderMap::Node& field : headers) {
+        if (field.value.value.IsEmpty()) continue;
+        block.Append(field.key, Growth::spare);
+        block.Append(": ", Growth::spare);
+        AppendValueText(block, field.value);
+        block.Append("\r\n", Growth::spare);
+    }
+    block.Append("\r\n", Growth::spare);
+    return block;
+}
+
+/// Writes entities, with a stack of its own for the depth of the tree.
+class EntityWriter {
+public:
+    explicit EntityWriter(FileAccess& out) noexcept : out_(out) {}
+
+    bool Write(const Part& top, bool writeHeaders) {
+        if (!Begin(top, writeHeaders)) return false;
+        while (!levels_.empty()) {
+            Level& level = levels_.back();
+            if (level.next != 0 && !out_.Write("\r\n")) return false;
+            if (level.next == level.count) {
+                const bool closed = WriteBoundaryLine(*level.part, "--\r\n");
+                levels_.pop_back();
+                if (!closed) return false;
+            } else {
+                const Part& child = *level.part->parts[level.next++];
+                if (!WriteBoundaryLine(*level.part, "\r\n") || !Begin(child, true)) return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    /// An entity with children, of which those before `next` are written.
+    struct Level {
+        const Part* part;
+        unsigned count;
+        unsigned next = 0;
+    };
+
+    /// Writes an entity up to its first child; all of it when it has none.
+    bool Begin(const Part& part, bool writeHeaders) {
+        if (!part.rawText.IsEmpty()) return out_.Write(part.rawText);
+        if (writeHeaders && !out_.Write(MakeHeaderBlock(part.headers))) return false;
+        if (part.parts.IsEmpty()) return WriteBody(part, out_);
+        levels_.push_back({&part, part.parts.GetCount()});
+        return true;
+    }
+
+    bool WriteBoundaryLine(const Part& part, const char* end) noexcept {
+        return out_.Write("--") && out_.Write(part.info.boundary) && out_.Write(end);
+    }
+
+    FileAccess& out_;
+    std::vector<Level> levels_;
+};
+
+}  // namespace
+
+bool Part::Write(const File& target, AnsiStr* contentTypeOut) noexcept {
+    if (contentTypeOut != nullptr) {
+        *contentTypeOut = AnsiStr();
+        const HeaderMap::Node* type = headers.FindOrInsert(Header::Content_Type);
+        if (type == nullptr) return false;
+        if (!type->value.value.IsEmpty()) AppendValueText(*contentTypeOut, type->value);
+        contentTypeOut->Shrink();
+    }
+    FileAccess out(target);
+    if (!out.OpenDiskFileForWriting()) return false;
+    try {
+        const bool written = EntityWriter(out).Write(*this, contentTypeOut == nullptr);
+        return out.Close() && written;
+    } catch (const std::bad_alloc&) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        return false;
+    }
+}
+
+}  // namespace MIME
