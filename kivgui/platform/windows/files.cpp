@@ -4,10 +4,9 @@
 
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/windows/errors.h"
+#include "kivgui/platform/windows/owner_only.h"
 #include "kivgui/platform/windows/system.h"
 #include "kivgui/platform/windows/text.h"
-
-#include <sddl.h>
 
 namespace KivGuiBase::Platform {
 
@@ -21,24 +20,8 @@ struct Closer {
 };
 using OwnedHandle = std::unique_ptr<void, Closer>;
 
-struct LocalFreer {
-    void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
-using LocalMemory = std::unique_ptr<void, LocalFreer>;
-
 HANDLE ToHandle(FileHandle file) noexcept {
     return reinterpret_cast<HANDLE>(file);
-}
-
-/// A security descriptor that gives all rights to the file's owner, and none to anybody else or
-/// from the folder. Null on failure.
-LocalMemory MakeOwnerOnlyDescriptor() noexcept {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1,
-                                                              &descriptor, nullptr)) {
-        FailWithSystemError();
-    }
-    return LocalMemory(descriptor);
 }
 
 struct OpenHow {
@@ -81,10 +64,9 @@ OwnedHandle Create(const char* path, const OpenHow& how, SECURITY_ATTRIBUTES* se
 }
 
 OwnedHandle CreateForOwner(const char* path, const OpenHow& how) noexcept {
-    const LocalMemory descriptor = MakeOwnerOnlyDescriptor();
-    if (descriptor == nullptr) return nullptr;
-    SECURITY_ATTRIBUTES security{sizeof security, descriptor.get(), FALSE};
-    return Create(path, how, &security);
+    OwnerOnly security;
+    SECURITY_ATTRIBUTES* attributes = security.Prepare();
+    return attributes != nullptr ? Create(path, how, attributes) : nullptr;
 }
 
 /// Is this a file itself, not a link or another stand-in for one? (Those open like files when
