@@ -171,39 +171,84 @@ bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
     return complete;
 }
 
+namespace {
+
+/// Decodes the escape at `next`, of which `left` bytes are there; copies the "=" of what is none.
+/// @return the number of bytes taken.
+size_t DecodeEscape(const char* next, size_t left, char* out) noexcept {
+    if (left > 2) {
+        const unsigned high = GetHexValue(next[1]);
+        const unsigned low = GetHexValue(next[2]);
+        if ((high | low) < 16) {
+            *out = static_cast<char>(high << 4 | low);
+            return 3;
+        }
+    }
+    *out = kEscape;
+    return 1;
+}
+
+}  // namespace
+
 size_t DecodeLine(std::string_view line, char* out) noexcept {
     const char* next = line.data();
     const char* const end = next + line.size();
     char* put = out;
     while (next != end) {
-        if (end - next >= static_cast<std::ptrdiff_t>(Vector16::kSize)) {
+        const auto left = static_cast<size_t>(end - next);
+        if (left >= Vector16::kSize) {
             // Escapes only shrink the text, so the store ends before the room does.
             const Vector16 bytes(next);
             bytes.Store(put);
             const unsigned plain = CountLeading(~bytes.Are(kEscape));
             next += plain;
             put += plain;
-            if (plain == Vector16::kSize) continue;
-        } else if (*next != kEscape) {
+            if (plain != 0) continue;
+        }
+        if (*next != kEscape) {
             *put++ = *next++;
             continue;
         }
-        const auto left = end - next;
         if (left == 1) return static_cast<size_t>(put - out);
-        if (left > 2) {
-            const unsigned high = GetHexValue(next[1]);
-            const unsigned low = GetHexValue(next[2]);
-            if ((high | low) < 16) {
-                *put++ = static_cast<char>(high << 4 | low);
-                next += 3;
-                continue;
-            }
-        }
-        *put++ = *next++;
+        next += DecodeEscape(next, left, put++);
     }
     *put++ = '\r';
     *put++ = '\n';
     return static_cast<size_t>(put - out);
+}
+
+Progress DecodePlainLines(std::string_view text, char* out) noexcept {
+    // What a step may look at: a vector, an escape behind it, the first bytes of the next line.
+    constexpr size_t kReach = Vector16::kSize + 8;
+    const char* next = text.data();
+    char* put = out;
+    Progress done;
+    if (text.size() < kReach || text.starts_with("--")) return done;
+    const char* const lastStep = next + (text.size() - kReach);
+    while (next <= lastStep) {
+        const Vector16 bytes(next);
+        bytes.Store(put);
+        const PlaceMask stops = bytes.Are(kEscape) | bytes.Are('\r') | bytes.Are('\0');
+        const unsigned plain = CountLeading(~stops);
+        next += plain;
+        put += plain;
+        if (plain == Vector16::kSize) continue;
+        if (*next == '\0') break;
+        if (*next == kEscape && !(next[1] == '\r' && next[2] == '\n')) {
+            next += DecodeEscape(next, 3, put++);
+            continue;
+        }
+        if (*next == kEscape) {
+            next += 3;
+        } else {
+            *put++ = *next++;
+            if (*next != '\n') continue;  // a CR alone is text
+            *put++ = *next++;
+        }
+        done = {static_cast<size_t>(next - text.data()), static_cast<size_t>(put - out)};
+        if (next[0] == '-' && next[1] == '-') break;
+    }
+    return done;
 }
 
 }  // namespace QuotedPrintable

@@ -35,4 +35,15 @@ bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept;
 /// the line. @return the number of bytes written.
 size_t DecodeLine(std::string_view line, char* out) noexcept;
 
+/// Bytes of text, and of what they decode to.
+struct Progress {
+    size_t taken = 0;
+    size_t written = 0;
+};
+
+/// Decodes lines as DecodeLine does, in one pass over the text with its line ends, as long as
+/// they come whole: stops before a line that begins with "--", holds a NUL, or ends near the end
+/// of the text. `out` has as much room as there is text.
+Progress DecodePlainLines(std::string_view text, char* out) noexcept;
+
 }  // namespace MIME::QuotedPrintable

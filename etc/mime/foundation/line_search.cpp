@@ -10,8 +10,10 @@ size_t FindLineStop(const char* text, size_t size) noexcept {
     size_t at = 0;
     for (; places - at >= Vector16::kSize; at += Vector16::kSize) {
         const Vector16 bytes(text + at);
-        const PlaceMask stops =
-            bytes.Are('\0') | (bytes.Are('\r') & Vector16(text + at + 1).Are('\n'));
+        PlaceMask stops = bytes.Are('\0') | bytes.Are('\r');
+        if (stops == 0) continue;
+        // A CR is rare without its LF, so the bytes behind are looked at only now.
+        stops &= bytes.Are('\0') | Vector16(text + at + 1).Are('\n');
         if (stops != 0) return at + CountLeading(~stops);
     }
     for (; at < places; ++at) {

@@ -7,20 +7,31 @@ namespace MIME {
 
 namespace {
 
-bool WriteBlob(FileAccess& writer, const Blob& bytes, AnsiStr& error) noexcept {
-    if (writer.Write(bytes.GetData(), bytes.GetSize())) return true;
+bool FailWrite(AnsiStr& error) noexcept {
     error = Messages::WriteFailed();
     return false;
 }
 
 }  // namespace
 
-bool Base64BodyDecoder::DecodeLine(std::string_view line) noexcept {
-    if (pending_.IsEmpty() && line.size() % 4 == 0) {
-        bool decoded = false;
-        if (!DecodeWholeGroups(line, decoded)) return false;
-        if (decoded) return true;
+bool Base64BodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
+    // Longer lines take the general way.
+    constexpr size_t kLongestLine = 0x4000;
+    if (!pending_.IsEmpty()) return true;
+    for (;;) {
+        const std::string_view text = cursor.GetRest().substr(0, kLongestLine);
+        char* room = output_.GetRoom(kLongestLine / 4 * 3);
+        if (room == nullptr) return FailWrite(error_);
+        auto* out = reinterpret_cast<unsigned char*>(room);
+        const size_t length =
+            KivGuiBase::Base64::DecodeGroups(text.data(), text.size() / 4 * 4, out);
+        if (length == 0 || !cursor.GetRest().substr(length).starts_with("\r\n")) return true;
+        output_.Commit(length / 4 * 3);
+        cursor.Skip(length + 2);
     }
+}
+
+bool Base64BodyDecoder::DecodeLine(std::string_view line) noexcept {
     if (line.size() > AnsiStr::kMaxLength - pending_.GetLength()) {
         error_ = Messages::kLineTooLong;
         return false;
@@ -29,56 +40,51 @@ bool Base64BodyDecoder::DecodeLine(std::string_view line) noexcept {
     return pending_.IsEmpty() || pending_.GetLength() % 4 != 0 || DecodePending();
 }
 
-/// The usual line, all alphabet: decoded straight into the file's buffer.
-bool Base64BodyDecoder::DecodeWholeGroups(std::string_view line, bool& decoded) noexcept {
-    const size_t size = line.size() / 4 * 3;
-    if (size > FileAccess::kMaxRoom) return true;
-    char* room = writer_.GetWriteRoom(static_cast<unsigned>(size));
-    if (room == nullptr) {
-        error_ = Messages::WriteFailed();
-        return false;
-    }
-    auto* out = reinterpret_cast<unsigned char*>(room);
-    decoded = KivGuiBase::Base64::DecodeGroups(line.data(), line.size(), out) == line.size();
-    if (decoded) writer_.Commit(static_cast<unsigned>(size));
-    return true;
-}
-
 bool Base64BodyDecoder::DecodePending() noexcept {
     const uint64_t room = uint64_t{pending_.GetLength()} * 6 / 8;
     auto size = static_cast<unsigned>(room);
     char* bytes = bytes_.Renew(size);
-    if (bytes == nullptr && size != 0) {
+    if (bytes == nullptr) {
         KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
-        error_ = Messages::WriteFailed();
-        return false;
+        return FailWrite(error_);
     }
     if (!KivGuiBase::B64Str2Binary(pending_, bytes, size, "\r\n")) {
         error_ = Messages::UnexpectedData("base64", pending_);
         return false;
     }
     pending_.Trunc(0);
-    return bytes_.Resize(size) && WriteBlob(writer_, bytes_, error_);
+    return (bytes_.Resize(size) && output_.Write(bytes_)) || FailWrite(error_);
+}
+
+bool QuotedPrintableBodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
+    constexpr size_t kPass = 0x4000;
+    for (;;) {
+        char* room = output_.GetRoom(kPass);
+        if (room == nullptr) return FailWrite(error_);
+        const QuotedPrintable::Progress done =
+            QuotedPrintable::DecodePlainLines(cursor.GetRest().substr(0, kPass), room);
+        if (done.taken == 0) return true;
+        output_.Commit(done.written);
+        cursor.Skip(done.taken);
+    }
 }
 
 bool QuotedPrintableBodyDecoder::DecodeLine(std::string_view line) noexcept {
-    constexpr unsigned kLineEnd = 2;
+    constexpr size_t kLineEnd = 2;
     if (line.size() > AnsiStr::kMaxLength) {
         error_ = Messages::kLineTooLong;
         return false;
     }
-    const AnsiSubStr view(line.data(), static_cast<unsigned>(line.size()));
-    if (line.size() > FileAccess::kMaxRoom - kLineEnd) {
-        if (Encoding::QPDecodeLine(view, bytes_)) return WriteBlob(writer_, bytes_, error_);
-        error_ = Messages::UnexpectedData("quoted-printable", line);
-        return false;
+    if (line.size() > BodyOutput::kMaxRoom - kLineEnd) {
+        if (!Encoding::QPDecodeLine({line.data(), static_cast<unsigned>(line.size())}, bytes_)) {
+            error_ = Messages::UnexpectedData("quoted-printable", line);
+            return false;
+        }
+        return output_.Write(bytes_) || FailWrite(error_);
     }
-    char* room = writer_.GetWriteRoom(view.GetLength() + kLineEnd);
-    if (room == nullptr) {
-        error_ = Messages::WriteFailed();
-        return false;
-    }
-    writer_.Commit(static_cast<unsigned>(QuotedPrintable::DecodeLine(line, room)));
+    char* room = output_.GetRoom(line.size() + kLineEnd);
+    if (room == nullptr) return FailWrite(error_);
+    output_.Commit(QuotedPrintable::DecodeLine(line, room));
     return true;
 }
 

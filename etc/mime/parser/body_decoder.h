@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "mime/foundation/file_access.h"
 #include "mime/mime.h"
+#include "mime/parser/body_output.h"
 #include "mime/parser/cursor.h"
 #include "mime/parser/delimiter.h"
 #include "mime/parser/messages.h"
@@ -17,17 +17,19 @@ namespace MIME {
 class Base64BodyDecoder {
 public:
     Base64BodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
-        : writer_(writer), error_(error) {}
+        : output_(writer), error_(error) {}
 
+    /// Decodes lines of whole groups, all alphabet, as long as they come: the usual body, whose
+    /// line ends the decoding itself finds.
+    bool TakePlainLines(Cursor& cursor) noexcept;
     bool DecodeLine(std::string_view line) noexcept;
     /// Decodes what is left when the body has ended.
     bool Finish() noexcept { return pending_.IsEmpty() || DecodePending(); }
 
 private:
-    bool DecodeWholeGroups(std::string_view line, bool& decoded) noexcept;
     bool DecodePending() noexcept;
 
-    FileAccess& writer_;
+    BodyOutput output_;
     AnsiStr& error_;
     AnsiStr pending_;  ///< joined lines that do not fill their last group yet
     Blob bytes_;
@@ -37,13 +39,15 @@ private:
 class QuotedPrintableBodyDecoder {
 public:
     QuotedPrintableBodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
-        : writer_(writer), error_(error) {}
+        : output_(writer), error_(error) {}
 
+    /// Decodes lines in one pass over text and line ends, up to one that may be the delimiter.
+    bool TakePlainLines(Cursor& cursor) noexcept;
     bool DecodeLine(std::string_view line) noexcept;
     bool Finish() noexcept { return true; }
 
 private:
-    FileAccess& writer_;
+    BodyOutput output_;
     AnsiStr& error_;
     Blob bytes_;
 };
@@ -54,6 +58,7 @@ template <class Decoder>
 bool DecodeLines(Decoder& decoder, Cursor& cursor, const Delimiter& delimiter,
                  AnsiStr& error) noexcept {
     for (;;) {
+        if (!decoder.TakePlainLines(cursor)) return false;
         const Line line = PeekLine(cursor);
         if (line.kind == Line::Kind::hasNul) {
             error = Messages::kNulInText;
