@@ -46,6 +46,10 @@ bool DiskFile::Flush() noexcept {
 }
 
 char* DiskFile::GetWriteRoom(unsigned size) noexcept {
+    if (handle_ == Platform::kInvalidFile) {
+        SetLastError(kErrorInvalidHandle);
+        return nullptr;
+    }
     if (size > kBufferSize || (size > kBufferSize - buffered_ && !Flush())) return nullptr;
     if (buffer_ == nullptr) {
         buffer_ = static_cast<char*>(std::malloc(kBufferSize));

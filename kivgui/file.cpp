@@ -40,12 +40,12 @@ void AppendSafe(AnsiStr& out, std::string_view text, unsigned limit) noexcept {
 bool IsDeviceName(std::string_view name) noexcept {
     name = name.substr(0, name.find('.'));
     while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
-    const auto is = [name](std::string_view device) {
-        return std::equal(name.begin(), name.end(), device.begin(), device.end(),
+    const auto is = [](std::string_view text, std::string_view device) {
+        return std::equal(text.begin(), text.end(), device.begin(), device.end(),
                           [](char a, char b) { return ToLowerAscii(a) == b; });
     };
     for (const char* device : {"con", "prn", "aux", "nul", "conin$", "conout$"}) {
-        if (is(device)) return true;
+        if (is(name, device)) return true;
     }
     constexpr std::string_view kPortDigits[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9",
                                                 "\xC2\xB9", "\xC2\xB2", "\xC2\xB3"};
@@ -54,8 +54,8 @@ bool IsDeviceName(std::string_view name) noexcept {
     if (std::find(std::begin(kPortDigits), std::end(kPortDigits), digit) == std::end(kPortDigits)) {
         return false;
     }
-    name = name.substr(0, 3);
-    return is("com") || is("lpt");
+    const std::string_view port = name.substr(0, 3);
+    return is(port, "com") || is(port, "lpt");
 }
 
 struct SafeName {
@@ -79,6 +79,10 @@ SafeName MakeSafeParts(std::string_view text, unsigned maxLength) noexcept {
     const unsigned room = maxLength - name.extension.GetLength();
     AppendSafe(name.stem, text.substr(0, dot), room);
     if (name.stem.IsEmpty()) name.stem = "_";
+    if (IsDeviceName(name.stem)) {
+        name.stem = "_";
+        AppendSafe(name.stem, text.substr(0, dot), room - 1);
+    }
 
     // The ends of a name: what Windows drops silently, and what hides a file elsewhere.
     unsigned leading = 0;
@@ -96,11 +100,6 @@ SafeName MakeSafeParts(std::string_view text, unsigned maxLength) noexcept {
     trailing = std::min(trailing, last.GetLength());
     last.Trunc(last.GetLength() - trailing);
     for (; trailing != 0; --trailing) last += '_';
-
-    if (IsDeviceName(name.stem)) {
-        if (name.stem.GetLength() == room) name.stem.Trunc(room - 1);
-        name.stem.Insert(0, '_');
-    }
     return name;
 }
 
