@@ -33,6 +33,11 @@ bool DiskFile::Open(const File& file, Mode mode) noexcept {
     return handle_ != Platform::kInvalidFile;
 }
 
+int64_t DiskFile::GetSize() const noexcept {
+    uint64_t size = 0;
+    return Platform::GetFileSize(handle_, size) ? static_cast<int64_t>(size) : -1;
+}
+
 bool DiskFile::Read(void* buffer, unsigned size, unsigned& got) noexcept {
     size_t count = 0;
     const bool read = Platform::ReadFile(handle_, buffer, size, count);

@@ -29,6 +29,8 @@ public:
 
     /// Opens a file, after closing the one that was open.
     bool Open(const File& file, Mode mode) noexcept;
+    /// Size in bytes of the open file; -1, with the last error set, when it is no plain file.
+    int64_t GetSize() const noexcept;
     /// Reads up to `size` bytes; fewer, in the end 0, only at the end of the file.
     bool Read(void* buffer, unsigned size, unsigned& got) noexcept;
     /// Takes all `size` bytes. An error may come to light only at a later Write or at Close.
@@ -45,6 +47,7 @@ public:
     bool Close() noexcept;
 
 private:
+    friend class MemoryFile;  // maps what is open here
     bool Flush() noexcept;
 
     Platform::FileHandle handle_ = Platform::kInvalidFile;

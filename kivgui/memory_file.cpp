@@ -8,50 +8,51 @@
 
 namespace KivGuiBase {
 
-namespace {
-
-Platform::OpenMode GetOpenMode(MemoryFile::Mode mode) noexcept {
-    switch (mode) {
-        case MemoryFile::Mode::create: return Platform::OpenMode::replace;
-        case MemoryFile::Mode::createNew: return Platform::OpenMode::createNew;
-        case MemoryFile::Mode::read: break;
-    }
-    return Platform::OpenMode::read;
-}
-
-}  // namespace
-
 bool MemoryFile::Open(const File& file, Mode mode) noexcept {
+    if (mode != Mode::read) return Create(file, mode);
     Close();
-    handle_ = Platform::OpenFile(file.GetPath().GetStr(), GetOpenMode(mode));
-    if (handle_ == Platform::kInvalidFile) return false;
-    writable_ = mode != Mode::read;
-    if (writable_) return true;
-    uint64_t size = 0;
-    bool opened = Platform::GetFileSize(handle_, size);
-    if (opened && size >= kMapSize) {
-        start_ = const_cast<char*>(Platform::MapFile(handle_, size));
-        mapped_ = opened = start_ != nullptr;
-        if (opened) length_ = size;
-    } else if (opened) {
-        opened = ReadWhole(size);
-    }
-    // The view does not need the handle any more.
-    Platform::CloseFile(handle_);
-    handle_ = Platform::kInvalidFile;
-    if (!opened) Forget();
-    return opened;
+    DiskFile source;
+    return source.Open(file, DiskFile::Mode::read) && Open(source);
 }
 
-bool MemoryFile::ReadWhole(uint64_t size) noexcept {
-    if (size == 0) return true;
-    start_ = static_cast<char*>(std::malloc(static_cast<size_t>(size)));
+bool MemoryFile::Open(DiskFile& source) noexcept {
+    Close();
+    const int64_t size = source.GetSize();
+    if (size <= 0) return size == 0;
+    const auto length = static_cast<uint64_t>(size);
+    return length >= kMapSize ? Map(source, length)
+                              : ReadWhole(source, static_cast<unsigned>(length));
+}
+
+bool MemoryFile::Create(const File& file, Mode mode) noexcept {
+    Close();
+    handle_ = Platform::OpenFile(file.GetPath().GetStr(), mode == Mode::createNew
+                                                              ? Platform::OpenMode::createNew
+                                                              : Platform::OpenMode::replace);
+    writable_ = handle_ != Platform::kInvalidFile;
+    return writable_;
+}
+
+bool MemoryFile::Map(const DiskFile& source, uint64_t size) noexcept {
+    const char* start = Platform::MapFile(source.handle_, size);
+    if (start == nullptr) return false;
+    start_ = const_cast<char*>(start);  // only a writable view is written to
+    length_ = size;
+    mapped_ = true;
+    return true;
+}
+
+bool MemoryFile::ReadWhole(DiskFile& source, unsigned size) noexcept {
+    start_ = static_cast<char*>(std::malloc(size));
     if (start_ == nullptr) {
         SetLastError(kErrorNotEnoughMemory);
         return false;
     }
-    size_t got = 0;
-    if (!Platform::ReadFile(handle_, start_, static_cast<size_t>(size), got)) return false;
+    unsigned got = 0;
+    if (!source.Read(start_, size, got)) {
+        Forget();
+        return false;
+    }
     length_ = got;
     return true;
 }

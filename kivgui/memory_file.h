@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "kivgui/disk_file.h"
 #include "kivgui/export.h"
 #include "kivgui/file.h"
 #include "kivgui/file_handle.h"
@@ -36,6 +37,9 @@ public:
     /// other. @return false, with the last error set, when the file cannot be opened, read or
     /// created, or is not a plain file.
     bool Open(const File& file, Mode mode) noexcept;
+    /// Opens a view for reading of a file that is open already and has not been read from. The
+    /// view does not need it afterwards.
+    bool Open(DiskFile& source) noexcept;
 
     /// Makes room in a writable view for `added` bytes behind `used` ones.
     /// @return false when memory runs out or the sum passes 64 bits; the view is unchanged.
@@ -58,7 +62,9 @@ public:
     void Advance(uint64_t size) noexcept { used_ += size; }
 
 private:
-    bool ReadWhole(uint64_t size) noexcept;
+    bool Create(const File& file, Mode mode) noexcept;
+    bool Map(const DiskFile& source, uint64_t size) noexcept;
+    bool ReadWhole(DiskFile& source, unsigned size) noexcept;
     void Forget() noexcept;
 
     char* start_ = nullptr;

@@ -32,9 +32,15 @@ AnsiStr Encoding::Quote(const AnsiStr& text) noexcept {
     const auto reserved = static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength));
     if (quoted.Alloc(reserved) == nullptr) return {};
     quoted += '"';
-    for (const char c : bytes) {
-        if (NeedsBackslash(c)) quoted.Append('\\', Growth::spare);
-        quoted.Append(c, Growth::spare);
+    for (std::string_view rest = bytes; !rest.empty();) {
+        const auto plain = std::find_if(rest.begin(), rest.end(), NeedsBackslash);
+        const auto length = static_cast<size_t>(plain - rest.begin());
+        quoted.Append(rest.substr(0, length), Growth::spare);
+        rest.remove_prefix(length);
+        if (rest.empty()) break;
+        quoted.Append('\\', Growth::spare);
+        quoted.Append(rest.front(), Growth::spare);
+        rest.remove_prefix(1);
     }
     quoted += '"';
     quoted.Shrink();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace MIME {
 
@@ -27,14 +28,17 @@ void FileAccess::Drop() noexcept {
     Close();
     diskFile_.reset();
     memoryFile_.reset();
-    readPosition_ = 0;
 }
 
+// One open serves both: looking at the size through the path first would cost a second walk.
 bool FileAccess::OpenForReading() noexcept {
     Drop();
-    return file_.GetSize() < kDiskFileSize
-               ? OpenAs(memoryFile_, file_, MemoryFile::Mode::read)
-               : OpenAs(diskFile_, file_, DiskFile::Mode::read);
+    if (!OpenAs(diskFile_, file_, DiskFile::Mode::read)) return false;
+    if (diskFile_->GetSize() >= kDiskFileSize) return true;
+    const std::unique_ptr<DiskFile> source = std::move(diskFile_);
+    memoryFile_.reset(new (std::nothrow) MemoryFile);
+    if (memoryFile_ == nullptr) KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+    return memoryFile_ != nullptr && memoryFile_->Open(*source);
 }
 
 bool FileAccess::OpenForWriting(int64_t expectedSize, Target target) noexcept {
@@ -114,15 +118,14 @@ void FileAccess::Commit(unsigned size) noexcept {
     }
 }
 
+std::string_view FileAccess::GetView() const noexcept {
+    if (memoryFile_ == nullptr) return {};
+    return {memoryFile_->GetData(), static_cast<size_t>(memoryFile_->GetSize())};
+}
+
 bool FileAccess::Read(void* buffer, unsigned size, unsigned& got) noexcept {
     got = 0;
-    if (diskFile_ != nullptr) return diskFile_->Read(buffer, size, got);
-    if (memoryFile_ == nullptr) return false;
-    const uint64_t left = memoryFile_->GetSize() - readPosition_;
-    got = static_cast<unsigned>(std::min<uint64_t>(size, left));
-    if (got != 0) std::memcpy(buffer, memoryFile_->GetData() + readPosition_, got);
-    readPosition_ += got;
-    return true;
+    return diskFile_ != nullptr && diskFile_->Read(buffer, size, got);
 }
 
 bool FileAccess::Close() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "kivgui/kivgui.h"
 
@@ -48,7 +49,12 @@ public:
     void Commit(unsigned size) noexcept;
     static constexpr unsigned kMaxRoom = KivGuiBase::DiskFile::kBufferSize;
 
-    /// Reads up to `size` bytes; `got` is 0 at the end of the file only.
+    /// The whole content of a file that is open for reading as a memory view; valid until it is
+    /// closed. Empty for a disk file.
+    std::string_view GetView() const noexcept;
+
+    /// Reads up to `size` bytes of a disk file; fewer, in the end 0, only at its end. (A memory
+    /// view is not read piece by piece.)
     bool Read(void* buffer, unsigned size, unsigned& got) noexcept;
 
     /// Closes what is open; true when nothing is. Writing may fail here too.
@@ -65,7 +71,6 @@ private:
     KivGuiBase::File file_;
     std::unique_ptr<KivGuiBase::DiskFile> diskFile_;
     std::unique_ptr<KivGuiBase::MemoryFile> memoryFile_;
-    uint64_t readPosition_ = 0;
 };
 
 }  // namespace MIME

@@ -10,35 +10,38 @@ namespace MIME {
 
 namespace {
 
-/// Encodes bytes as base64 lines of 76 characters, given in pieces of whole lines.
+/// Encodes a body as base64 lines of 76 characters.
 class Base64Writer {
 public:
     /// @param endsLastLine  the last line, too, gets its CR LF.
     Base64Writer(FileAccess& out, bool endsLastLine) noexcept
         : out_(out), endsLastLine_(endsLastLine) {}
 
-    /// @param isLast  nothing follows these bytes; otherwise they are whole lines.
+    /// Takes the bytes that form whole lines; all of them when nothing follows (`isLast`).
     /// @return false when writing failed.
-    bool Write(const char* data, size_t size, bool isLast) noexcept {
-        while (size > 0) {
-            const size_t piece = std::min(size, kPiece);
-            const bool endsLine = endsLastLine_ || !isLast || piece < size;
+    bool Write(const char*& next, const char* end, bool isLast) noexcept {
+        auto left = static_cast<size_t>(end - next);
+        if (!isLast) left -= left % kLineBytes;
+        while (left > 0) {
+            const size_t piece = std::min(left, kPiece);
             char* room = out_.GetWriteRoom(kPieceRoom);
             if (room == nullptr) return false;
-            char* end = KivGuiBase::Base64::EncodeLines(data, piece, kLineLength, "\r\n", room);
-            if (endsLine) end = static_cast<char*>(std::memcpy(end, "\r\n", 2)) + 2;
-            out_.Commit(static_cast<unsigned>(end - room));
-            data += piece;
-            size -= piece;
+            char* stop = KivGuiBase::Base64::EncodeLines(next, piece, kLineLength, "\r\n", room);
+            next += piece;
+            left -= piece;
+            if (endsLastLine_ || next != end) {
+                *stop++ = '\r';
+                *stop++ = '\n';
+            }
+            out_.Commit(static_cast<unsigned>(stop - room));
         }
         return true;
     }
 
+private:
     static constexpr unsigned kLineLength = 76;  // RFC 2045, 6.8
     static constexpr unsigned kLineBytes = kLineLength / 4 * 3;
-
-private:
-    static constexpr size_t kPieceLines = 800;
+    static constexpr size_t kPieceLines = 400;
     static constexpr size_t kPiece = kPieceLines * kLineBytes;
     static constexpr unsigned kPieceRoom = kPieceLines * (kLineLength + 2);
 
@@ -51,17 +54,19 @@ class QuotedPrintableWriter {
 public:
     explicit QuotedPrintableWriter(FileAccess& out) noexcept : out_(out) {}
 
-    /// Takes as many of the bytes as form output lines whatever follows; all of them when nothing
-    /// does. @return false when writing failed.
+    /// Takes the bytes that make the same output lines whatever follows; all of them when nothing
+    /// does (`isLast`). @return false when writing failed.
     bool Write(const char*& next, const char* end, bool isLast) noexcept {
-        if (!begun_) SkipMark(next, end);
+        if (!begun_) {
+            next = QuotedPrintable::SkipByteOrderMark({next, GetLeft(next, end)}).data();
+            begun_ = true;
+        }
         const size_t kept = isLast ? 0 : QuotedPrintable::kLookAhead;
-        while (static_cast<size_t>(end - next) > kept) {
+        while (GetLeft(next, end) > kept) {
             char* room = out_.GetWriteRoom(kRoom);
             if (room == nullptr) return false;
             unsigned used = 0;
-            while (static_cast<size_t>(end - next) > kept &&
-                   used + QuotedPrintable::kLineRoom <= kRoom) {
+            while (GetLeft(next, end) > kept && used + QuotedPrintable::kLineRoom <= kRoom) {
                 used += QuotedPrintable::EncodeLine(next, end, room + used);
             }
             out_.Commit(used);
@@ -70,11 +75,10 @@ public:
     }
 
 private:
-    static constexpr unsigned kRoom = 0x8000;
+    static constexpr unsigned kRoom = 0x4000;
 
-    void SkipMark(const char*& next, const char* end) noexcept {
-        next = QuotedPrintable::SkipByteOrderMark({next, static_cast<size_t>(end - next)}).data();
-        begun_ = true;
+    static size_t GetLeft(const char* next, const char* end) noexcept {
+        return static_cast<size_t>(end - next);
     }
 
     FileAccess& out_;
@@ -83,7 +87,31 @@ private:
 
 constexpr unsigned kReadSize = 0x10000;
 
+/// Feeds a writer an open file: a memory view as it is, a disk file in pieces.
+template <class Writer>
+bool EncodeFile(FileAccess& in, Writer writer) noexcept {
+    if (in.IsMemoryView()) {
+        const std::string_view view = in.GetView();
+        const char* next = view.data();
+        return writer.Write(next, next + view.size(), true);
+    }
+    Blob buffer;
+    char* bytes = buffer.Renew(kReadSize);
+    if (bytes == nullptr) return false;
+    unsigned kept = 0;  // bytes of the last read that wait for what follows them
+    for (unsigned got = 1; got != 0;) {
+        if (!in.Read(bytes + kept, kReadSize - kept, got)) return false;
+        const char* next = bytes;
+        const char* const end = bytes + kept + got;
+        if (!writer.Write(next, end, got == 0)) return false;
+        kept = static_cast<unsigned>(end - next);
+        std::memmove(bytes, next, kept);
+    }
+    return true;
+}
+
 bool CopyFile(FileAccess& in, FileAccess& out) noexcept {
+    if (in.IsMemoryView()) return out.Write(in.GetView().data(), in.GetView().size());
     for (unsigned got = 1; got != 0;) {
         char* room = out.GetWriteRoom(kReadSize);
         if (room == nullptr || !in.Read(room, kReadSize, got)) return false;
@@ -92,45 +120,14 @@ bool CopyFile(FileAccess& in, FileAccess& out) noexcept {
     return true;
 }
 
-bool EncodeFileAsBase64(FileAccess& in, FileAccess& out) noexcept {
-    Base64Writer writer(out, true);
-    char buffer[kReadSize / Base64Writer::kLineBytes * Base64Writer::kLineBytes];
-    for (unsigned got = 1; got != 0;) {
-        if (!in.Read(buffer, sizeof buffer, got) || !writer.Write(buffer, got, false)) return false;
-    }
-    return true;
-}
-
-bool EncodeFileAsQuotedPrintable(FileAccess& in, FileAccess& out) noexcept {
-    QuotedPrintableWriter writer(out);
-    char buffer[kReadSize];
-    unsigned kept = 0;  // bytes of the last read that wait for what follows them
-    for (unsigned got = 1; got != 0;) {
-        if (!in.Read(buffer + kept, kReadSize - kept, got)) return false;
-        const char* next = buffer;
-        const char* const end = buffer + kept + got;
-        if (!writer.Write(next, end, got == 0)) return false;
-        kept = static_cast<unsigned>(end - next);
-        std::memmove(buffer, next, kept);
-    }
-    return true;
-}
-
-/// Does a file in a transfer encoding that cannot be written hold anything?
-bool IsEmptyFile(FileAccess& in) noexcept {
-    char first;
-    unsigned got = 0;
-    return in.Read(&first, 1, got) && got == 0;
-}
-
 bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out) noexcept {
     FileAccess in(part.data.file);
     if (!in.OpenForReading()) return false;
     if (isEncoded) return CopyFile(in, out);
     switch (part.info.transferEncoding) {
-        case TransferEncoding::base64: return EncodeFileAsBase64(in, out);
-        case TransferEncoding::quoted_printable: return EncodeFileAsQuotedPrintable(in, out);
-        default: return IsEmptyFile(in);
+        case TransferEncoding::base64: return EncodeFile(in, Base64Writer(out, true));
+        case TransferEncoding::quoted_printable: return EncodeFile(in, QuotedPrintableWriter(out));
+        default: return in.IsMemoryView() && in.GetView().empty();
     }
 }
 
@@ -138,11 +135,12 @@ bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
     const AnsiStr& content = part.data.content;
     if (isEncoded) return out.Write(content);
     const char* next = content.GetStr();
+    const char* const end = next + content.GetLength();
     switch (part.info.transferEncoding) {
         case TransferEncoding::base64:
-            return Base64Writer(out, false).Write(next, content.GetLength(), true);
+            return Base64Writer(out, false).Write(next, end, true);
         case TransferEncoding::quoted_printable:
-            return QuotedPrintableWriter(out).Write(next, next + content.GetLength(), true);
+            return QuotedPrintableWriter(out).Write(next, end, true);
         default: return false;
     }
 }
