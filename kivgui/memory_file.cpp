@@ -61,7 +61,7 @@ bool MemoryFile::Extend(uint64_t added, uint64_t used) noexcept {
     if (!writable_ || added > std::numeric_limits<size_t>::max() - used) return false;
     const uint64_t needed = used + added;
     if (needed <= length_) return true;
-    constexpr uint64_t kFirstLength = 4096;
+    constexpr uint64_t kFirstLength = 1000;  // a size that allocators hand out fastest
     const uint64_t grown = std::max({needed, length_ + length_ / 2, kFirstLength});
     void* block = std::realloc(start_, static_cast<size_t>(grown));
     if (block == nullptr) {
