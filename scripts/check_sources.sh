@@ -16,13 +16,13 @@ else
   clang-format --dry-run --Werror "${sources[@]}" || status=1
 fi
 
-# Systems are told apart in these places only; everybody else asks kivgui/platform/platform.h.
+# Systems are told apart in these places only; everybody else asks the platform.h or system.h above.
 mapfile -t portable < <(printf '%s\n' "${sources[@]}" |
-  grep -vE '^kivgui/platform/(posix|windows)/|(^|/)dll/|(^|/)export\.h$|^benchmarks/')
+  grep -vE '/platform/(posix|windows)/|(^|/)dll/|(^|/)export\.h$|^benchmarks/')
 refuse() {
   local why=$1 pattern=$2
   if grep -nE "$pattern" "${portable[@]}"; then
-    echo "^ $why: belongs into kivgui/platform/" >&2
+    echo "^ $why: belongs into a platform/ folder" >&2
     status=1
   fi
 }
