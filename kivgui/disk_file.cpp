@@ -14,7 +14,6 @@ Platform::OpenMode GetOpenMode(DiskFile::Mode mode) noexcept {
     switch (mode) {
         case DiskFile::Mode::create: return Platform::OpenMode::replace;
         case DiskFile::Mode::createNew: return Platform::OpenMode::createNew;
-        case DiskFile::Mode::append: return Platform::OpenMode::append;
         case DiskFile::Mode::read: break;
     }
     return Platform::OpenMode::read;
@@ -30,7 +29,9 @@ DiskFile::~DiskFile() {
 bool DiskFile::Open(const File& file, Mode mode) noexcept {
     Close();
     handle_ = Platform::OpenFile(file.GetPath().GetStr(), GetOpenMode(mode));
-    return handle_ != Platform::kInvalidFile;
+    if (handle_ == Platform::kInvalidFile) return false;
+    writeError_ = kErrorNone;
+    return true;
 }
 
 int64_t DiskFile::GetSize() const noexcept {
@@ -45,14 +46,22 @@ bool DiskFile::Read(void* buffer, unsigned size, unsigned& got) noexcept {
     return read;
 }
 
+bool DiskFile::Send(const void* data, unsigned size) noexcept {
+    if (writeError_ == kErrorNone) {
+        if (Platform::WriteFile(handle_, data, size)) return true;
+        writeError_ = GetLastError();
+    }
+    SetLastError(writeError_);
+    return false;
+}
+
 bool DiskFile::Flush() noexcept {
-    const unsigned size = std::exchange(buffered_, 0);
-    return size == 0 || Platform::WriteFile(handle_, buffer_, size);
+    return Send(buffer_, std::exchange(buffered_, 0));
 }
 
 char* DiskFile::GetWriteRoom(unsigned size) noexcept {
-    if (handle_ == Platform::kInvalidFile) {
-        SetLastError(kErrorInvalidHandle);
+    if (writeError_ != kErrorNone) {
+        SetLastError(writeError_);
         return nullptr;
     }
     if (size > kBufferSize || (size > kBufferSize - buffered_ && !Flush())) return nullptr;
@@ -68,7 +77,7 @@ char* DiskFile::GetWriteRoom(unsigned size) noexcept {
 
 bool DiskFile::Write(const void* data, unsigned size) noexcept {
     if (size == 0) return true;
-    if (size >= kBufferSize) return Flush() && Platform::WriteFile(handle_, data, size);
+    if (size >= kBufferSize) return Flush() && Send(data, size);
     char* room = GetWriteRoom(size);
     if (room == nullptr) return false;
     std::memcpy(room, data, size);
@@ -82,6 +91,7 @@ bool DiskFile::Close() noexcept {
     // The reason that counts is the first one.
     const uint32_t flushError = GetLastError();
     const bool closed = Platform::CloseFile(std::exchange(handle_, Platform::kInvalidFile));
+    writeError_ = kErrorInvalidHandle;
     if (!flushed) SetLastError(flushError);
     return flushed && closed;
 }

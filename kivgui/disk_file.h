@@ -15,7 +15,6 @@ public:
         read = 1,
         create = 2,     ///< made when absent, emptied when present; follows links
         createNew = 3,  ///< made for its owner alone; fails when the name is taken
-        append = 4,     ///< written behind what is there; does not follow a link
     };
 
     /// Small writes collect in a buffer of this size; a write that is larger goes to the system
@@ -33,7 +32,8 @@ public:
     int64_t GetSize() const noexcept;
     /// Reads up to `size` bytes; fewer, in the end 0, only at the end of the file.
     bool Read(void* buffer, unsigned size, unsigned& got) noexcept;
-    /// Takes all `size` bytes. An error may come to light only at a later Write or at Close.
+    /// Takes all `size` bytes. An error may come to light only at a later Write or at Close;
+    /// from then on every Write fails, and Close too, because the file has a gap.
     bool Write(const void* data, unsigned size) noexcept;
 
     /// Room for `size` bytes at the end of what was written, to be filled by the caller, who
@@ -47,10 +47,12 @@ public:
     bool Close() noexcept;
 
 private:
-    friend class MemoryFile;  // maps what is open here
+    friend class MemoryFile;  // maps what is open here, and moves what it has open here
+    bool Send(const void* data, unsigned size) noexcept;
     bool Flush() noexcept;
 
     Platform::FileHandle handle_ = Platform::kInvalidFile;
+    uint32_t writeError_ = kErrorInvalidHandle;  ///< why nothing more is taken; 0 when it is
     char* buffer_ = nullptr;
     unsigned buffered_ = 0;
 };

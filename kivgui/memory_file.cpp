@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include "kivgui/platform/platform.h"
 
@@ -58,7 +59,14 @@ bool MemoryFile::ReadWhole(DiskFile& source, unsigned size) noexcept {
 }
 
 bool MemoryFile::Extend(uint64_t added, uint64_t used) noexcept {
-    if (!writable_ || added > std::numeric_limits<size_t>::max() - used) return false;
+    if (!writable_) {
+        SetLastError(kErrorInvalidHandle);
+        return false;
+    }
+    if (added > std::numeric_limits<size_t>::max() - used) {
+        SetLastError(kErrorNotEnoughMemory);
+        return false;
+    }
     const uint64_t needed = used + added;
     if (needed <= length_) return true;
     constexpr uint64_t kFirstLength = 1000;  // a size that allocators hand out fastest
@@ -73,13 +81,27 @@ bool MemoryFile::Extend(uint64_t added, uint64_t used) noexcept {
     return true;
 }
 
+bool MemoryFile::WriteOut() noexcept {
+    return used_ == 0 || Platform::WriteFile(handle_, start_, static_cast<size_t>(used_));
+}
+
+bool MemoryFile::MoveTo(DiskFile& target) noexcept {
+    target.Close();
+    if (!writable_ || !WriteOut()) return false;
+    target.handle_ = std::exchange(handle_, Platform::kInvalidFile);
+    Forget();
+    return true;
+}
+
 bool MemoryFile::Close() noexcept {
     bool written = true;
     if (handle_ != Platform::kInvalidFile) {
-        if (used_ != 0) {
-            written = Platform::WriteFile(handle_, start_, static_cast<size_t>(used_));
-        }
-        written = Platform::CloseFile(handle_) && written;
+        written = WriteOut();
+        // The reason that counts is the first one.
+        const uint32_t writeError = GetLastError();
+        const bool closed = Platform::CloseFile(handle_);
+        if (!written) SetLastError(writeError);
+        written = written && closed;
     }
     Forget();
     return written;
