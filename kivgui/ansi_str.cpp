@@ -110,7 +110,8 @@ AnsiStr& AnsiStr::Append(std::string_view view, Growth growth) noexcept {
     if (view.empty()) return *this;
     const unsigned length = GetLength();
     if (view.size() > kMaxLength - length) {
-        Imp::ReportOverflow(length, static_cast<uint32_t>(std::min<size_t>(view.size(), kMaxLength)));
+        Imp::ReportOverflow(length,
+                            static_cast<uint32_t>(std::min<size_t>(view.size(), kMaxLength)));
         return *this;
     }
     const auto added = static_cast<uint32_t>(view.size());
@@ -179,7 +180,8 @@ namespace {
 template <class Text>
 unsigned IndexOf(const Text& text, char c, bool ignoreCase, unsigned from, int step) {
     const char wanted = ignoreCase ? ToLowerAscii(c) : c;
-    for (unsigned i = from; i < text.size(); i = static_cast<unsigned>(static_cast<int64_t>(i) + step)) {
+    for (unsigned i = from; i < text.size();
+         i = static_cast<unsigned>(static_cast<int64_t>(i) + step)) {
         if ((ignoreCase ? ToLowerAscii(text[i]) : text[i]) == wanted) return i;
     }
     return AnsiStr::kMaxLength;
@@ -193,7 +195,8 @@ int CompareFolded(const char* a, const char* b, size_t n, bool ignoreCase) noexc
             ca = ToLowerAscii(ca);
             cb = ToLowerAscii(cb);
         }
-        if (ca != cb) return static_cast<unsigned char>(ca) < static_cast<unsigned char>(cb) ? -1 : 1;
+        if (ca != cb)
+            return static_cast<unsigned char>(ca) < static_cast<unsigned char>(cb) ? -1 : 1;
         if (ca == '\0') return 0;
     }
     return 0;

@@ -43,8 +43,8 @@ size_t DecodePortable(const char* text, size_t size, unsigned char* out) noexcep
     const auto* chars = reinterpret_cast<const unsigned char*>(text);
     size_t taken = 0;
     for (; taken < size; taken += 4, chars += 4, out += 3) {
-        const uint32_t group = kDecode[0][chars[0]] | kDecode[1][chars[1]] |
-                               kDecode[2][chars[2]] | kDecode[3][chars[3]];
+        const uint32_t group = kDecode[0][chars[0]] | kDecode[1][chars[1]] | kDecode[2][chars[2]] |
+                               kDecode[3][chars[3]];
         if (group >= kForeign) break;
         out[0] = static_cast<unsigned char>(group >> 16);
         out[1] = static_cast<unsigned char>(group >> 8);
@@ -67,9 +67,9 @@ KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) n
     // indices of 6 bits are multiplied into place.
     const __m256i spread = KIV_TWICE(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
     // What to add to an index, by its range: 0 for a-z, 1 to 10 for digits, 11 "+", 12 "/", 13 A-Z.
-    const __m256i offsets = KIV_TWICE('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
-                                      '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '+' - 62,
-                                      '/' - 63, 'A', 0, 0);
+    const __m256i offsets =
+        KIV_TWICE('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                  '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
     constexpr size_t kStep = 24;
     constexpr size_t kRead = 28;
     size_t done = 0;
@@ -77,10 +77,10 @@ KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) n
         const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
         const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done + 12));
         const __m256i in = _mm256_shuffle_epi8(_mm256_set_m128i(high, low), spread);
-        const __m256i outer = _mm256_mulhi_epu16(_mm256_and_si256(in, _mm256_set1_epi32(0x0FC0FC00)),
-                                                 _mm256_set1_epi32(0x04000040));
-        const __m256i inner = _mm256_mullo_epi16(_mm256_and_si256(in, _mm256_set1_epi32(0x003F03F0)),
-                                                 _mm256_set1_epi32(0x01000010));
+        const __m256i outer = _mm256_mulhi_epu16(
+            _mm256_and_si256(in, _mm256_set1_epi32(0x0FC0FC00)), _mm256_set1_epi32(0x04000040));
+        const __m256i inner = _mm256_mullo_epi16(
+            _mm256_and_si256(in, _mm256_set1_epi32(0x003F03F0)), _mm256_set1_epi32(0x01000010));
         const __m256i index = _mm256_or_si256(outer, inner);
         const __m256i capital = _mm256_cmpgt_epi8(_mm256_set1_epi8(26), index);
         const __m256i range = _mm256_or_si256(_mm256_subs_epu8(index, _mm256_set1_epi8(51)),
@@ -113,12 +113,11 @@ KIV_AVX2 size_t DecodeAvx2(const char* text, size_t size, unsigned char* out) no
                              _mm256_shuffle_epi8(highClass, high));
         if (!_mm256_testz_si256(foreign, foreign)) break;
         const __m256i slash = _mm256_cmpeq_epi8(in, nibble);
-        const __m256i value = _mm256_add_epi8(
-            in, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(slash, high)));
+        const __m256i value =
+            _mm256_add_epi8(in, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(slash, high)));
         const __m256i pairs = _mm256_maddubs_epi16(value, _mm256_set1_epi32(0x01400140));
         const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-        const __m256i bytes =
-            _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, pack), join);
+        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, pack), join);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(bytes));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(bytes, 1));
     }
@@ -134,9 +133,15 @@ bool HasAvx2() noexcept {
 
 #else
 
-size_t EncodeAvx2(const unsigned char*, size_t, char*) noexcept { return 0; }
-size_t DecodeAvx2(const char*, size_t, unsigned char*) noexcept { return 0; }
-constexpr bool HasAvx2() noexcept { return false; }
+size_t EncodeAvx2(const unsigned char*, size_t, char*) noexcept {
+    return 0;
+}
+size_t DecodeAvx2(const char*, size_t, unsigned char*) noexcept {
+    return 0;
+}
+constexpr bool HasAvx2() noexcept {
+    return false;
+}
 
 #endif
 

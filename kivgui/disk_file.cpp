@@ -12,9 +12,12 @@ namespace {
 
 Platform::OpenMode GetOpenMode(DiskFile::Mode mode) noexcept {
     switch (mode) {
-        case DiskFile::Mode::create: return Platform::OpenMode::replace;
-        case DiskFile::Mode::createNew: return Platform::OpenMode::createNew;
-        case DiskFile::Mode::read: break;
+        case DiskFile::Mode::create:
+            return Platform::OpenMode::replace;
+        case DiskFile::Mode::createNew:
+            return Platform::OpenMode::createNew;
+        case DiskFile::Mode::read:
+            break;
     }
     return Platform::OpenMode::read;
 }

@@ -15,8 +15,7 @@ void SetEventHandler(EventHandler handler) noexcept {
 }
 
 bool ReportEventA(const AnsiStr& source, unsigned id, const AnsiStr& text,
-                  const EventDetails& details, ReportEventType type,
-                  ReportEventCategory category) {
+                  const EventDetails& details, ReportEventType type, ReportEventCategory category) {
     const EventHandler handler = eventHandler.load();
     return handler != nullptr && handler(source, id, text, details, type, category);
 }

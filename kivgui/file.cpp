@@ -47,8 +47,8 @@ bool IsDeviceName(std::string_view name) noexcept {
     for (const char* device : {"con", "prn", "aux", "nul", "conin$", "conout$"}) {
         if (is(name, device)) return true;
     }
-    constexpr std::string_view kPortDigits[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9",
-                                                "\xC2\xB9", "\xC2\xB2", "\xC2\xB3"};
+    constexpr std::string_view kPortDigits[] = {
+        "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\xC2\xB9", "\xC2\xB2", "\xC2\xB3"};
     if (name.size() < 4) return false;
     const std::string_view digit = name.substr(3);
     if (std::find(std::begin(kPortDigits), std::end(kPortDigits), digit) == std::end(kPortDigits)) {
@@ -114,6 +114,7 @@ AnsiStr MakeTemporaryPath(const AnsiStr& text) noexcept {
     }
     const SafeName name = MakeSafeParts(text, kMaxFileName - sizeof tag);
     const AnsiStr folder = Platform::GetTempFolder();
+    if (folder.IsEmpty()) return {};
     const uint64_t length = uint64_t{folder.GetLength()} + kMaxFileName;
     AnsiStr path;
     if (length > AnsiStr::kMaxLength || path.Alloc(static_cast<unsigned>(length)) == nullptr) {
@@ -137,8 +138,7 @@ AnsiStr MakeSafeFileName(const AnsiStr& text, unsigned maxLength) noexcept {
 File::File(FileType /*type*/, const AnsiStr& name, bool /*flag*/) noexcept
     : path_(MakeTemporaryPath(name)) {}
 
-File::File(FileType /*type*/, const AnsiStr& name, const AnsiStr& extension,
-           bool /*flag*/) noexcept
+File::File(FileType /*type*/, const AnsiStr& name, const AnsiStr& extension, bool /*flag*/) noexcept
     : path_(MakeTemporaryPath(name + AnsiStr(".") + extension)) {}
 
 int64_t File::GetSize() const noexcept {
@@ -153,6 +153,7 @@ bool File::Copy(const File& target, bool replace) const noexcept {
     constexpr unsigned kPiece = 0x10000;
     DiskFile source;
     if (!source.Open(*this, DiskFile::Mode::read)) return false;
+    if (path_ == target.path_) return true;
     DiskFile copy;
     bool copied = copy.Open(target, DiskFile::Mode::createNew);
     if (!copied && replace && GetLastError() == kErrorFileExists) {

@@ -34,8 +34,8 @@ public:
     int64_t GetSize() const noexcept;
 
     /// Copies the content to a file that is created for its owner alone. With `replace` a file
-    /// (or link) that has the name already is removed first; without, it fails the copy. On
-    /// failure the last error says why and a part of the copy may stay.
+    /// (or link) that has the name already is removed first; without, it fails the copy. A
+    /// path copied onto itself changes nothing. On failure the last error says why and a part of the copy may stay.
     bool Copy(const File& target, bool replace) const noexcept;
 
     /// Deletes the file. `flag` selects nothing.

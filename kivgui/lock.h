@@ -15,7 +15,7 @@ struct LockSiteStatistics {
     AnsiStr name;
     uint64_t contendedCount = 0;  ///< acquisitions that had to wait
     uint64_t waitTicks = 0;
-    uint64_t holdCount = 0;       ///< completed holds
+    uint64_t holdCount = 0;  ///< completed holds
     uint64_t holdTicks = 0;
 };
 
@@ -38,12 +38,12 @@ struct TimedCriticalSection {
     uint64_t holdTicks = 0;
     std::atomic<uint32_t> owner{0};  ///< GetCurrentThreadId of the holder, 0 when free
     uint32_t recursionCount = 0;
-    uint64_t acquiredTicks = 0;      ///< 0 when the hold is not timed
-    uint64_t thresholdMs = 0;        ///< a longer hold is reported; 0 for never
+    uint64_t acquiredTicks = 0;  ///< 0 when the hold is not timed
+    uint64_t thresholdMs = 0;    ///< a longer hold is reported; 0 for never
     AnsiStr holderSite;
     uint64_t lastHoldMs = 0;
     LockSiteStatistics* holderRecord = nullptr;
-    LockSiteMap sites;               ///< grows under EnterTimingData only
+    LockSiteMap sites;  ///< grows under EnterTimingData only
     std::atomic<bool> keepsStatistics{false};
     std::mutex section;
 };

@@ -45,6 +45,10 @@ public:
     /// @return false when memory runs out or the sum passes 64 bits; the view is unchanged.
     bool Extend(uint64_t added, uint64_t used) noexcept;
 
+    /// Writes a writable view out and lets `target` go on with the file, at its end; the view is
+    /// then closed. @return false, with the last error set, when the content could not be written.
+    bool MoveTo(DiskFile& target) noexcept;
+
     /// Closes the view; a writable one is written out up to the write cursor. A second call is
     /// harmless. @return false, with the last error set, when the content could not be written.
     bool Close() noexcept;
@@ -65,6 +69,7 @@ private:
     bool Create(const File& file, Mode mode) noexcept;
     bool Map(const DiskFile& source, uint64_t size) noexcept;
     bool ReadWhole(DiskFile& source, unsigned size) noexcept;
+    bool WriteOut() noexcept;
     void Forget() noexcept;
 
     char* start_ = nullptr;

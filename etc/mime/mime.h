@@ -119,7 +119,8 @@ struct HeaderValue {
 
 /// Header fields by name: unique, in alphabetical order, case ignored (see ParameterMap). The
 /// order in which fields were read or set is not kept.
-class KIV_EXPORT HeaderMap : public KivGuiBase::SkipListMap<HeaderValue, KivGuiBase::CaselessOrder> {
+class KIV_EXPORT HeaderMap
+    : public KivGuiBase::SkipListMap<HeaderValue, KivGuiBase::CaselessOrder> {
 public:
     using SkipListMap::FindOrInsert;
     /// The entry of a well-known field.
@@ -179,9 +180,9 @@ private:
 /// destroyed: none of these uses the stack for depth.
 class KIV_EXPORT Part {
 public:
-    AnsiStr rawText;           ///< when not empty, the whole entity as text; writers write just it
+    AnsiStr rawText;  ///< when not empty, the whole entity as text; writers write just it
     Info info;
-    Data data;                 ///< the body of an entity without children
+    Data data;  ///< the body of an entity without children
     HeaderMap headers;
     SharedArray<Part*> parts;  ///< the children, in order; owned
 

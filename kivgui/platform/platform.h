@@ -21,7 +21,6 @@ enum class OpenMode {
                 ///< when present; follows links, because the caller named the file
     createNew,  ///< made here, readable and writable for its owner alone; fails with
                 ///< kErrorFileExists when anything, even a dangling link, has the name
-    append,     ///< an existing file, written at its end; does not follow a link
 };
 
 FileHandle OpenFile(const char* path, OpenMode mode) noexcept;

@@ -137,8 +137,8 @@ std::string_view SkipByteOrderMark(std::string_view text) noexcept {
 unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
     LineState line{next, end, out};
     do {
-        size_t plain = CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace),
-                                 out + line.pos);
+        size_t plain =
+            CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace), out + line.pos);
         // Whether a blank may stand at the end of the run depends on what follows it.
         if (plain > 0 && IsBlank(line.next[plain - 1])) --plain;
         line.next += plain;

@@ -93,9 +93,17 @@ bool FileAccess::WriteToMemory(const char* data, unsigned size) noexcept {
 
 // A size announced too small must not make the whole body pile up in memory.
 bool FileAccess::MoveToDisk() noexcept {
-    if (!memoryFile_->Close()) return false;
+    diskFile_.reset(new (std::nothrow) DiskFile);
+    if (diskFile_ == nullptr) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        return false;
+    }
+    if (!memoryFile_->MoveTo(*diskFile_)) {
+        diskFile_.reset();
+        return false;
+    }
     memoryFile_.reset();
-    return OpenAs(diskFile_, file_, DiskFile::Mode::append);
+    return true;
 }
 
 char* FileAccess::GetWriteRoom(unsigned size) noexcept {

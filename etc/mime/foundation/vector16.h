@@ -48,8 +48,12 @@ private:
 
 #else
 
-    explicit Vector16(const char* bytes) noexcept { std::memcpy(bytes_, bytes, kSize); }
-    void Store(char* out) const noexcept { std::memcpy(out, bytes_, kSize); }
+    explicit Vector16(const char* bytes) noexcept {
+        std::memcpy(bytes_, bytes, kSize);
+    }
+    void Store(char* out) const noexcept {
+        std::memcpy(out, bytes_, kSize);
+    }
     PlaceMask Are(char c) const noexcept {
         return Collect([c](char byte) { return byte == c; });
     }

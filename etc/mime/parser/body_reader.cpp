@@ -90,9 +90,8 @@ bool ReadBody(Part& part, Cursor& cursor, Delimiter& delimiter, AnsiStr& error) 
     const TransferEncoding::keys encoding = part.info.transferEncoding;
     const bool isRaw = encoding == TransferEncoding::bit7 || encoding == TransferEncoding::bit8 ||
                        encoding == TransferEncoding::binary;
-    const bool stored = isRaw
-                            ? CopyRawBody(writer, cursor, delimiter, contentLength, error)
-                            : DecodeTextBody(writer, cursor, delimiter, encoding, error);
+    const bool stored = isRaw ? CopyRawBody(writer, cursor, delimiter, contentLength, error)
+                              : DecodeTextBody(writer, cursor, delimiter, encoding, error);
     if (!writer.Close() && stored) return FailWrite(error);
     return stored;
 }

@@ -27,9 +27,9 @@ bool ParseTransferEncoding(const AnsiStr& text, TransferEncoding::keys& encoding
         encoding = TransferEncoding::binary;
         return true;
     }
-    for (const auto key : {TransferEncoding::base64, TransferEncoding::quoted_printable,
-                           TransferEncoding::bit7, TransferEncoding::bit8,
-                           TransferEncoding::binary}) {
+    for (const auto key :
+         {TransferEncoding::base64, TransferEncoding::quoted_printable, TransferEncoding::bit7,
+          TransferEncoding::bit8, TransferEncoding::binary}) {
         if (AnsiStr::Compare(text.GetStr(), TransferEncoding::GetStr(key).GetStr(), true) == 0) {
             encoding = key;
             return true;

@@ -20,8 +20,8 @@ bool ParseParameter(ParameterMap& parameters, std::string_view text) noexcept {
     text = TrimSpace(text);
     const size_t equals = text.find('=');
     const bool hasValue = equals != std::string_view::npos && equals != 0;
-    const AnsiStr name = hasValue ? AnsiStr(TrimSpace(text.substr(0, equals)))
-                                  : ExtendedUnQuote(ToSubStr(text));
+    const AnsiStr name =
+        hasValue ? AnsiStr(TrimSpace(text.substr(0, equals))) : ExtendedUnQuote(ToSubStr(text));
     ParameterMap::Node* parameter = parameters.FindOrInsert(name);
     if (parameter == nullptr) return false;
     parameter->value.value =

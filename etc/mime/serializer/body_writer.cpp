@@ -125,9 +125,12 @@ bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out) noexcept {
     if (!in.OpenForReading()) return false;
     if (isEncoded) return CopyFile(in, out);
     switch (part.info.transferEncoding) {
-        case TransferEncoding::base64: return EncodeFile(in, Base64Writer(out, true));
-        case TransferEncoding::quoted_printable: return EncodeFile(in, QuotedPrintableWriter(out));
-        default: return in.IsMemoryView() && in.GetView().empty();
+        case TransferEncoding::base64:
+            return EncodeFile(in, Base64Writer(out, true));
+        case TransferEncoding::quoted_printable:
+            return EncodeFile(in, QuotedPrintableWriter(out));
+        default:
+            return in.IsMemoryView() && in.GetView().empty();
     }
 }
 
@@ -141,7 +144,8 @@ bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
             return Base64Writer(out, false).Write(next, end, true);
         case TransferEncoding::quoted_printable:
             return QuotedPrintableWriter(out).Write(next, end, true);
-        default: return false;
+        default:
+            return false;
     }
 }
 

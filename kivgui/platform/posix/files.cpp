@@ -1,11 +1,11 @@
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
-#include <limits>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
 
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/posix/errors.h"
@@ -24,10 +24,12 @@ constexpr size_t kMaxTransfer = 0x7FFFF000;
 
 int GetOpenFlags(OpenMode mode) noexcept {
     switch (mode) {
-        case OpenMode::read: return O_RDONLY | O_NONBLOCK;
-        case OpenMode::replace: return O_WRONLY | O_CREAT | O_TRUNC;
-        case OpenMode::createNew: return O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
-        case OpenMode::append: return O_WRONLY | O_APPEND | O_NOFOLLOW;
+        case OpenMode::read:
+            return O_RDONLY | O_NONBLOCK;
+        case OpenMode::replace:
+            return O_WRONLY | O_CREAT | O_TRUNC;
+        case OpenMode::createNew:
+            return O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
     }
     return O_RDONLY;
 }
@@ -112,8 +114,8 @@ const char* MapFile(FileHandle file, uint64_t size) noexcept {
         SetLastError(kErrorNotEnoughMemory);
         return nullptr;
     }
-    void* start = mmap(nullptr, static_cast<size_t>(size), PROT_READ, MAP_PRIVATE,
-                       static_cast<int>(file), 0);
+    void* start =
+        mmap(nullptr, static_cast<size_t>(size), PROT_READ, MAP_PRIVATE, static_cast<int>(file), 0);
     if (start == MAP_FAILED) {
         Fail();
         return nullptr;

@@ -1,7 +1,7 @@
-#include <atomic>
-#include <cerrno>
 #include <pthread.h>
 #include <unistd.h>
+#include <atomic>
+#include <cerrno>
 
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/posix/errors.h"

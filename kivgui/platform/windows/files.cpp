@@ -45,9 +45,6 @@ OpenHow GetOpenHow(OpenMode mode) noexcept {
         // Without the flag the system would create the file that a dangling link names.
         case OpenMode::createNew:
             return {GENERIC_WRITE, kShareOfWriter, CREATE_NEW, FILE_FLAG_OPEN_REPARSE_POINT};
-        // Appending without the right to write elsewhere makes every write go to the end.
-        case OpenMode::append:
-            return {FILE_APPEND_DATA, kShareOfWriter, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT};
     }
     return {GENERIC_READ, kShareOfReader, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN};
 }
@@ -69,25 +66,12 @@ OwnedHandle CreateForOwner(const char* path, const OpenHow& how) noexcept {
     return attributes != nullptr ? Create(path, how, attributes) : nullptr;
 }
 
-/// Is this a file itself, not a link or another stand-in for one? (Those open like files when
-/// they are not followed.) On failure the last error is set.
-bool IsPlainName(HANDLE file) noexcept {
-    FILE_BASIC_INFO info;
-    if (!GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info)) {
-        return FailWithSystemError();
-    }
-    if ((info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return true;
-    SetLastError(kErrorCantResolveName);
-    return false;
-}
-
 }  // namespace
 
 FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
     const OpenHow how = GetOpenHow(mode);
     OwnedHandle file =
         mode == OpenMode::createNew ? CreateForOwner(path, how) : Create(path, how, nullptr);
-    if (mode == OpenMode::append && file != nullptr && !IsPlainName(file.get())) file.reset();
     return file != nullptr ? reinterpret_cast<FileHandle>(file.release()) : kInvalidFile;
 }
 
