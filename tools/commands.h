@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "message_source.h"
+
+/// The subcommands, each in a file of its own. They print to standard output, give the exit
+/// status, and throw Failure.
+namespace Tool {
+
+struct ShowOptions {
+    Source source;
+    bool headers = false;
+    bool json = false;
+};
+int Show(const ShowOptions& options);
+
+struct ExtractOptions {
+    Source source;
+    std::string part = "1";  ///< an index as Show prints it
+    std::string folder;
+};
+int Extract(const ExtractOptions& options);
+
+struct RewriteOptions {
+    Source source;
+    std::string target;     ///< a path, or "-" for standard output
+    bool bodyOnly = false;  ///< leave the header block out and print the Content-Type value
+};
+int Rewrite(const RewriteOptions& options);
+
+struct TypeOptions {
+    std::vector<std::string> names;
+};
+int LookUpTypes(const TypeOptions& options);
+
+}  // namespace Tool

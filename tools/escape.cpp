@@ -1,0 +1,80 @@
+#include "escape.h"
+
+#include "kivgui/utf8.h"
+
+namespace Tool {
+
+namespace {
+
+constexpr char kDigits[] = "0123456789ABCDEF";
+
+/// The character that `bytes`, well-formed UTF-8, stand for.
+unsigned DecodeCharacter(std::string_view bytes) {
+    constexpr unsigned kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    unsigned character = static_cast<unsigned char>(bytes.front()) & kLeadBits[bytes.size()];
+    for (const char tail : bytes.substr(1)) {
+        character = character << 6 | (static_cast<unsigned char>(tail) & 0x3F);
+    }
+    return character;
+}
+
+bool IsUnsafe(unsigned character) {
+    struct Range {
+        unsigned first;
+        unsigned last;
+    };
+    constexpr Range kUnsafe[] = {
+        {0x00, 0x1F},      // C0
+        {0x7F, 0x9F},      // DEL, C1
+        {0x061C, 0x061C},  // Arabic letter mark
+        {0x200E, 0x200F},  // left-to-right and right-to-left marks
+        {0x2028, 0x202E},  // line and paragraph separators, embeddings and overrides
+        {0x2066, 0x2069},  // isolates
+    };
+    for (const Range& range : kUnsafe) {
+        if (character >= range.first && character <= range.last) return true;
+    }
+    return false;
+}
+
+void AppendByte(std::string& out, unsigned byte) {
+    out += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+}
+
+void AppendCharacter(std::string& out, unsigned character) {
+    if (character < 0x80) return AppendByte(out, character);
+    out += "\\u";
+    for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[character >> shift & 15];
+}
+
+}  // namespace
+
+std::string Escape(std::string_view text, char quote) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const unsigned length = KivGuiBase::MeasureUtf8(text);
+        if (length == 0) {
+            AppendByte(out, static_cast<unsigned char>(text.front()));
+            text.remove_prefix(1);
+            continue;
+        }
+        const unsigned character = DecodeCharacter(text.substr(0, length));
+        if (IsUnsafe(character)) {
+            AppendCharacter(out, character);
+        } else {
+            if (text.front() == quote) out += '\\';
+            out += text.substr(0, length);
+        }
+        text.remove_prefix(length);
+    }
+    return out;
+}
+
+size_t MeasureColumns(std::string_view text) {
+    size_t columns = 0;
+    for (const char c : text) columns += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    return columns;
+}
+
+}  // namespace Tool

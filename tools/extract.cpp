@@ -1,0 +1,114 @@
+#include <filesystem>
+#include <span>
+#include <string>
+#include <system_error>
+#include <unordered_map>
+
+#include "commands.h"
+#include "entity_list.h"
+#include "escape.h"
+#include "failure.h"
+#include "file_pieces.h"
+#include "leftovers.h"
+#include "output.h"
+
+namespace Tool {
+
+using KivGuiBase::DiskFile;
+using KivGuiBase::File;
+
+namespace {
+
+/// A file name for a body: the sender's, or one made of the index and the type. Safe, and short
+/// enough for a number.
+std::string MakeName(const Entity& entity) {
+    constexpr unsigned kMaxName = 240;
+    std::string name(GetFileName(*entity.part));
+    if (name.empty()) {
+        MIME::AnsiStr extension;
+        if (!MIME::GetExtFromTypeStr(MIME::AnsiStr(GetMediaType(*entity.part)), extension))
+            extension = "bin";
+        name = "part-" + entity.index + "." + std::string(std::string_view(extension));
+    }
+    return std::string(
+        std::string_view(KivGuiBase::MakeSafeFileName(MIME::AnsiStr(name), kMaxName)));
+}
+
+/// The same name with a number before its extension; 1 means none.
+std::string AddNumber(const std::string& name, unsigned number) {
+    if (number == 1) return name;
+    size_t dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0) dot = name.size();
+    return name.substr(0, dot) + "-" + std::to_string(number) + name.substr(dot);
+}
+
+/// Makes files in one folder, each under a name that nothing had before.
+class Extraction {
+public:
+    explicit Extraction(std::string folder) : folder_(std::move(folder)) {}
+
+    /// Copies a body and returns the path of the copy.
+    std::string Store(const File& body, const std::string& name) {
+        DiskFile out;
+        const std::string path = Create(out, name);
+        ReadPieces(body, [&](std::string_view piece) {
+            if (!out.Write(piece.data(), static_cast<unsigned>(piece.size()))) {
+                throw Failure(path, GetLastReason());
+            }
+        });
+        if (!out.Close()) throw Failure(path, GetLastReason());
+        Leftovers::Keep(path);
+        return path;
+    }
+
+private:
+    /// Creates the file. Where the name is taken, by a link too, a number is added; counting goes
+    /// on where it ended for the last body of that name.
+    std::string Create(DiskFile& out, const std::string& name) {
+        std::string path;
+        unsigned& number = used_[name];
+        Leftovers::Add([&] {
+            bool created = false;
+            while (!created) {
+                path = folder_ + "/" + AddNumber(name, ++number);
+                created = out.Open(File(MIME::AnsiStr(path)), DiskFile::Mode::createNew);
+                if (!created && KivGuiBase::GetLastError() != KivGuiBase::kErrorFileExists) {
+                    throw Failure(path, GetLastReason());
+                }
+            }
+            return path;
+        });
+        return path;
+    }
+
+    std::string folder_;
+    std::unordered_map<std::string, unsigned> used_;  ///< highest number tried, by name
+};
+
+void MakeFolder(const std::string& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) throw Failure(folder, error.message());
+}
+
+}  // namespace
+
+int Extract(const ExtractOptions& options) {
+    const WorkFolder folder;
+    const std::unique_ptr<MIME::Part> message = ReadMessage(options.source, folder);
+    const std::vector<Entity> entities = ListEntities(*message);
+    const std::span<const Entity> chosen = FindSubtree(entities, options.part);
+    if (chosen.empty()) throw Failure(options.source.file, "no part " + options.part);
+
+    MakeFolder(options.folder);
+    Extraction extraction(options.folder);
+    for (const Entity& entity : chosen) {
+        if (!entity.IsLeaf()) continue;
+        const std::string path = extraction.Store(entity.part->data.file, MakeName(entity));
+        Print(entity.index + "  " + Escape(path) + "\n");
+    }
+    FinishOutput();
+    return 0;
+}
+
+}  // namespace Tool

@@ -1,0 +1,23 @@
+#include "file_pieces.h"
+
+#include <string>
+#include <vector>
+
+#include "failure.h"
+
+namespace Tool {
+
+using KivGuiBase::DiskFile;
+
+void ReadPieces(const KivGuiBase::File& file, const std::function<void(std::string_view)>& take) {
+    DiskFile in;
+    bool read = in.Open(file, DiskFile::Mode::read);
+    std::vector<char> piece(DiskFile::kBufferSize);
+    for (unsigned got = 1; read && got != 0;) {
+        read = in.Read(piece.data(), DiskFile::kBufferSize, got);
+        if (read) take({piece.data(), got});
+    }
+    if (!read) throw Failure(std::string(std::string_view(file.GetPath())), GetLastReason());
+}
+
+}  // namespace Tool

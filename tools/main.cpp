@@ -1,0 +1,137 @@
+// kivmime: shows, extracts and rewrites MIME messages. docs/kivmime.md is its manual.
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <new>
+#include <sstream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "escape.h"
+#include "leftovers.h"
+#include "output.h"
+#include "platform/system.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+/// The command line, parsed.
+struct CommandLine {
+    Tool::ShowOptions show;
+    Tool::ExtractOptions extract;
+    Tool::RewriteOptions rewrite;
+    Tool::TypeOptions type;
+    std::function<int()> command;  ///< runs the subcommand that was given
+};
+
+void AddSource(CLI::App& command, Tool::Source& source) {
+    command.add_option("FILE", source.file, "The message; - is standard input")->required();
+    command.add_option("--content-type", source.contentType,
+                       "The value of a Content-Type field that travelled apart: FILE then starts "
+                       "with the body");
+}
+
+void AddShow(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("show", "Print the tree of entities");
+    AddSource(command, line.show.source);
+    command.add_flag("--headers", line.show.headers, "Print the header fields too");
+    command.add_flag("--json", line.show.json, "Print JSON");
+    command.callback([&line] { line.command = [&line] { return Tool::Show(line.show); }; });
+}
+
+void AddExtract(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("extract", "Write decoded bodies into a folder");
+    AddSource(command, line.extract.source);
+    command.add_option("PART", line.extract.part,
+                       "Only this entity and what is below it: an index that show prints");
+    command.add_option("-d,--directory", line.extract.folder, "The folder, made when missing")
+        ->required()
+        ->type_name("DIR");
+    command.callback([&line] { line.command = [&line] { return Tool::Extract(line.extract); }; });
+}
+
+void AddRewrite(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("rewrite", "Read the message and write it back");
+    AddSource(command, line.rewrite.source);
+    command.add_option("-o,--output", line.rewrite.target, "The file; - is standard output")
+        ->required()
+        ->type_name("OUT");
+    command.add_flag("--body", line.rewrite.bodyOnly,
+                     "Leave the header block out and print the value of Content-Type instead");
+    command.callback([&line] {
+        if (line.rewrite.bodyOnly && line.rewrite.target == "-") {
+            throw CLI::ValidationError("--body", "needs a file for OUT");
+        }
+        line.command = [&line] { return Tool::Rewrite(line.rewrite); };
+    });
+}
+
+void AddType(CLI::App& app, CommandLine& line) {
+    CLI::App& command =
+        *app.add_subcommand("type", "Look up media types by extension, and the other way round");
+    command
+        .add_option("NAME", line.type.names, "An extension, a file name, or a media type (has a /)")
+        ->required();
+    command.callback([&line] { line.command = [&line] { return Tool::LookUpTypes(line.type); }; });
+}
+
+/// Prints CLI11's help, or its complaint with the help; both may quote the command line.
+int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
+    std::ostringstream out;
+    std::ostringstream complaint;
+    const bool isHelp = app.exit(error, out, complaint) == 0;
+    std::istringstream lines(isHelp ? out.str() : complaint.str());
+    for (std::string line; std::getline(lines, line);) {
+        line = Tool::Escape(line) + "\n";
+        if (isHelp) {
+            Tool::Print(line);
+        } else {
+            std::fputs(line.c_str(), stderr);
+        }
+    }
+    if (isHelp) Tool::FinishOutput();
+    return isHelp ? 0 : kWrongUsage;
+}
+
+int Run(int argc, char** argv) {
+    CLI::App app("Shows, extracts and rewrites MIME messages.", "kivmime");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
+    app.failure_message(CLI::FailureMessage::help);
+    CommandLine line;
+    AddShow(app, line);
+    AddExtract(app, line);
+    AddRewrite(app, line);
+    AddType(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return ReportUsage(app, error);
+    }
+    return line.command();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Tool::System::PrepareStreams();
+    int status = kFailed;
+    std::string reason;
+    try {
+        status = Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        reason = "not enough memory";
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
+    // First, because this waits when an interrupt is removing the files: what fails for want of
+    // them is not worth a message.
+    Tool::Leftovers::RemoveAll();
+    if (!reason.empty()) Tool::PrintError(reason);
+    return status;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <mime/mime.h>
+
+#include "work_folder.h"
+
+namespace Tool {
+
+/// A message as the user names it.
+struct Source {
+    std::string file;                        ///< a path, or "-" for standard input
+    std::optional<std::string> contentType;  ///< given when it travelled apart from the body
+};
+
+/// Reads a message; its bodies are files in the work folder. A stream is copied there first.
+/// @throws Failure with the library's message, or the system's when the file cannot be opened.
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
+
+}  // namespace Tool
