@@ -9,6 +9,8 @@
 
 namespace KivGuiBase {
 
+const char AnsiStr::Imp::kEmpty[] = "";
+
 uint32_t AnsiStr::Imp::CountLength() noexcept {
     // The NUL behind the buffer bounds the search even if the writer put none in the text.
     const auto counted = static_cast<uint32_t>(std::strlen(GetText()));

@@ -43,8 +43,10 @@ public:
         }
         uint32_t CountLength() noexcept;
 
-        /// The empty C string that a null handle reads as.
-        static const char* GetEmpty() noexcept { return ""; }
+        /// The empty C string that a null handle reads as. Of unknown size for the compiler, which
+        /// otherwise warns of a host's `GetStr() + 5` that it might leave the literal "".
+        static const char kEmpty[];
+        static const char* GetEmpty() noexcept { return kEmpty; }
         /// A new body with a count of 1, the given capacity and cached length, and the first
         /// `srcLength` characters of `src` with a NUL behind them (none when `src` is null).
         /// Null when memory runs out.
