@@ -87,10 +87,15 @@ bool MemoryFile::WriteOut() noexcept {
 
 bool MemoryFile::MoveTo(DiskFile& target) noexcept {
     target.Close();
-    if (!writable_ || !WriteOut()) return false;
+    if (!writable_) {
+        SetLastError(kErrorInvalidHandle);
+        return false;
+    }
+    const bool written = WriteOut();
+    target.writeError_ = written ? kErrorNone : GetLastError();
     target.handle_ = std::exchange(handle_, Platform::kInvalidFile);
     Forget();
-    return true;
+    return written;
 }
 
 bool MemoryFile::Close() noexcept {

@@ -46,7 +46,8 @@ public:
     bool Extend(uint64_t added, uint64_t used) noexcept;
 
     /// Writes a writable view out and lets `target` go on with the file, at its end; the view is
-    /// then closed. @return false, with the last error set, when the content could not be written.
+    /// then closed. @return false, with the last error set, when the content could not be written;
+    /// `target` has the file then too, and takes nothing more.
     bool MoveTo(DiskFile& target) noexcept;
 
     /// Closes the view; a writable one is written out up to the write cursor. A second call is

@@ -98,12 +98,9 @@ bool FileAccess::MoveToDisk() noexcept {
         KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
         return false;
     }
-    if (!memoryFile_->MoveTo(*diskFile_)) {
-        diskFile_.reset();
-        return false;
-    }
+    const bool moved = memoryFile_->MoveTo(*diskFile_);
     memoryFile_.reset();
-    return true;
+    return moved;
 }
 
 char* FileAccess::GetWriteRoom(unsigned size) noexcept {

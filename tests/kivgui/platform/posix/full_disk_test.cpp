@@ -125,6 +125,9 @@ TEST(FullDiskTest, AWriteThatFailedFailsTheCloseToo) {
     const std::string large(5'000'000, 'x');
     EXPECT_FALSE(access.Write(large.data(), large.size()));
     EXPECT_FALSE(access.Write("x", 1)) << "nothing more can be written";
+    SetLastError(kErrorNone);
+    EXPECT_FALSE(access.Close());
+    EXPECT_EQ(GetLastError(), kErrorDiskFull);
 }
 
 }  // namespace
