@@ -1,0 +1,396 @@
+"""Runs the program kivmime as a user does and looks at what it prints, writes and leaves behind.
+
+KIVMIME names the program, KIVMIME_SAMPLES the folder of sample messages.
+"""
+
+import json
+import os
+import re
+import shutil
+import signal
+import stat
+import subprocess
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+PROGRAM = os.environ["KIVMIME"]
+SAMPLES = Path(os.environ["KIVMIME_SAMPLES"])
+
+SINGLE_PART = b"Subject: x\r\n\r\nbody"
+CUT_SHORT = b"Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\nthe end is missing"
+
+
+def part(body, *fields):
+    return b"".join(field + b"\r\n" for field in fields) + b"\r\n" + body
+
+
+def multipart(*parts):
+    """A message of these parts, each bytes with a header block of its own."""
+    body = b"".join(b"--cut\r\n" + one + b"\r\n" for one in parts)
+    return b"Content-Type: multipart/mixed; boundary=cut\r\n\r\n" + body + b"--cut--\r\n"
+
+
+def named(name, body=b"x"):
+    """A part whose file name is these bytes."""
+    return part(body, b'Content-Disposition: attachment; filename="' + name + b'"')
+
+
+class Case(unittest.TestCase):
+    """Gives each test an empty folder `home`. Its sub-folder `temp` is where the program makes its
+    temporary files; after every run it must be empty again."""
+
+    def setUp(self):
+        self.home = Path(tempfile.mkdtemp(prefix="kivmime-test-"))
+        self.addCleanup(shutil.rmtree, self.home)
+        self.temp = self.home / "temp"
+        self.temp.mkdir()
+        self.environment = dict(os.environ, TMPDIR=str(self.temp))
+
+    def start(self, *arguments, **options):
+        """Starts the program with its signals as a terminal's user has them."""
+        def reset_signals():
+            for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+                signal.signal(number, signal.SIG_DFL)
+        streams = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+                   "preexec_fn": reset_signals}
+        return subprocess.Popen([PROGRAM, *map(str, arguments)], cwd=self.home,
+                                env=self.environment, **(streams | options))
+
+    def run_tool(self, *arguments, given=b"", status=0, **options):
+        """Runs the program; returns what it wrote to standard output and standard error."""
+        process = self.start(*arguments, **options)
+        out, errors = process.communicate(given)
+        self.assertEqual(process.returncode, status, errors)
+        self.assertEqual(os.listdir(self.temp), [], "left in the temporary folder")
+        return out, errors
+
+    def file(self, name, content):
+        path = self.home / name
+        path.write_bytes(content)
+        return path
+
+    def bodies(self, message, *options):
+        """The decoded bodies of a message, by file name."""
+        folder = Path(tempfile.mkdtemp(dir=self.home))
+        self.run_tool("extract", message, "-d", folder, *options)
+        return {path.name: path.read_bytes() for path in folder.iterdir()}
+
+
+class Usage(Case):
+    def test_status_and_message(self):
+        plain = self.file("plain.eml", SINGLE_PART)
+        whole = SAMPLES / "nested.eml"
+        cases = [
+            # why, arguments, exit status, what standard error holds
+            ("help", ["--help"], 0, rb"^$"),
+            ("no subcommand", [], 2, rb"Usage: kivmime"),
+            ("no file", ["show"], 2, rb"Usage: kivmime show"),
+            ("unknown option", ["show", whole, "--colour"], 2, rb"--colour"),
+            ("no folder", ["extract", whole], 2, rb"--directory"),
+            ("no output", ["rewrite", whole], 2, rb"--output"),
+            ("body and type on one stream", ["rewrite", whole, "--body", "-o", "-"], 2, rb"--body"),
+            ("missing file", ["show", "none.eml"], 1, rb"^kivmime: none.eml: No such file or folder\n$"),
+            ("a folder", ["show", "temp"], 1, rb"^kivmime: temp: "),
+            ("the reader's message", ["show", plain], 1, rb"plain.eml: boundary missing\n$"),
+            ("missing part", ["extract", whole, "1.9", "-d", "d"], 1, rb"no part 1.9\n$"),
+            ("folder is a file", ["extract", whole, "-d", plain], 1, rb"plain.eml: "),
+            ("nowhere to write", ["rewrite", whole, "-o", "no/folder"], 1, rb"^kivmime: no/folder: "),
+        ]
+        for why, arguments, status, errors in cases:
+            with self.subTest(why):
+                self.assertRegex(self.run_tool(*arguments, status=status)[1], errors)
+
+    def test_output_that_takes_nothing(self):
+        closed_pipe, writer = os.pipe()
+        os.close(closed_pipe)
+        for why, arguments in [("table", ["show"]), ("JSON", ["show", "--json"]),
+                               ("message", ["rewrite", "-o", "-"]), ("names", ["extract", "-d", "d"])]:
+            for stream, reason in [(os.open("/dev/full", os.O_WRONLY), b"No space"), (writer, b"Broken pipe")]:
+                with self.subTest(why, reason=reason):
+                    _, errors = self.run_tool(*arguments, SAMPLES / "nested.eml", stdout=stream, status=1)
+                    self.assertIn(b"standard output: " + reason, errors)
+
+    def test_closed_streams_are_not_mistaken_for_files(self):
+        command = 'exec "$0" extract "$1" -d d <&- >&- 2>&-'
+        shell = subprocess.run(["sh", "-c", command, PROGRAM, SAMPLES / "encodings.eml"],
+                               cwd=self.home, env=self.environment, check=False)
+        self.assertEqual(shell.returncode, 1)
+        self.assertEqual((self.home / "d" / "eight.txt").read_bytes(), "Grüße, naïve façade, 東京\r\n".encode())
+
+
+class Show(Case):
+    def test_table(self):
+        out, _ = self.run_tool("show", SAMPLES / "nested.eml")
+        self.assertEqual(out.decode().splitlines(), [
+            "index    type                     encoding  size  file name",
+            "1        multipart/mixed          -            -  -",
+            "1.1        multipart/alternative  -            -  -",
+            "1.1.1        text/plain           -           58  -",
+            "1.1.2        multipart/related    -            -  -",
+            "1.1.2.1        text/html          -           78  -",
+            "1.1.2.2        image/png          base64      85  -",
+            "1.2        text/plain             8bit        93  minutes.txt",
+            "1.3        message/rfc822         -          131  invitation.eml",
+        ])
+
+    def test_headers(self):
+        out, _ = self.run_tool("show", "--headers", SAMPLES / "related_start.eml")
+        self.assertIn(b"    Subject: The pond is open\n", out)
+        self.assertIn(b'    Content-Disposition: inline; filename="dot.png"\n', out)
+        self.assertNotRegex(out, rb'(?m): $|=""', "what the reader added without a value")
+
+    def test_json(self):
+        message = multipart(named(b"caf\xc3\xa9 \x9b.txt", b"12345"), part(b"y"))
+        out, _ = self.run_tool("show", "-", "--json", "--headers", given=message)
+        shown = json.loads(out)
+        self.assertEqual(shown["file"], "-")
+        top, first, second = shown["entities"]
+        self.assertEqual([top["index"], top["parent"], top["depth"], top["size"]], ["1", None, 0, None])
+        self.assertEqual([first["index"], first["parent"], first["depth"], first["size"]], ["1.1", 0, 1, 5])
+        self.assertEqual(first["fileName"], "caf\u00e9 \ufffd.txt")
+        self.assertEqual(top["headers"], [{"name": "Content-Type", "value": "multipart/mixed",
+                                           "parameters": [{"name": "boundary", "value": "cut"}]}])
+        self.assertEqual([second["type"], second["transferEncoding"], second["fileName"]], [None] * 3)
+
+    def test_tree_deeper_than_the_stack(self):
+        depth = 100_000
+        head = "".join(f"Content-Type: multipart/mixed; boundary=b{i}z\r\n\r\n--b{i}z\r\n" for i in range(depth))
+        tail = "".join(f"\r\n--b{i}z--\r\n" for i in reversed(range(depth)))
+        deep = self.file("deep.eml", f"{head}\r\nhi{tail}".encode())
+        entities = json.loads(self.run_tool("show", deep, "--json")[0])["entities"]
+        self.assertEqual([len(entities), entities[-1]["depth"]], [depth + 1, depth])
+        index = entities[-1]["index"]
+        self.assertEqual(list(self.bodies(deep, index).values()), [b"hi"])
+        self.run_tool("rewrite", deep, "-o", "again.eml")
+        self.assertEqual(list(self.bodies("again.eml").values()), [b"hi"])
+
+
+class Escaping(Case):
+    # What a terminal might obey: controls, DEL, C1 as UTF-8, direction changes; and no UTF-8 at all.
+    NASTY = b"\x1b]0_x\x07\x7f\xc2\x9b\xe2\x80\xae\xe2\x81\xa6\xe2\x80\xa8\x9b\xff\n\x08"
+    SHOWN = rb"\x1B]0_x\x07\x7F\u009B\u202E\u2066\u2028\x9B\xFF\x0A\x08"
+
+    def assert_harmless(self, text):
+        text = text.decode("utf-8")
+        self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u2028-\u202e\u2066-\u2069]")
+
+    def test_nothing_of_a_message_reaches_the_terminal_raw(self):
+        nasty = self.NASTY
+        message = multipart(
+            part(b"x", b"Content-Type: text/" + nasty + b"; n" + nasty + b"=" + nasty,
+                 b"X-" + nasty + b": caf\xc3\xa9 " + nasty,
+                 b'Content-Disposition: attachment; filename="' + nasty + b'"'))
+        path = self.file("nasty.eml", message)
+        for arguments in (["show"], ["show", "--headers"], ["show", "--headers", "--json"]):
+            with self.subTest(arguments):
+                out, _ = self.run_tool(*arguments, path)
+                self.assert_harmless(out)
+                if "--json" not in arguments:
+                    self.assertIn(b"text/" + self.SHOWN, out)
+                if arguments == ["show", "--headers"]:
+                    self.assertIn("café ".encode(), out)
+
+    def test_messages_about_a_message(self):
+        cases = [
+            ("header line", b"A: 1\r\n" + self.NASTY + b"\r\n\r\n"),
+            ("transfer encoding", b"Content-Transfer-Encoding: " + self.NASTY + b"\r\n\r\nbody"),
+            ("base64 text", multipart(part(self.NASTY * 1000, b"Content-Transfer-Encoding: base64"))),
+        ]
+        for why, message in cases:
+            with self.subTest(why):
+                _, errors = self.run_tool("show", "-", given=message, status=1)
+                self.assert_harmless(errors)
+                self.assertIn(self.SHOWN, errors)
+                self.assertEqual(errors.count(b"\n"), 1)
+                self.assertLess(len(errors), 4000)
+
+    def test_names_from_the_command_line(self):
+        for arguments, status in [(["show", "a\x1bb"], 1), (["show", "x", "--a\x1bb"], 2), (["type", "a\x1bb"], 1)]:
+            with self.subTest(arguments):
+                _, errors = self.run_tool(*arguments, status=status)
+                self.assert_harmless(errors)
+                self.assertIn(rb"a\x1Bb", errors)
+
+
+class Extract(Case):
+    def test_no_name_leads_out_of_the_folder(self):
+        names = [b"../../etc/passwd", b"/etc/passwd", b"..", b".", b"a/b/c", b"..\\..\\x", b"C:\\x", b"CON",
+                 b"nul.txt", b".profile", b"", b" ", b"n" * 300 + b".txt", b"\xff\xfe", b"caf\xc3\xa9", b"-rf"]
+        message = self.file("names.eml", multipart(*[named(name, b"body %d" % i) for i, name in enumerate(names)]))
+        before = sorted(os.listdir(self.home))
+        self.run_tool("extract", message, "-d", "out")
+        self.assertEqual(sorted(os.listdir(self.home)), sorted(before + ["out"]))
+        written = list((self.home / "out").iterdir())
+        self.assertEqual({path.read_bytes() for path in written}, {b"body %d" % i for i in range(len(names))})
+        for path in written:
+            self.assertEqual(stat.S_IMODE(path.lstat().st_mode), 0o600)
+            self.assertNotRegex(path.name, r"^\.|^con$|^nul\.|[\\:]")
+
+    def test_what_is_there_stays(self):
+        outside = self.file("outside", b"mine")
+        out = self.home / "out"
+        out.mkdir()
+        (out / "taken").write_bytes(b"mine")
+        (out / "link").symlink_to(outside)
+        (out / "dangling").symlink_to(self.home / "nothing")
+        (out / "folder").mkdir()
+        names = [b"taken", b"link", b"dangling", b"folder", b"twice.txt", b"twice.txt"]
+        printed, _ = self.run_tool("extract", "-", "-d", "out", given=multipart(*map(named, names)))
+        self.assertEqual(printed.decode().splitlines(), [
+            "1.1  out/taken-2", "1.2  out/link-2", "1.3  out/dangling-2", "1.4  out/folder-2",
+            "1.5  out/twice.txt", "1.6  out/twice-2.txt"])
+        self.assertEqual([outside.read_bytes(), (out / "taken").read_bytes()], [b"mine", b"mine"])
+        self.assertFalse((self.home / "nothing").exists())
+
+    def test_part(self):
+        message = SAMPLES / "nested.eml"
+        cases = [
+            ("all", [], ["invitation.eml", "minutes.txt", "part-1.1.1.txt", "part-1.1.2.1.html", "part-1.1.2.2.png"]),
+            ("one body", ["1.2"], ["minutes.txt"]),
+            ("what is below", ["1.1.2"], ["part-1.1.2.1.html", "part-1.1.2.2.png"]),
+            ("by position", ["@6"], ["part-1.1.2.2.png"]),
+        ]
+        for why, options, want in cases:
+            with self.subTest(why):
+                self.assertEqual(sorted(self.bodies(message, *options)), want)
+
+    def test_every_transfer_encoding(self):
+        bodies = self.bodies(SAMPLES / "encodings.eml")
+        self.assertEqual(bodies["seven.txt"], b"Plain ASCII, lines as they are.\r\nSecond line.\r\n")
+        self.assertEqual(bodies["binary.dat"][:45], bytes(range(32)) + b"\r\n--parcel-5\r")
+        self.assertIn("Crème fraîche;1=50\r\n".encode(), bodies["table.csv"])
+        self.assertEqual(bodies["dot.png"][:8], b"\x89PNG\r\n\x1a\n")
+
+
+class Rewrite(Case):
+    def test_bodies_come_back(self):
+        for sample in sorted(SAMPLES.glob("*.eml")):
+            with self.subTest(sample.name):
+                self.run_tool("rewrite", sample, "-o", "again.eml")
+                self.assertEqual(self.bodies("again.eml"), self.bodies(sample))
+                printed, _ = self.run_tool("rewrite", sample, "-o", "-")
+                self.assertEqual(printed, (self.home / "again.eml").read_bytes())
+
+    def test_separate_content_type(self):
+        body, given = SAMPLES / "separate_body.txt", "multipart/form-data; boundary=upload-7781"
+        first = self.bodies(body, "--content-type", given)
+        self.assertEqual(first["part-1.1.txt"].decode(), "Läufer im Regen")
+        printed, _ = self.run_tool("rewrite", body, "--content-type", given, "--body", "-o", "again")
+        self.assertTrue((self.home / "again").read_bytes().startswith(b"--upload-7781\r\n"))
+        self.assertEqual(self.bodies("again", "--content-type", printed.decode().rstrip("\n")), first)
+
+    def test_output_and_input_are_one_file(self):
+        source = SAMPLES / "nested.eml"
+        message = self.file("message.eml", source.read_bytes())
+        message.chmod(0o640)
+        (self.home / "link").symlink_to(message)
+        for target in ("message.eml", "link"):
+            self.run_tool("rewrite", target, "-o", target)
+        self.assertEqual(self.bodies(message), self.bodies(source))
+        self.assertEqual(stat.S_IMODE(message.stat().st_mode), 0o640)
+        self.assertTrue((self.home / "link").is_symlink())
+
+    def test_failure_leaves_the_old_file(self):
+        old = self.file("old.eml", b"old")
+        before = sorted(os.listdir(self.home))
+        for why, given in [("single part", SINGLE_PART), ("cut short", CUT_SHORT)]:
+            with self.subTest(why):
+                self.run_tool("rewrite", "-", "-o", "old.eml", given=given, status=1)
+                self.run_tool("rewrite", "-", "-o", "new.eml", given=given, status=1)
+                self.assertEqual(old.read_bytes(), b"old")
+                self.assertEqual(sorted(os.listdir(self.home)), before)
+
+    def test_pipe_is_written_and_stays(self):
+        pipe = self.home / "pipe"
+        os.mkfifo(pipe)
+        process = self.start("rewrite", SAMPLES / "nested.eml", "-o", "pipe")
+        written = pipe.read_bytes()
+        process.communicate()
+        self.assertEqual(process.returncode, 0)
+        self.assertTrue(stat.S_ISFIFO(pipe.lstat().st_mode))
+        self.assertEqual(written, self.run_tool("rewrite", SAMPLES / "nested.eml", "-o", "-")[0])
+
+
+class Types(Case):
+    def test_both_directions(self):
+        out, errors = self.run_tool("type", "png", ".PDF", "my.photo.jpg", "Text/HTML", "no-such", status=1)
+        self.assertEqual(out.decode().splitlines(),
+                         ["png  image/png", ".PDF  application/pdf", "my.photo.jpg  image/jpeg", "Text/HTML  html"])
+        self.assertEqual(errors, b"kivmime: no-such: not known\n")
+
+
+class LeftBehind(Case):
+    def test_bodies_of_a_failed_read(self):
+        # Bodies are stored before the failure shows, and the reader forgets the one it is at.
+        for why, message in [("cut short", CUT_SHORT),
+                             ("later part", multipart(part(b"stored"), part(b"?", b"Content-Transfer-Encoding: x")))]:
+            for command in (["show"], ["extract", "-d", "out"], ["rewrite", "-o", "out.eml"]):
+                with self.subTest(why, command=command):
+                    self.run_tool(*command, "-", given=message, status=1)
+
+    def test_no_room_for_a_body(self):
+        limited = "ulimit -f 2048; trap '' XFSZ; exec \"$0\" show \"$1\""
+        big = self.file("big.eml", multipart(part(b"s"), part(b"0" * 5_000_000)))
+        shell = subprocess.run(["sh", "-c", limited, PROGRAM, big], cwd=self.home, env=self.environment,
+                               capture_output=True, check=False)
+        self.assertEqual(shell.returncode, 1)
+        self.assertIn(b"write failed", shell.stderr)
+        self.assertEqual(os.listdir(self.temp), [])
+
+    def test_no_temporary_folder(self):
+        self.environment["TMPDIR"] = str(self.home / "none")
+        _, errors = self.run_tool("show", SAMPLES / "nested.eml", status=1)
+        self.assertIn(b"No such file", errors)
+
+
+class Interrupt(Case):
+    SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+
+    def wait_for_work(self, process, pattern):
+        """Waits until the program has made a temporary file of that name."""
+        for _ in range(2000):
+            if process.poll() is not None or any(self.temp.glob(pattern)):
+                return
+            time.sleep(0.005)
+        self.fail("the program does not start to work")
+
+    def test_while_input_is_slow(self):
+        for number in self.SIGNALS:
+            with self.subTest(number.name):
+                process = self.start("show", "-")
+                process.stdin.write(CUT_SHORT)
+                process.stdin.flush()
+                self.wait_for_work(process, "*/message")
+                process.send_signal(number)
+                process.wait()  # before its input ends
+                process.communicate()
+                self.assertEqual(process.returncode, -number)
+                self.assertEqual(os.listdir(self.temp), [])
+
+    def test_while_bodies_are_written(self):
+        many = self.file("many.eml", multipart(*[part(b"x")] * 30_000))
+        for number in self.SIGNALS:
+            with self.subTest(number.name):
+                process = self.start("extract", many, "-d", "out-" + number.name)
+                self.wait_for_work(process, "*/mimeio-*")
+                process.send_signal(number)
+                _, errors = process.communicate()
+                self.assertEqual((process.returncode, errors), (-number, b""))
+                self.assertEqual(os.listdir(self.temp), [])
+
+    def test_one_that_is_ignored_stays_so(self):
+        ignore = {"preexec_fn": lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)}
+        process = self.start("show", "-", **ignore)
+        process.stdin.write(multipart(part(b"x")))
+        process.stdin.flush()
+        self.wait_for_work(process, "*/message")
+        process.send_signal(signal.SIGHUP)
+        out, _ = process.communicate()
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(out, re.compile(rb"^1\.1 ", re.MULTILINE))
+
+
+if __name__ == "__main__":
+    unittest.main()
