@@ -20,7 +20,8 @@ LockSiteMap::~LockSiteMap() {
 TimedCriticalSection& GetLazyStaticLock() noexcept {
     // Never destroyed: tables may be asked for while other statics are torn down.
     static TimedCriticalSection& lock = *[] {
-        auto* made = new TimedCriticalSection;
+        // Without this lock nothing can go on, so a failure may end the program.
+        auto* made = new TimedCriticalSection;  // NOLINT(bugprone-unhandled-exception-at-new)
         made->name = "LazyStatic";
         return made;
     }();

@@ -37,7 +37,7 @@ public:
         const unsigned index = part_->parts.GetCount();
         if (isRoot && !roots_.Add(index)) return false;
         if (!part_->parts.Add(child.get())) return false;
-        child.release();
+        static_cast<void>(child.release());
         return true;
     }
 

@@ -20,7 +20,7 @@ public:
         std::filesystem::create_directory(path_);
         const std::string options = "size=" + std::to_string(bytes);
         mounted_ = unshare(CLONE_NEWNS) == 0 &&
-                   mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                   mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                    mount("tmpfs", path_.c_str(), "tmpfs", 0, options.c_str()) == 0;
         if (!mounted_) reason_ = std::string("cannot mount a small disk: ") + std::strerror(errno);
     }
