@@ -98,7 +98,7 @@ bool Part::Write(const File& target, AnsiStr* contentTypeOut) noexcept {
         *contentTypeOut = AnsiStr();
         const HeaderMap::Node* type = headers.FindOrInsert(Header::Content_Type);
         if (type == nullptr) return false;
-        if (!type->value.value.IsEmpty()) AppendValueText(*contentTypeOut, type->value);
+        AppendValueText(*contentTypeOut, type->value);
         contentTypeOut->Shrink();
     }
     FileAccess out(target);
