@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "kivgui/kivgui.h"
 
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
@@ -93,9 +95,14 @@ KIV_EXPORT bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept
 // ----------------------------------------------------------------------------- header fields --
 
 /// The value of one parameter of a header field (RFC 2045, 5.1).
-struct ParameterValue {
+struct KIV_EXPORT ParameterValue {
     AnsiStr value;     ///< without quotes; empty for a parameter that had no "="
-    bool raw = false;  ///< `value` is written as it stands; the reader stores false
+    bool raw = false;  ///< Serialize writes `value` as it stands; the reader stores false
+
+    /// The parameter as header text, without the ";" before it: Encoding::EncodeParameter's
+    /// result, or when `raw` is set a space, the name, "=" and the value, which then is the
+    /// caller's to make safe.
+    AnsiStr Serialize(const AnsiStr& name, bool useEncodedWords) const noexcept;
 };
 
 /// Parameters by name, in alphabetical order, case ignored.
@@ -109,6 +116,9 @@ public:
     /// Takes over every parameter of `source`; parameters of other names stay.
     /// @return false when memory runs out before all are copied.
     bool CopyFrom(const ParameterMap& source) noexcept;
+
+    /// Each parameter as header text with ";" before it, in order; empty for an empty map.
+    AnsiStr Serialize(bool useEncodedWords) const noexcept;
 };
 
 /// The value of one header field.
@@ -130,6 +140,24 @@ public:
     /// other names stay. Copying a map into itself changes nothing.
     /// @return false when memory runs out before all are copied.
     bool CopyFrom(const HeaderMap& source) noexcept;
+
+    /// The fields as text, folded, each line ending in CR LF; without the empty line that ends a
+    /// header block. Fields with an empty value are left out.
+    ///
+    /// "Mime-Version" comes first, then the others in order. Values that are not ASCII, or hold a
+    /// CR or LF, become encoded words; parameters are encoded too, those of Content-Type in the
+    /// form that mail programs read best. "From", "Reply-To", "Sender", "To", "Cc" and "Bcc" are
+    /// written one mailbox a line, up to the first malformed one (MailboxParser); with none at
+    /// all, like any other value.
+    ///
+    /// Whatever a value, a name or a parameter holds, it cannot end its field and begin another:
+    /// every line behind the first begins with white space. A field's name is written as it is.
+    ///
+    /// @param contentOnly  leaves out fields whose names do not begin with "Content-", except
+    ///                     "Mime-Version".
+    /// @param skipContent  leaves out "Mime-Version" and fields whose names begin with "Content-".
+    /// @return empty when nothing is to be written, or memory runs out.
+    AnsiStr Serialize(bool contentOnly, bool skipContent) const noexcept;
 };
 
 // ----------------------------------------------------------------------------------- entities --
@@ -227,6 +255,18 @@ public:
     /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes.
     bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
 
+    /// The tree as message text in memory. Nothing stored is changed.
+    ///
+    /// Header fields are completed from `info` and `data`: Content-Type with charset or boundary,
+    /// Content-Transfer-Encoding, and on a multipart entity with `data.topLevel` "Mime-Version".
+    /// Bodies come from `data.content` only, encoded as `info.transferEncoding` says unless
+    /// `data.encoded` is set; one above 4 is written as 8bit. Of a child without children only the
+    /// Content- fields are written. See docs/writing.md.
+    ///
+    /// @param contentOnly  of an entity without children, write only the Content- fields.
+    /// @return empty when the text would pass 4 GiB or memory runs out. Linear in the text.
+    AnsiStr Serialize(bool contentOnly) const noexcept;
+
     /// Writes the tree into a file, which is made or replaced; bodies are streamed from their
     /// files. Stored fields are written as they are, one line each; docs/writing.md says how.
     ///
@@ -258,6 +298,36 @@ public:
     ///         4,294,967,293 bytes.
     static bool QPDecodeLine(const AnsiSubStr& line, Blob& out) noexcept;
 
+    /// Encodes header text as encoded words (RFC 2047, "Q", UTF-8), joined by single spaces: each
+    /// at most 75 characters, none ending inside a UTF-8 character. Text up to the first NUL.
+    ///
+    /// @param text   taken to be UTF-8; bytes that are not are encoded all the same.
+    /// @param force  encode plain ASCII too. Otherwise a text without a byte above 0x7F, CR or LF
+    ///               comes back as it is.
+    /// @return empty for an empty text, or when memory runs out.
+    ///
+    ///   Encoding::QEncode("Gr\xC3\xBC\xC3\x9F" "e", false);   // "=?utf-8?Q?Gr=C3=BC=C3=9Fe?="
+    static AnsiStr QEncode(const AnsiStr& text, bool force) noexcept;
+
+    /// One parameter of a header field as text: a space, the name, "=" and the value in the
+    /// plainest form that fits a line of 77 characters: an atom, a quoted-string, or else
+    /// RFC 2231 sections of whole UTF-8 characters, each on a line of its own behind CR LF.
+    ///
+    /// @param useEncodedWords  instead of RFC 2231, encoded words in a quoted-string; mail
+    ///                         programs read that in Content-Type, RFC 2047 does not allow it.
+    /// @return empty for a name of more than 51 characters, or when memory runs out.
+    ///
+    ///   Encoding::EncodeParameter("filename", "a b.txt", false);   // " filename=\"a b.txt\""
+    static AnsiStr EncodeParameter(const AnsiStr& name, const AnsiStr& value,
+                                   bool useEncodedWords) noexcept;
+
+    /// Breaks a whole header field into lines of at most 78 characters at white space, and ends it
+    /// with CR LF (RFC 5322, 2.2.3). A word that fits no line stays whole up to 998 characters.
+    /// Line breaks in the text become folds. Lines are counted in characters of `text`: the space
+    /// that is put in behind a line break comes on top. Text up to the first NUL.
+    /// @return empty for an empty text, or when memory runs out.
+    static AnsiStr FoldHeader(const AnsiStr& text) noexcept;
+
     /// May the text stand bare as an atom (RFC 822, 3.3)? The empty text may.
     static bool IsAtom(const AnsiStr& text) noexcept;
 
@@ -265,5 +335,62 @@ public:
     /// quote and backslash. Empty when memory runs out.
     static AnsiStr Quote(const AnsiStr& text) noexcept;
 };
+
+// ---------------------------------------------------------------------------------- utilities --
+
+/// Walks the mailboxes of an address list (the value of To, Cc and the like; RFC 5322, 3.4).
+///
+///   for (MailboxParser mailboxes(value); mailboxes.ToNext();) Use(mailboxes.GetMailbox());
+///
+/// It knows quoted and bare display names, addresses in angle brackets, bare addresses and
+/// commas. It does not look inside addresses: comments, groups and domain literals pass through
+/// as parts of a bare address. One thread at a time; the whole walk is linear.
+class KIV_EXPORT MailboxParser {
+public:
+    /// @param text  kept (shared), up to its first NUL.
+    explicit MailboxParser(const AnsiStr& text) noexcept : text_(text), rest_(text_.GetStr()) {}
+    MailboxParser(const MailboxParser&) = delete;
+    MailboxParser& operator=(const MailboxParser&) = delete;
+
+    /// Moves to the next mailbox that has an address; entries without one are passed over.
+    /// @return false at the end of the text and at a malformed mailbox, behind which nothing more
+    ///         is found; IsMalformed tells the two apart.
+    bool ToNext() noexcept;
+
+    /// The current mailbox as header text: the address alone, or the display name as an atom,
+    /// encoded words or a quoted-string, and the address in angle brackets.
+    AnsiStr GetMailbox() const noexcept;
+
+    /// After ToNext gave false: did it stop at a malformed mailbox? `true` also for an
+    /// unterminated one at the very end.
+    bool IsMalformed() const noexcept { return isMalformed_; }
+
+private:
+    bool ParseEntry() noexcept;
+    bool ParseName() noexcept;
+    bool ParseAddress() noexcept;
+    bool ParseUnknown() noexcept;
+
+    AnsiStr text_;
+    std::string_view rest_;  ///< what is not read yet
+
+public:
+    AnsiStr address;  ///< of the current mailbox, without angle brackets
+    AnsiStr name;     ///< its display name, without quotes and escapes; may be empty
+
+private:
+    bool isMalformed_ = false;
+};
+
+/// Could a program have made `filename` out of a message's subject, as programs do: replacing or
+/// dropping characters that files cannot have, adding or taking out separators, cutting long
+/// names, changing names of devices, putting the name in square brackets? Both texts are UTF-8,
+/// up to their first NUL. A pure function.
+///
+/// @param compareExtensions  what follows the last "." must be equal, case ignored; the rest is
+///                           then compared without it.
+/// @param ignoreCase         compare the rest without regard to ASCII case.
+KIV_EXPORT bool IsFilenameDerivedFromSubject(const AnsiStr& filename, const AnsiStr& subject,
+                                             bool compareExtensions, bool ignoreCase) noexcept;
 
 }  // namespace MIME

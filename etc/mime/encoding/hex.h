@@ -25,13 +25,16 @@ constexpr unsigned GetHexValue(char c) noexcept {
     return kHexValues[static_cast<unsigned char>(c)];
 }
 
-/// Writes "=" and two upper-case digits (RFC 2045, 6.7 (1)).
-constexpr char* WriteHexEscape(char c, char* out) noexcept {
+inline constexpr unsigned kHexEscapeLength = 3;
+
+/// Writes a byte as `mark` and two upper-case digits: "=" in quoted-printable and encoded words
+/// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the end.
+constexpr char* WriteHexEscape(char mark, char c, char* out) noexcept {
     const auto byte = static_cast<unsigned char>(c);
-    out[0] = '=';
+    out[0] = mark;
     out[1] = KivGuiBase::kUpperHexDigits[byte >> 4];
     out[2] = KivGuiBase::kUpperHexDigits[byte & 15];
-    return out + 3;
+    return out + kHexEscapeLength;
 }
 
 }  // namespace MIME

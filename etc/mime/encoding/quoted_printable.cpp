@@ -71,8 +71,8 @@ struct LineState {
     }
     void WriteByte() noexcept { out[pos++] = *next++; }
     void WriteEscape() noexcept {
-        WriteHexEscape(*next++, out + pos);
-        pos += 3;
+        WriteHexEscape(kEscape, *next++, out + pos);
+        pos += kHexEscapeLength;
     }
     void TakeLineEnd() noexcept {
         next += 2;

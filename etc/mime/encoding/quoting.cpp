@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "mime/foundation/char_class.h"
+#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -8,11 +9,6 @@ namespace MIME {
 using KivGuiBase::Growth;
 
 namespace {
-
-/// The text up to its first NUL: what is behind one is never written into a header.
-std::string_view GetCText(const AnsiStr& text) noexcept {
-    return text.GetStr();
-}
 
 constexpr bool NeedsBackslash(char c) noexcept {
     return c == '"' || c == '\\' || c == '\r';
