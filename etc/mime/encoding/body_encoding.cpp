@@ -7,15 +7,10 @@ namespace MIME {
 bool EncodeBody(const char* data, unsigned size, TransferEncoding::keys encoding,
                 AnsiStr& text) noexcept {
     constexpr unsigned kBase64Line = 76;  // RFC 2045, 6.8
-    switch (encoding) {
-        case TransferEncoding::quoted_printable:
-            return QuotedPrintable::EncodeText(data, size, text);
-        case TransferEncoding::base64:
-            text = KivGuiBase::Binary2B64Str(data, size, kBase64Line, "\r\n");
-            break;
-        default:
-            text = AnsiStr(data, size);
+    if (encoding == TransferEncoding::quoted_printable) {
+        return QuotedPrintable::EncodeText(data, size, text);
     }
+    text = KivGuiBase::Binary2B64Str(data, size, kBase64Line, "\r\n");
     return size == 0 || !text.IsEmpty();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mime/encoding/body_encoding.h"
 #include "mime/parser/body_decoder.h"
 #include "mime/parser/body_name.h"
 #include "mime/parser/messages.h"
@@ -88,10 +89,9 @@ bool ReadBody(Part& part, Cursor& cursor, Delimiter& delimiter, AnsiStr& error) 
         return FailWrite(error);
     }
     const TransferEncoding::keys encoding = part.info.transferEncoding;
-    const bool isRaw = encoding == TransferEncoding::bit7 || encoding == TransferEncoding::bit8 ||
-                       encoding == TransferEncoding::binary;
-    const bool stored = isRaw ? CopyRawBody(writer, cursor, delimiter, contentLength, error)
-                              : DecodeTextBody(writer, cursor, delimiter, encoding, error);
+    const bool stored = IsIdentity(encoding)
+                            ? CopyRawBody(writer, cursor, delimiter, contentLength, error)
+                            : DecodeTextBody(writer, cursor, delimiter, encoding, error);
     if (!writer.Close() && stored) return FailWrite(error);
     return stored;
 }

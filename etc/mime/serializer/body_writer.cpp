@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kivgui/base64_kernel.h"
+#include "mime/encoding/body_encoding.h"
 #include "mime/encoding/quoted_printable.h"
 
 namespace MIME {
@@ -153,9 +154,7 @@ bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
 
 bool WriteBody(const Part& part, FileAccess& out) noexcept {
     const TransferEncoding::keys encoding = part.info.transferEncoding;
-    const bool isEncoded = part.data.encoded || encoding == TransferEncoding::bit7 ||
-                           encoding == TransferEncoding::bit8 ||
-                           encoding == TransferEncoding::binary;
+    const bool isEncoded = part.data.encoded || IsIdentity(encoding);
     if (!part.data.content.IsEmpty()) return WriteContent(part, isEncoded, out);
     return part.data.file.IsEmpty() || WriteFileBody(part, isEncoded, out);
 }

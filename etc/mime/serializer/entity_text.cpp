@@ -94,12 +94,11 @@ private:
 
     bool AppendBody(const Data& data, TransferEncoding::keys encoding) noexcept {
         AnsiStr body = data.content;
-        if (!data.encoded &&
-            !EncodeBody(data.content.GetStr(), data.content.GetLength(), encoding, body)) {
-            return false;
-        }
+        const bool isWritten =
+            data.encoded || IsIdentity(encoding) ||
+            EncodeBody(data.content.GetStr(), data.content.GetLength(), encoding, body);
         text_.Append(body);
-        return true;
+        return isWritten;
     }
 
     bool AppendMultipartHead(const Part& part) noexcept {

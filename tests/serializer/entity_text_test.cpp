@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "mime/mime.h"
+#include "support/bytes.h"
+
+namespace MIME {
+namespace {
+
+using Test::Escape;
+
+void MakeText(Part& part, const char* content, TransferEncoding::keys encoding) {
+    part.info.contentType = {"", Type::text, SubType::plain};
+    part.info.transferEncoding = encoding;
+    part.data.content = content;
+}
+
+TEST(EntityTextTest, WritesLeaves) {
+    struct Case {
+        const char* why;
+        void (*make)(Part& part);
+        bool contentOnly;
+        const char* want;
+    };
+    const Case kCases[] = {
+        {"fields from info, in order, and an encoded body",
+         [](Part& part) {
+             MakeText(part, "Hello.", TransferEncoding::quoted_printable);
+             part.info.charset = "utf-8";
+             part.headers.FindOrInsert("Subject")->value.value = "Hi";
+         },
+         false,
+         "Content-Transfer-Encoding: quoted-printable\r\nContent-Type: text/plain; "
+         "charset=utf-8\r\n"
+         "Subject: Hi\r\n\r\nHello=2E"},
+        {"content fields only",
+         [](Part& part) {
+             MakeText(part, "a", TransferEncoding::bit7);
+             part.headers.FindOrInsert("Subject")->value.value = "Hi";
+             part.headers.FindOrInsert("Mime-version")->value.value = "1.0";
+         },
+         true,
+         "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\nContent-Type: text/plain\r\n\r\n"
+         "a"},
+        {"base64", [](Part& part) { MakeText(part, "a", TransferEncoding::base64); }, false,
+         "Content-Transfer-Encoding: base64\r\nContent-Type: text/plain\r\n\r\nYQ=="},
+        {"binary, empty", [](Part& part) { MakeText(part, "", TransferEncoding::binary); }, false,
+         "Content-Transfer-Encoding: binary\r\nContent-Type: text/plain\r\n\r\n"},
+        {"an encoding that is none",
+         [](Part& part) { MakeText(part, "=", static_cast<TransferEncoding::keys>(9)); }, false,
+         "Content-Transfer-Encoding: 8bit\r\nContent-Type: text/plain\r\n\r\n="},
+        {"a body that is encoded already",
+         [](Part& part) {
+             MakeText(part, "x=", TransferEncoding::base64);
+             part.data.encoded = true;
+             part.headers.FindOrInsert("Content-Transfer-Encoding")->value.value = "x-mine";
+         },
+         false, "Content-Transfer-Encoding: x-mine\r\nContent-Type: text/plain\r\n\r\nx="},
+        {"stored type and parameters",
+         [](Part& part) {
+             MakeText(part, "", TransferEncoding::bit7);
+             HeaderValue& type = part.headers.FindOrInsert("content-type")->value;
+             type.value = "text/html";
+             type.parameters.FindOrInsert("format")->value.value = "flowed";
+         },
+         false,
+         "Content-Transfer-Encoding: 7bit\r\nContent-Type: text/plain; format=flowed\r\n\r\n"},
+        {"a boundary without children, and topLevel",
+         [](Part& part) {
+             MakeText(part, "", TransferEncoding::bit7);
+             part.info.boundary = "B";
+             part.data.topLevel = true;
+         },
+         false, "Content-Transfer-Encoding: 7bit\r\nContent-Type: text/plain\r\n\r\n"},
+        {"the whole text", [](Part& part) { part.rawText = "as it is"; }, true, "as it is"},
+    };
+    for (const Case& c : kCases) {
+        Part part;
+        c.make(part);
+        EXPECT_EQ(Escape(part.Serialize(c.contentOnly)), Escape(c.want)) << c.why;
+    }
+}
+
+TEST(EntityTextTest, WritesTrees) {
+    Part message;
+    message.info.boundary = "B";
+    message.data.topLevel = true;
+    message.data.content = "never written";
+    message.info.contentType = {"", Type::text, SubType::plain};
+    message.headers.FindOrInsert("Subject")->value.value = "Hi";
+    auto* nested = new Part;
+    nested->info.boundary = "C";
+    nested->info.contentType = {"", Type::multipart, SubType::alternative};
+    nested->headers.FindOrInsert("X-Nested")->value.value = "kept";
+    auto* leaf = new Part;
+    MakeText(*leaf, "text", TransferEncoding::bit7);
+    leaf->headers.FindOrInsert("Subject")->value.value = "left out";
+    auto* raw = new Part;
+    raw->rawText = "raw";
+    message.AddPart(nested);
+    nested->AddPart(leaf);
+    message.AddPart(raw);
+    EXPECT_EQ(Escape(message.Serialize(true)),
+              Escape("Mime-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=B\r\n"
+                     "Subject: Hi\r\n\r\nThis is a multipart message in MIME format.\r\n\r\n--B\r\n"
+                     "Content-Type: multipart/alternative; boundary=C\r\nX-Nested: kept\r\n"
+                     "\r\n--C\r\nContent-Transfer-Encoding: 7bit\r\nContent-Type: text/plain\r\n"
+                     "\r\ntext\r\n--C--\r\n\r\n--B\r\nraw\r\n--B--\r\n"));
+    EXPECT_EQ(message.headers.Find("Mime-Version"), nullptr) << "the stored fields stay";
+    EXPECT_EQ(message.headers.Find("Content-Type"), nullptr);
+}
+
+TEST(EntityTextTest, DepthNeedsNoStack) {
+    constexpr int kDepth = 100000;
+    Part top;
+    Part* innermost = &top;
+    for (int i = 0; i < kDepth; ++i) {
+        auto* child = new Part;
+        innermost->info.boundary = "b";
+        innermost->AddPart(child);
+        innermost = child;
+    }
+    MakeText(*innermost, "deep", TransferEncoding::bit7);
+    const std::string text{std::string_view(top.Serialize(false))};
+    constexpr std::string_view kClose = "\r\n--b--\r\n";
+    EXPECT_NE(text.find(std::string("deep") + std::string(kClose)), std::string::npos);
+    size_t closed = 0;
+    for (size_t at = 0; (at = text.find(kClose, at)) != std::string::npos; ++at) ++closed;
+    EXPECT_EQ(closed, static_cast<size_t>(kDepth));
+}
+
+}  // namespace
+}  // namespace MIME
