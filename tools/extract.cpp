@@ -50,7 +50,7 @@ public:
     /// Copies a body and returns the path of the copy.
     std::string Store(const File& body, const std::string& name) {
         DiskFile out;
-        const std::string path = Create(out, name);
+        std::string path = Create(out, name);
         ReadPieces(body, [&](std::string_view piece) {
             if (!out.Write(piece.data(), static_cast<unsigned>(piece.size()))) {
                 throw Failure(path, GetLastReason());

@@ -28,7 +28,7 @@ bool IsStream(const std::string& path) {
 
 /// Copies a stream into the work folder: the library reads plain files, in which it can look back.
 File StoreStream(std::FILE* stream, const std::string& name, const WorkFolder& folder) {
-    const File stored(MIME::AnsiStr(folder.At("message")));
+    File stored(MIME::AnsiStr(folder.At("message")));
     DiskFile out;
     if (!out.Open(stored, DiskFile::Mode::createNew)) {
         throw Failure(folder.At("message"), GetLastReason());

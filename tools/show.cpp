@@ -31,11 +31,15 @@ std::string GetTransferEncoding(const Entity& entity) {
         std::string_view(MIME::TransferEncoding::GetStr(entity.part->info.transferEncoding)));
 }
 
-/// The reader adds the fields and parameters that it looks for, without a value; those were not in
-/// the message.
-template <class Node>
-bool HasValue(const Node& node) {
-    return !node.value.value.IsEmpty();
+// The reader adds, without a value, the fields and the one parameter that it looks for. They were
+// not in the message.
+
+bool IsAdded(const MIME::HeaderMap::Node& field) {
+    return field.value.value.IsEmpty();
+}
+
+bool IsAdded(const MIME::ParameterMap::Node& parameter) {
+    return parameter.key == "filename" && parameter.value.value.IsEmpty();
 }
 
 // ------------------------------------------------------------------------------- as a table --
@@ -48,7 +52,7 @@ struct Row {
     std::string fileName;
 };
 
-std::string OrDash(std::string text) {
+std::string OrDash(const std::string& text) {
     return text.empty() ? "-" : text;
 }
 
@@ -99,11 +103,12 @@ private:
 
 void PrintFields(const MIME::HeaderMap& headers) {
     for (const MIME::HeaderMap::Node& field : headers) {
-        if (!HasValue(field)) continue;
+        if (IsAdded(field)) continue;
         std::string line = "    " + Escape(field.key) + ": " + Escape(field.value.value);
         for (const MIME::ParameterMap::Node& parameter : field.value.parameters) {
-            if (!HasValue(parameter)) continue;
+            if (IsAdded(parameter)) continue;
             line += "; " + Escape(parameter.key);
+            if (parameter.value.value.IsEmpty()) continue;
             line += "=\"" + Escape(parameter.value.value, '"') + "\"";
         }
         Print(line + "\n");
@@ -130,10 +135,10 @@ Json ToJson(std::string_view text) {
 Json DescribeFields(const MIME::HeaderMap& headers) {
     Json fields = Json::array();
     for (const MIME::HeaderMap::Node& field : headers) {
-        if (!HasValue(field)) continue;
+        if (IsAdded(field)) continue;
         Json parameters = Json::array();
         for (const MIME::ParameterMap::Node& parameter : field.value.parameters) {
-            if (!HasValue(parameter)) continue;
+            if (IsAdded(parameter)) continue;
             parameters.push_back({{"name", std::string_view(parameter.key)},
                                   {"value", std::string_view(parameter.value.value)}});
         }
