@@ -1,6 +1,6 @@
 #include "kivgui/random.h"
 
-#include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "kivgui/error.h"
@@ -20,6 +20,9 @@ struct Pool {
 
 thread_local Pool pool;
 
+using RandomSource = void (*)(void* buffer, size_t size);
+std::atomic<RandomSource> randomSource{nullptr};
+
 void Fill(void* buffer, size_t size) {
     if (!Platform::FillRandom(buffer, size)) {
         DebugAbort("GetUnpredictableBytes: the system has no random numbers");
@@ -27,7 +30,7 @@ void Fill(void* buffer, size_t size) {
 }
 
 uint64_t DrawSeed() {
-    uint64_t seed;
+    uint64_t seed = 0;
     GetUnpredictableBytes(&seed, sizeof seed);
     return seed;
 }
@@ -45,6 +48,9 @@ uint64_t NextPseudoRandom() {
 }  // namespace
 
 void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
+    if (const RandomSource source = randomSource.load(std::memory_order_relaxed)) {
+        return source(buffer, size);
+    }
     if (size > Pool::kSize) return Fill(buffer, size);
     const uint64_t generation = Platform::GetProcessGeneration();
     if (Pool::kSize - pool.used < size || pool.processGeneration != generation) {
@@ -56,6 +62,10 @@ void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
     // What was handed out must not be found in memory later.
     std::memset(pool.bytes + pool.used, 0, size);
     pool.used += size;
+}
+
+void SetRandomSource(RandomSource source) noexcept {
+    randomSource.store(source, std::memory_order_relaxed);
 }
 
 uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcept {

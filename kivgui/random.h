@@ -16,4 +16,8 @@ KIV_EXPORT uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcep
 /// fork starts with a fresh block. Ends the process when the system has no source of randomness.
 KIV_EXPORT void GetUnpredictableBytes(void* buffer, size_t size) noexcept;
 
+/// Replaces the source of GetUnpredictableBytes, for the whole process, by one that fills `size` bytes; null brings
+/// the system's back. For tests that compare what random numbers went into: boundaries, names.
+KIV_EXPORT void SetRandomSource(void (*source)(void* buffer, size_t size)) noexcept;
+
 }  // namespace KivGuiBase

@@ -53,7 +53,12 @@ private:
 /// Encodes a body as quoted-printable, as one call for the whole would.
 class QuotedPrintableWriter {
 public:
-    explicit QuotedPrintableWriter(FileAccess& out) noexcept : out_(out) {}
+    /// @param endsLine  tells, when all is written, whether the text ends with a line end, or is
+    ///                  empty and so stands behind one.
+    QuotedPrintableWriter(FileAccess& out, bool& endsLine) noexcept
+        : out_(out), endsLine_(endsLine) {
+        endsLine_ = true;
+    }
 
     /// Takes the bytes that make the same output lines whatever follows; all of them when nothing
     /// does (`isLast`). @return false when writing failed.
@@ -70,6 +75,7 @@ public:
             while (GetLeft(next, end) > kept && used + QuotedPrintable::kLineRoom <= kRoom) {
                 used += QuotedPrintable::EncodeLine(next, end, room + used);
             }
+            endsLine_ = std::string_view(room, used).ends_with("\r\n");
             out_.Commit(used);
         }
         return true;
@@ -83,6 +89,7 @@ private:
     }
 
     FileAccess& out_;
+    bool& endsLine_;
     bool begun_ = false;
 };
 
@@ -121,7 +128,7 @@ bool CopyFile(FileAccess& in, FileAccess& out) noexcept {
     return true;
 }
 
-bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out) noexcept {
+bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out, bool& endsLine) noexcept {
     FileAccess in(part.data.file);
     if (!in.OpenForReading()) return false;
     if (isEncoded) return CopyFile(in, out);
@@ -129,7 +136,7 @@ bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out) noexcept {
         case TransferEncoding::base64:
             return EncodeFile(in, Base64Writer(out, true));
         case TransferEncoding::quoted_printable:
-            return EncodeFile(in, QuotedPrintableWriter(out));
+            return EncodeFile(in, QuotedPrintableWriter(out, endsLine));
         default:
             return in.IsMemoryView() && in.GetView().empty();
     }
@@ -143,8 +150,10 @@ bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
     switch (part.info.transferEncoding) {
         case TransferEncoding::base64:
             return Base64Writer(out, false).Write(next, end, true);
-        case TransferEncoding::quoted_printable:
-            return QuotedPrintableWriter(out).Write(next, end, true);
+        case TransferEncoding::quoted_printable: {
+            bool endsLine;  // does not count: the text is followed by a line end in any case
+            return QuotedPrintableWriter(out, endsLine).Write(next, end, true);
+        }
         default:
             return false;
     }
@@ -152,11 +161,12 @@ bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
 
 }  // namespace
 
-bool WriteBody(const Part& part, FileAccess& out) noexcept {
+bool WriteBody(const Part& part, FileAccess& out, bool& endsLine) noexcept {
+    endsLine = false;
     const TransferEncoding::keys encoding = part.info.transferEncoding;
     const bool isEncoded = part.data.encoded || IsIdentity(encoding);
     if (!part.data.content.IsEmpty()) return WriteContent(part, isEncoded, out);
-    return part.data.file.IsEmpty() || WriteFileBody(part, isEncoded, out);
+    return part.data.file.IsEmpty() || WriteFileBody(part, isEncoded, out, endsLine);
 }
 
 }  // namespace MIME

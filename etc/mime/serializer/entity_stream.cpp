@@ -53,10 +53,11 @@ public:
         if (!Begin(top, writeHeaders)) return false;
         while (!levels_.empty()) {
             Level& level = levels_.back();
-            if (level.next != 0 && !out_.Write("\r\n")) return false;
+            if (level.next != 0 && !endsLine_ && !out_.Write("\r\n")) return false;
             if (level.next == level.count) {
                 const bool closed = WriteBoundaryLine(*level.part, "--\r\n");
                 levels_.pop_back();
+                endsLine_ = false;
                 if (!closed) return false;
             } else {
                 const Part& child = *level.part->parts[level.next++];
@@ -76,9 +77,10 @@ private:
 
     /// Writes an entity up to its first child; all of it when it has none.
     bool Begin(const Part& part, bool writeHeaders) {
+        endsLine_ = false;
         if (!part.rawText.IsEmpty()) return out_.Write(part.rawText);
         if (writeHeaders && !out_.Write(MakeHeaderBlock(part.headers))) return false;
-        if (part.parts.IsEmpty()) return WriteBody(part, out_);
+        if (part.parts.IsEmpty()) return WriteBody(part, out_, endsLine_);
         levels_.push_back({&part, part.parts.GetCount()});
         return true;
     }
@@ -89,6 +91,7 @@ private:
 
     FileAccess& out_;
     std::vector<Level> levels_;
+    bool endsLine_ = false;  ///< what was written last needs no line end before a boundary line
 };
 
 }  // namespace
