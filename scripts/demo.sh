@@ -37,4 +37,4 @@ run kivmime extract again.eml -d second
 echo
 [ -n "$(ls first)" ] || die "no bodies came out"
 diff -rq first second || die "the bodies of the written-back message differ from the first reading's"
-echo "$(ls first | wc -l) bodies, the same bytes in both: $(cat first/* | wc -c) bytes"
+echo "$(ls first | wc -l) bodies, $(cat first/* | wc -c) bytes: the same after writing back and reading again."
