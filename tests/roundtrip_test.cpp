@@ -77,9 +77,12 @@ private:
             TransferEncoding::GetStr(part.info.transferEncoding);
         const std::string body = MakeBody();
         PutBody(part.data, body, part.info.transferEncoding);
-        const bool isQp = part.info.transferEncoding == TransferEncoding::quoted_printable;
-        // The line end before the boundary line counts as one of the body's.
-        bodies_.push_back(isQp ? body + "\r\n" : body);
+        bodies_.push_back(body);
+        // Reading ends the last line of a quoted-printable body; a file may have that from there.
+        if (part.info.transferEncoding == TransferEncoding::quoted_printable &&
+            (part.data.file.IsEmpty() || !(body.empty() || body.ends_with("\r\n")))) {
+            bodies_.back() += "\r\n";
+        }
     }
 
     std::string MakeBody() {
@@ -237,7 +240,7 @@ TEST_F(RoundtripTest, Limits) {
 
     Part second;
     Read(second, Write(read));
-    EXPECT_EQ(GetBodies(second), std::vector<std::string>{"text\r\n\r\n"});
+    EXPECT_EQ(GetBodies(second), GetBodies(read)) << "only once";
 }
 
 }  // namespace

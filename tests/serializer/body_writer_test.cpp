@@ -43,7 +43,7 @@ protected:
     std::string Write(const Part& part) {
         FileAccess out(File(AnsiStr(folder_.At("out"))));
         EXPECT_TRUE(out.OpenDiskFileForWriting());
-        const bool written = WriteBody(part, out);
+        const bool written = WriteBody(part, out, endsLine_);
         EXPECT_TRUE(out.Close());
         return written ? ReadWholeFile(folder_.At("out")) : "failed";
     }
@@ -54,6 +54,7 @@ protected:
 
     TempFolder folder_;
     Part part_;
+    bool endsLine_ = false;  ///< what WriteBody said of the body that was written last
 };
 
 /// Sizes at which a line, a buffer, a piece or the way of reading changes.
@@ -160,6 +161,29 @@ TEST_F(BodyWriterTest, QuotedPrintableLinesAcrossTheEdgeOfARead) {
         const std::string body = std::string(kEdge - before - 2, 'y') + "\r\n" + rest;
         ASSERT_TRUE(Write(UseFile(body), TransferEncoding::quoted_printable) == EncodeWhole(body))
             << before;
+    }
+}
+
+// Such a body has the line end of its last line from the reader.
+TEST_F(BodyWriterTest, OnlyQuotedPrintableFilesShareTheirLastLineEnd) {
+    struct Case {
+        const char* body;
+        bool endsLine;
+    };
+    constexpr Case cases[] = {{"", true},        {"line\r\n", true},  {"line \r\n", true},
+                              {"\r\n", true},    {"line", false},     {"line\n", false},
+                              {"line\r", false}, {"\r\nline ", false}};
+    for (const Case& c : cases) {
+        for (const std::string& start : {std::string(), std::string(kDiskFileSize, 'x') + "\r\n"}) {
+            Write(UseFile(start + c.body), TransferEncoding::quoted_printable);
+            EXPECT_EQ(endsLine_, c.endsLine) << start.size() << ", " << Escape(c.body);
+        }
+        Write(UseContent(c.body), TransferEncoding::quoted_printable);
+        EXPECT_FALSE(endsLine_) << Escape(c.body);
+        for (const auto encoding : {TransferEncoding::base64, TransferEncoding::binary}) {
+            Write(UseFile(c.body), encoding);
+            EXPECT_FALSE(endsLine_) << Escape(c.body);
+        }
     }
 }
 

@@ -151,6 +151,23 @@ TEST_F(EntityStreamTest, ChildrenStandBetweenBoundaryLines) {
                                          "--outer--\r\n"));
 }
 
+TEST_F(EntityStreamTest, AQuotedPrintableFileSharesItsLineEndWithTheBoundaryLine) {
+    WriteWholeFile(folder_.At("body"), "line\r\n");
+    Part top;
+    top.info.boundary = "outer";
+    Part& inner = AddMultipart(top, "inner");
+    for (const auto encoding : {TransferEncoding::quoted_printable, TransferEncoding::binary}) {
+        Part& leaf = AddLeaf(inner, "", "");
+        leaf.data.file = File(AnsiStr(folder_.At("body")));
+        leaf.info.transferEncoding = encoding;
+    }
+    EXPECT_EQ(Escape(Write(top)), Escape("\r\n--outer\r\n"
+                                         "\r\n--inner\r\n\r\nline"
+                                         "\r\n--inner\r\n\r\nline\r\n"
+                                         "\r\n--inner--\r\n"
+                                         "\r\n--outer--\r\n"));
+}
+
 TEST_F(EntityStreamTest, RawTextStandsForTheWholeEntity) {
     Part top;
     top.info.boundary = "b";
