@@ -106,5 +106,25 @@ TEST(TextFinderTest, StaysExactWhenEverythingAlmostMatches) {
     }
 }
 
+// Texts that repeat themselves, where a match has to be resumed from many shorter ones.
+TEST(TextFinderTest, ResumesInsideRepetitions) {
+    Random random(12);
+    for (int i = 0; i < 300; ++i) {
+        const std::string unit = random.Text(1 + random.Below(6), "ab");
+        std::string wanted;
+        while (wanted.size() < 3000) wanted += unit;
+        wanted += random.Text(1 + random.Below(8), "ab");
+        std::string text;
+        for (int piece = 0; piece < 8; ++piece) {
+            text += wanted.substr(0, wanted.size() - random.Below(12));
+            text += random.Text(random.Below(3), "ab");
+        }
+        const size_t want = text.find(wanted);
+        TextFinder finder((AnsiStr(wanted)));
+        ASSERT_EQ(finder.Find(text), want == std::string::npos ? TextFinder::kNotFound : want)
+            << i << " " << unit;
+    }
+}
+
 }  // namespace
 }  // namespace MIME

@@ -112,6 +112,12 @@ TEST(AnsiStrTest, ChangesLeaveOtherHandlesAlone) {
         {"lower case", [](AnsiStr& s) { s.ToLower(); }, "hello world"},
         {"reserve", [](AnsiStr& s) { s.Alloc(100); }, "Hello World"},
         {"write anew", [](AnsiStr& s) { std::strcpy(s.Alloc(100), "Bye"); }, "Bye"},
+        {"write anew in place",
+         [](AnsiStr& s) {
+             s.Alloc(100);
+             std::strcpy(s.Alloc(50), "Bye");
+         },
+         "Bye"},
         {"give room back",
          [](AnsiStr& s) {
              s.Alloc(100);

@@ -135,7 +135,11 @@ bool EntityReader::ReadTree(Part& top) {
 /// multipart, its header block, and it becomes the innermost level itself.
 bool EntityReader::ReadChild() {
     std::unique_ptr<Part> child(new (std::nothrow) Part);
-    if (child == nullptr || !ReadHead(*child, nullptr)) return false;
+    if (child == nullptr) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        return false;
+    }
+    if (!ReadHead(*child, nullptr)) return false;
     if (!child->info.boundary.IsEmpty()) {
         levels_.emplace_back(std::move(child));
         return true;

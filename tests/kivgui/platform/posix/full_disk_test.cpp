@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "kivgui/disk_file.h"
 #include "kivgui/memory_file.h"
 #include "kivgui/stream.h"
 #include "mime/foundation/file_access.h"
+#include "mime/mime.h"
 #include "small_disk.h"
 
 namespace KivGuiBase {
@@ -108,6 +111,20 @@ TEST(FullDiskTest, CopyReportsADiskThatFillsUp) {
     WriteWholeFile(source, std::string(1'500'000, 'x'));
     EXPECT_FALSE(File(AnsiStr(source)).Copy(File(AnsiStr(disk.At("copy"))), true));
     EXPECT_EQ(GetLastError(), kErrorDiskFull);
+}
+
+TEST(FullDiskTest, ABodyThatCannotBeCopiedLeavesNoHalfCopy) {
+    const SmallDisk disk(1 << 20);
+    if (!disk.GetReason().empty()) GTEST_SKIP() << disk.GetReason();
+    setenv("TMPDIR", disk.GetPath().c_str(), 1);
+    WriteWholeFile(disk.At("body"), std::string(700'000, 'x'));
+    MIME::Data body;
+    body.file = File(AnsiStr(disk.At("body")));
+    body.ownsFile = true;
+    const MIME::Data copy = body;
+    EXPECT_TRUE(copy.file.IsEmpty());
+    std::filesystem::directory_iterator files(disk.GetPath());
+    EXPECT_EQ(std::distance(files, {}), 1) << "the body alone";
 }
 
 TEST(FullDiskTest, AWriteThatFailedFailsTheCloseToo) {
