@@ -153,14 +153,17 @@ TEST_F(BodyWriterTest, QuotedPrintableAtBothEndsOfAFile) {
 }
 
 // A full line that begins so far before the end of the first read that it just is, or is not,
-// whole in there.
+// whole in there; and bytes that are a byte-order mark only at the start of the text.
 TEST_F(BodyWriterTest, QuotedPrintableLinesAcrossTheEdgeOfARead) {
     constexpr size_t kEdge = 0x10000;
-    const std::string rest = std::string(76, 'x') + "\r\n" + std::string(kDiskFileSize, 'z');
-    for (const size_t before : {0u, 1u, 2u, 74u, 75u, 76u, 77u, 78u, 79u, 80u, 81u}) {
-        const std::string body = std::string(kEdge - before - 2, 'y') + "\r\n" + rest;
-        ASSERT_TRUE(Write(UseFile(body), TransferEncoding::quoted_printable) == EncodeWhole(body))
-            << before;
+    const std::string tail = "\r\n" + std::string(kDiskFileSize, 'z');
+    for (const std::string& line : {std::string(76, 'x'), "\xEF\xBB\xBF" + std::string(67, 'x')}) {
+        for (const size_t before : {0u, 1u, 2u, 74u, 75u, 76u, 77u, 78u, 79u, 80u, 81u}) {
+            const std::string body = std::string(kEdge - before - 2, 'y') + "\r\n" + line + tail;
+            ASSERT_TRUE(Write(UseFile(body), TransferEncoding::quoted_printable) ==
+                        EncodeWhole(body))
+                << before << ", " << Escape(line);
+        }
     }
 }
 
