@@ -4,7 +4,7 @@
 PACKAGES_build="g++ cmake ninja-build"
 PACKAGES_tools="libcli11-dev nlohmann-json3-dev"
 PACKAGES_test="libgtest-dev python3"
-PACKAGES_bench="libbenchmark-dev libssl-dev"
+PACKAGES_bench="libbenchmark-dev libssl-dev python3"
 PACKAGES_install_test="pkg-config binutils"
 PACKAGES_checks="clang clang-format clang-tidy valgrind g++-mingw-w64-x86-64-posix"
 

@@ -1,0 +1,118 @@
+// The encoders and decoders beside memcpy of the same bytes, which are those that go in.
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "benchmarks/bodies.h"
+#include "benchmarks/floor.h"
+#include "mime/encoding/quoted_printable.h"
+
+namespace MIME::Bench {
+namespace {
+
+constexpr int64_t kSize = 1 << 20;  // bytes of body
+
+void Copy(benchmark::State& state) {
+    const std::string in = MakeBinary(static_cast<size_t>(state.range(0)));
+    std::string out(in.size(), '\0');
+    for (auto step : state) {
+        std::memcpy(out.data(), in.data(), in.size());
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    SetBytesAndFloor(state, in.size(), "");
+}
+BENCHMARK(Copy)->Arg(kSize);
+
+void SetBytesAndCopy(benchmark::State& state, size_t bytes) {
+    SetBytesAndFloor(state, bytes, "Copy/" + std::to_string(kSize));
+}
+
+void QpEncode(benchmark::State& state, MakeBody makeBody) {
+    const std::string body = makeBody(static_cast<size_t>(state.range(0)));
+    for (auto step : state) {
+        benchmark::DoNotOptimize(
+            Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size())));
+    }
+    SetBytesAndCopy(state, body.size());
+}
+BENCHMARK_CAPTURE(QpEncode, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpEncode, binary, MakeBinary)->Arg(kSize);
+
+void QpEncodeAtScale(benchmark::State& state) {
+    const auto bodies = MakeBodies(MakeProse, static_cast<size_t>(state.range(0)));
+    for (auto step : state) {
+        for (const std::string& body : bodies) {
+            benchmark::DoNotOptimize(
+                Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size())));
+        }
+    }
+    SetBytesAndFloor(state, bodies.size() * bodies.front().size(), "");
+}
+BENCHMARK(QpEncodeAtScale)->Name("Scale/QpEncode")->RangeMultiplier(8)->Range(1 << 10, 1 << 25);
+
+AnsiStr MakeQpText(const benchmark::State& state, MakeBody makeBody) {
+    const std::string body = makeBody(static_cast<size_t>(state.range(0)));
+    return Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size()));
+}
+
+/// As the reader does: whole lines in one pass.
+void QpDecode(benchmark::State& state, MakeBody makeBody) {
+    const AnsiStr text = MakeQpText(state, makeBody);
+    std::string out(text.GetLength(), '\0');
+    for (auto step : state) {
+        benchmark::DoNotOptimize(QuotedPrintable::DecodePlainLines(text, out.data()));
+        benchmark::ClobberMemory();
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+BENCHMARK_CAPTURE(QpDecode, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpDecode, binary, MakeBinary)->Arg(kSize);
+
+/// As a host does: line by line through the public function.
+void QpDecodeLine(benchmark::State& state, MakeBody makeBody) {
+    const AnsiStr text = MakeQpText(state, makeBody);
+    std::vector<AnsiSubStr> lines;
+    for (std::string_view rest = text; !rest.empty();) {
+        const size_t length = std::min(rest.find("\r\n"), rest.size());
+        lines.emplace_back(rest.data(), static_cast<unsigned>(length));
+        rest.remove_prefix(std::min(length + 2, rest.size()));
+    }
+    Blob out;
+    for (auto step : state) {
+        for (const AnsiSubStr& line : lines) {
+            benchmark::DoNotOptimize(Encoding::QPDecodeLine(line, out));
+        }
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+BENCHMARK_CAPTURE(QpDecodeLine, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpDecodeLine, binary, MakeBinary)->Arg(kSize);
+
+AnsiStr EncodeBase64(const std::string& body) {
+    return KivGuiBase::Binary2B64Str(body.data(), static_cast<unsigned>(body.size()), 76, "\r\n");
+}
+
+void Base64Encode(benchmark::State& state) {
+    const std::string body = MakeBinary(kSize);
+    for (auto step : state) benchmark::DoNotOptimize(EncodeBase64(body));
+    SetBytesAndCopy(state, body.size());
+}
+BENCHMARK(Base64Encode);
+
+void Base64Decode(benchmark::State& state) {
+    const AnsiStr text = EncodeBase64(MakeBinary(kSize));
+    std::string out(kSize, '\0');
+    for (auto step : state) {
+        unsigned size = kSize;
+        benchmark::DoNotOptimize(KivGuiBase::B64Str2Binary(text, out.data(), size, "\r\n"));
+        benchmark::ClobberMemory();
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+BENCHMARK(Base64Decode);
+
+}  // namespace
+}  // namespace MIME::Bench

@@ -1,0 +1,64 @@
+// Reading messages in memory, every body decoded into its own new file, beside creating, writing
+// and closing files of the same sizes.
+
+#include <string>
+#include <vector>
+
+#include "benchmarks/bodies.h"
+#include "benchmarks/floor.h"
+#include "benchmarks/messages.h"
+#include "benchmarks/new_files.h"
+
+namespace MIME::Bench {
+namespace {
+
+void ReadAll(const std::vector<std::string>& messages) {
+    for (const std::string& message : messages) {
+        Part tree;
+        Read(tree, message);
+    }
+}
+
+void MeasureRead(benchmark::State& state, const std::vector<std::string>& messages,
+                 const std::string& floor) {
+    const Test::TempFolder folder;
+    for (auto step : state) {
+        ReadAll(messages);
+        WipeUntimed(state, folder);
+    }
+    SetBytesAndFloor(state, CountBytes(messages), floor);
+}
+
+void MeasureFloor(benchmark::State& state, const std::vector<std::string>& messages) {
+    std::vector<size_t> sizes;
+    {
+        const Test::TempFolder folder;
+        ReadAll(messages);
+        sizes = GetFileSizes(folder);
+    }
+    MeasureNewFiles(state, sizes, CountBytes(messages));
+}
+
+[[maybe_unused]] const bool kRegistered = [] {
+    for (const auto& [name, mail] : kMails) {
+        const std::string floor = "MakeBodyFiles/" + std::string(name);
+        benchmark::RegisterBenchmark(
+            ("Read/" + std::string(name)).c_str(),
+            [floor, mail = mail](auto& state) { MeasureRead(state, GetMessages(mail), floor); });
+        benchmark::RegisterBenchmark(
+            floor.c_str(), [mail = mail](auto& state) { MeasureFloor(state, GetMessages(mail)); });
+    }
+    return true;
+}();
+
+void ReadAtScale(benchmark::State& state) {
+    std::vector<std::string> messages;
+    for (const std::string& body : MakeBodies(MakeProse, static_cast<size_t>(state.range(0)))) {
+        messages.push_back(MakeTextMessage(body));
+    }
+    MeasureRead(state, messages, "");
+}
+BENCHMARK(ReadAtScale)->Name("Scale/Read")->RangeMultiplier(8)->Range(1 << 10, 1 << 25);
+
+}  // namespace
+}  // namespace MIME::Bench

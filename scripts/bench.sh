@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the benchmarks with optimisation, runs them and prints each
+# beside its floor. Arguments go to the benchmark program:
+#   scripts/bench.sh --benchmark_filter='QpEncode|Copy'
+# New files are made in TMPDIR; without it in /dev/shm, so that no disk is measured.
+set -eu
+. "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
+
+need_packages build bench
+build=$BUILD_ROOT/bench
+results=$build/results.json
+(cd "$ROOT" && cmake --preset release -B "$build" -DKIVMIME_BUILD_BENCHMARKS=ON \
+  -DKIVMIME_BUILD_TESTS=OFF -DKIVMIME_BUILD_TOOLS=OFF)
+cmake --build "$build" -j "$JOBS" --target kivmime_benchmarks peer_harness
+
+if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then
+  export TMPDIR=/dev/shm
+fi
+# One processor, the last: the first one serves most interrupts.
+pin=()
+if command -v taskset >/dev/null; then
+  pin=(taskset -c "$(($(nproc) - 1))")
+fi
+# Otherwise the C library gives large blocks back to the system at times that depend on what ran
+# before, and a measurement then counts page faults.
+export GLIBC_TUNABLES=glibc.malloc.mmap_threshold=268435456:glibc.malloc.trim_threshold=1073741824
+
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
+"${pin[@]}" "$build/benchmarks/kivmime_benchmarks" \
+  --benchmark_repetitions=9 --benchmark_min_time=0.1 \
+  --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+  --benchmark_out="$results" --benchmark_out_format=json "$@" >/dev/null
+load_after=$(cut -d' ' -f1-3 /proc/loadavg)
+
+compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
+flags=$(sed -n 's/^CMAKE_CXX_FLAGS_RELEASE:[A-Z]*=//p' "$build/CMakeCache.txt")
+echo
+echo "CPU       $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) in use"
+echo "compiler  $("$compiler" --version | head -1), $flags"
+echo "files in  ${TMPDIR:-/tmp} ($(stat -f -c %T "${TMPDIR:-/tmp}"))"
+echo "load      $load_before before, $load_after after"
+echo "date      $(date -u +%F)"
+echo
+python3 "$ROOT/benchmarks/table.py" "$results"
