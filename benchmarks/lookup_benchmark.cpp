@@ -45,8 +45,7 @@ void SetKeysAndFloor(benchmark::State& state, size_t keys, const std::string& fl
 
 template <class Lookup>
 void MeasureLookup(benchmark::State& state, const std::vector<std::string>& keys, Lookup lookup) {
-    std::vector<AnsiStr> texts;
-    for (const std::string& key : keys) texts.emplace_back(std::string_view(key));
+    const std::vector<AnsiStr> texts(keys.begin(), keys.end());
     for (auto step : state) {
         for (const AnsiStr& text : texts) lookup(text);
     }

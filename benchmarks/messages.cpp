@@ -28,9 +28,12 @@ std::string MakeLeaf(const char* type, const char* encoding, const std::string& 
 }
 
 std::string MakeMultipart(const std::string& boundary, const std::vector<std::string>& children) {
+    const std::string delimiter = "--" + boundary;
     std::string text = "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n";
-    for (const std::string& child : children) text += "--" + boundary + "\r\n" + child + "\r\n";
-    return text + "--" + boundary + "--\r\n";
+    for (const std::string& child : children) {
+        text.append(delimiter).append("\r\n").append(child).append("\r\n");
+    }
+    return text + delimiter + "--\r\n";
 }
 
 std::string MakeMessage(const std::vector<std::string>& children) {
