@@ -252,7 +252,8 @@ public:
     /// Attaches content: sets `info.contentType`, the transfer encoding in `info` and in the
     /// headers, and stores the bytes in `data.content` transfer-encoded: quoted-printable when
     /// `newType.type` is Type::text, base64 otherwise.
-    /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes.
+    /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes, its
+    ///         encoded text would, or memory runs out.
     bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
 
     /// The tree as message text in memory. Nothing stored is changed.
