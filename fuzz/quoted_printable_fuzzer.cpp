@@ -1,0 +1,77 @@
+// Encodes a body and decodes it again; decodes the same bytes as lines.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "encoding/quoted_printable_reference.h"
+#include "fuzz/check.h"
+#include "mime/encoding/quoted_printable.h"
+
+namespace {
+
+using MIME::AnsiStr;
+using MIME::Blob;
+using MIME::Encoding;
+using MIME::Fuzz::Check;
+using Reference = MIME::Test::QuotedPrintableReference;
+
+constexpr std::string_view kLineEnd = "\r\n";
+
+std::string DecodeLine(std::string_view line) {
+    Blob out;
+    Check(Encoding::QPDecodeLine({line.data(), static_cast<unsigned>(line.size())}, out),
+          "a line can be decoded");
+    return {out.GetData(), out.GetSize()};
+}
+
+/// Decodes line by line; what follows the last line end is a line, too.
+std::string Decode(std::string_view text) {
+    std::string body;
+    for (;;) {
+        const size_t end = text.find(kLineEnd);
+        const std::string_view line = text.substr(0, end);
+        const std::string decoded = DecodeLine(line);
+        Check(decoded == Reference::DecodeLine(line), "lines are decoded as by the reference");
+        body += decoded;
+        if (end == std::string_view::npos) return body;
+        text.remove_prefix(end + kLineEnd.size());
+    }
+}
+
+void CheckPlainLines(std::string_view text) {
+    std::string out(text.size(), '\0');
+    const MIME::QuotedPrintable::Progress done =
+        MIME::QuotedPrintable::DecodePlainLines(text, out.data());
+    out.resize(done.written);
+    const std::string_view taken = text.substr(0, done.taken);
+    Check(taken.empty() || taken.ends_with(kLineEnd), "whole lines are taken");
+    if (!taken.empty()) {
+        Check(out == Decode(taken.substr(0, taken.size() - kLineEnd.size())),
+              "lines are decoded alike in one pass");
+    }
+}
+
+void CheckLineLengths(std::string_view text) {
+    for (;;) {
+        const size_t end = text.find(kLineEnd);
+        Check(text.substr(0, end).size() <= MIME::QuotedPrintable::kMaxLine, "no line is too long");
+        if (end == std::string_view::npos) return;
+        text.remove_prefix(end + kLineEnd.size());
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string_view body(reinterpret_cast<const char*>(data), size);
+    const AnsiStr encoded = Encoding::QPEncode(body.data(), static_cast<unsigned>(size));
+    Check(encoded == Reference::Encode(body), "encoded as by the reference");
+    CheckLineLengths(encoded);
+    const std::string_view plain = MIME::QuotedPrintable::SkipByteOrderMark(body);
+    Check(Decode(encoded) == std::string(plain) + "\r\n", "decoding undoes encoding");
+    Decode(body);
+    CheckPlainLines(body);
+    return 0;
+}
