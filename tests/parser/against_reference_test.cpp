@@ -40,8 +40,9 @@ protected:
         const ReferenceResult want = ReadByReference(message.text, message.contentType);
         Part part;
         AnsiStr error("left from before");
-        const bool read =
-            part.Read(message.text.data(), message.text.size(), error, message.contentType);
+        // In a block of its size, so that a memory checker sees a read behind the text.
+        const std::vector<char> text(message.text.begin(), message.text.end());
+        const bool read = part.Read(text.data(), text.size(), error, message.contentType);
         const PlainPart got = ToPlain(part);
         std::vector<std::string> wantBodies = want.bodies;
         std::sort(wantBodies.begin(), wantBodies.end());

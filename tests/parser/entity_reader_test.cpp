@@ -145,15 +145,15 @@ TEST_F(EntityReaderTest, FillsEntities) {
     const Reading got(text);
     ASSERT_TRUE(got.read) << got.error;
     EXPECT_EQ(ShowFields(got.part.headers),
-              "Content-Transfer-Encoding=|Content-Type=multipart/mixed;boundary=xyz");
+              "Content-Transfer-Encoding=|Content-Type=multipart/mixed; boundary=xyz");
     EXPECT_EQ(got.part.info.boundary, "xyz");
     EXPECT_EQ(got.part.info.transferEncoding, TransferEncoding::binary);
     EXPECT_TRUE(got.part.data.file.IsEmpty());
 
     const Part& child = *got.part.parts[0];
     EXPECT_EQ(ShowFields(child.headers),
-              "Content-Disposition=;filename=|Content-ID=|Content-Length=|"
-              "Content-Transfer-Encoding=7BIT|Content-Type=text/plain;charset=x");
+              "Content-Disposition=; filename=|Content-ID=|Content-Length=|"
+              "Content-Transfer-Encoding=7BIT|Content-Type=text/plain; charset=x");
     EXPECT_EQ(child.info.transferEncoding, TransferEncoding::bit7);
     EXPECT_EQ(child.info.contentType.GetStr(), "text/plain");
     EXPECT_TRUE(child.info.charset.IsEmpty());
@@ -192,7 +192,7 @@ TEST_F(EntityReaderTest, ContentTypeMayTravelApart) {
         EXPECT_EQ(ShowBodies(got.part), c.bodies) << c.why;
     }
     EXPECT_EQ(ShowFields(Reading(body, "multipart/mixed; boundary=a").part.headers),
-              "Content-Transfer-Encoding=|Content-Type=multipart/mixed;boundary=a");
+              "Content-Transfer-Encoding=|Content-Type=multipart/mixed; boundary=a");
 }
 
 TEST_F(EntityReaderTest, TheStartParameterNamesTheFirstChild) {

@@ -20,13 +20,13 @@ inline std::string Lines(std::initializer_list<std::string_view> lines) {
     return text;
 }
 
-/// Fields and parameters on one line: "name=value;parameter=value|name=value". Bytes are escaped.
+/// Fields and parameters on one line: "name=value; parameter=value|name=value". Bytes are escaped.
 inline std::string ShowFields(const HeaderMap& headers) {
     std::string shown;
     for (const HeaderMap::Node& field : headers) {
         shown += (shown.empty() ? "" : "|") + Escape(field.key) + "=" + Escape(field.value.value);
         for (const ParameterMap::Node& parameter : field.value.parameters) {
-            shown += ";" + Escape(parameter.key) + "=" + Escape(parameter.value.value);
+            shown += "; " + Escape(parameter.key) + "=" + Escape(parameter.value.value);
         }
     }
     return shown;

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "encoding/quoted_printable_reference.h"
 #include "support/base64_reference.h"
 
 namespace MIME::Test {
@@ -122,26 +123,6 @@ void ParseHeaderValue(PlainField& field, const std::string& text) {
 }
 
 // ------------------------------------------------------------------------------------- lines --
-
-int GetHexDigit(char c) {
-    const size_t value = std::string("0123456789abcdef").find(Lower(c));
-    return value == std::string::npos ? -1 : static_cast<int>(value);
-}
-
-std::string DecodeQuotedPrintableLine(const std::string& line) {
-    std::string out;
-    for (size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '=' && i + 1 == line.size()) return out;
-        if (line[i] == '=' && i + 2 < line.size() && GetHexDigit(line[i + 1]) >= 0 &&
-            GetHexDigit(line[i + 2]) >= 0) {
-            out += static_cast<char>(16 * GetHexDigit(line[i + 1]) + GetHexDigit(line[i + 2]));
-            i += 2;
-        } else {
-            out += line[i];
-        }
-    }
-    return out + "\r\n";
-}
 
 bool StartsWith(const std::string& text, size_t at, const std::string& wanted) {
     return at <= text.size() && text.size() - at >= wanted.size() &&
@@ -336,7 +317,7 @@ private:
                     pending.clear();
                 }
             } else if (!reached) {
-                body += DecodeQuotedPrintableLine(line);
+                body += QuotedPrintableReference::DecodeLine(line);
             }
             if (reached) return true;
         }
