@@ -2,35 +2,60 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <iterator>
 #include <latch>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "support/timed_lock_fixture.h"
+#include "mime/foundation/lazy_table.h"
 
 namespace MIME {
 namespace {
 
 using KivGuiBase::AnsiStr;
 using KivGuiBase::LockInfo;
-using KivGuiBase::LockSiteStatistics;
-using KivGuiBase::TimedCriticalSection;
 
-class LockGuardTest : public Test::TimedLockFixture {
+std::atomic<uint64_t> now{1};  // in nanoseconds
+constexpr uint64_t kMillisecond = 1'000'000;
+
+/// Sets the clock and sees the events of the library; both are back to normal afterwards.
+class LockGuardTest : public testing::Test {
 protected:
     LockGuardTest() {
-        lock_.name = "TestLock";
         lock_.keepsStatistics = true;
         watched_ = &lock_;
+        events_.clear();
+        KivGuiBase::SetClockSource([] { return now.load(); });
+        KivGuiBase::SetEventHandler(&Take);
     }
-    const LockSiteStatistics& Site(const char* name) {
-        static const LockSiteStatistics kNone;
-        const auto* node = lock_.sites.Find(name);
-        return node != nullptr ? *node->value : kNone;
+    ~LockGuardTest() override {
+        KivGuiBase::SetClockSource(nullptr);
+        KivGuiBase::SetEventHandler(nullptr);
+        LockInfo::SetUnknownCriticalSectionThreshold(0);
+    }
+    static bool Take(const AnsiStr& source, unsigned id, const AnsiStr& /*text*/,
+                     const KivGuiBase::EventDetails& details, KivGuiBase::ReportEventType type,
+                     KivGuiBase::ReportEventCategory category) {
+        EXPECT_EQ(watched_->owner.load(), 0u) << "an event under the lock";
+        EXPECT_EQ(std::string(source) + std::to_string(id), "KIVGUI500");
+        EXPECT_EQ(static_cast<unsigned>(type), 2u);
+        EXPECT_EQ(static_cast<unsigned>(category), 7u);
+        std::string event;
+        for (unsigned i = 0; i < details.GetCount(); ++i) {
+            const KivGuiBase::Val& value = details.GetValue(i);
+            event += " " + std::string(details.GetKey(i)) + "=" + std::string(value.GetString());
+            if (value.GetString().IsEmpty()) event += std::to_string(value.GetInteger());
+        }
+        events_.push_back(event);
+        return true;
     }
 
-    TimedCriticalSection lock_;
+    KivGuiBase::TimedCriticalSection lock_;
+    static inline KivGuiBase::TimedCriticalSection* watched_ = nullptr;
+    static inline std::vector<std::string> events_;
 };
 
 TEST_F(LockGuardTest, ReportsHoldsLongerThanTheThreshold) {
@@ -39,117 +64,43 @@ TEST_F(LockGuardTest, ReportsHoldsLongerThanTheThreshold) {
         bool keepsStatistics;
         uint64_t thresholdMs;
         uint64_t heldTicks;
-        const char* site;
-        const char* event;  // its details; null when there must be none
+        bool isReported;
     };
     const Case cases[] = {
-        {"shorter", true, 10, 9 * kMillisecond, "site", nullptr},
-        {"exactly the threshold", true, 10, 10 * kMillisecond, "site", nullptr},
-        {"longer by less than a millisecond", true, 10, 11 * kMillisecond - 1, "site", nullptr},
-        {"longer", true, 10, 11 * kMillisecond, "site",
-         "lockname=TestLock locksite=site calltime_ms=11 threshold_ms=10"},
-        {"no site", true, 1, 3000 * kMillisecond, "",
-         "lockname=TestLock locksite=Unknown calltime_ms=3000 threshold_ms=1"},
-        {"no threshold", true, 0, 3000 * kMillisecond, "site", nullptr},
-        {"no statistics, so no threshold", false, 10, 3000 * kMillisecond, "site", nullptr},
+        {"exactly the threshold", true, 10, 10 * kMillisecond, false},
+        {"longer by less than a millisecond", true, 10, 11 * kMillisecond - 1, false},
+        {"longer", true, 10, 11 * kMillisecond, true},
+        {"no threshold", true, 0, 3000 * kMillisecond, false},
+        {"no statistics, so no threshold", false, 10, 3000 * kMillisecond, false},
     };
+    lock_.name = "TestLock";
     for (const Case& c : cases) {
-        events_.clear();
         lock_.keepsStatistics = c.keepsStatistics;
         LockInfo::SetUnknownCriticalSectionThreshold(c.thresholdMs);
         {
-            const LockGuard guard(lock_, c.site);
-            Pass(c.heldTicks);
-            EXPECT_TRUE(events_.empty()) << c.why;
+            const LockGuard outer(lock_, "outer");
+            const LockGuard nested(lock_, "nested");
+            now += c.heldTicks;
         }
-        if (c.event == nullptr) {
-            EXPECT_TRUE(events_.empty()) << c.why << ": " << events_.front();
-        } else {
-            ASSERT_EQ(events_.size(), 1u) << c.why;
-            EXPECT_EQ(events_.front(), std::string("KIVGUI 500 Lock duration exceeded threshold 2 7"
-                                                   ": ") +
-                                           c.event)
-                << c.why;
+        EXPECT_EQ(events_.size(), c.isReported ? 1u : 0u) << c.why;
+        for (const std::string& event : std::exchange(events_, {})) {
+            EXPECT_EQ(event, " lockname=TestLock locksite=outer calltime_ms=11 threshold_ms=10");
         }
         EXPECT_EQ(lock_.lastHoldMs, c.heldTicks / kMillisecond) << c.why;
-        EXPECT_EQ(lock_.thresholdMs, 0u) << c.why;
     }
+    EXPECT_EQ(lock_.holdCount, 4u);
+    EXPECT_EQ(lock_.sites.Find("nested"), nullptr);
 }
 
-TEST_F(LockGuardTest, NestedGuardsAreOneHold) {
-    LockInfo::SetUnknownCriticalSectionThreshold(10);
-    {
-        const LockGuard outer(lock_, "outer");
-        for (int i = 0; i < 2; ++i) {
-            const LockGuard inner(lock_, "inner");
-            EXPECT_EQ(lock_.recursionCount, 2u);
-            Pass(20 * kMillisecond);
-        }
-        EXPECT_TRUE(events_.empty());
-        EXPECT_EQ(lock_.recursionCount, 1u);
-        EXPECT_EQ(lock_.holderSite, "outer");
-    }
-    ASSERT_EQ(events_.size(), 1u);
-    EXPECT_NE(events_.front().find("locksite=outer calltime_ms=40"), std::string::npos);
-    EXPECT_EQ(lock_.holdCount, 1u);
-    EXPECT_EQ(Site("outer").holdCount, 1u);
-    EXPECT_EQ(lock_.sites.Find("inner"), nullptr);
-}
-
-TEST_F(LockGuardTest, CountsHoldsOfEachSite) {
-    for (const char* site : {"a", "b", "a", "", "a"}) {
-        const LockGuard guard(lock_, site);
-        Pass(5);
-    }
-    EXPECT_EQ(lock_.holdCount, 5u);
-    EXPECT_EQ(lock_.holdTicks, 25u);
-    EXPECT_EQ(Site("a").name, "a");
-    EXPECT_EQ(Site("a").holdCount, 3u);
-    EXPECT_EQ(Site("a").holdTicks, 15u);
-    EXPECT_EQ(Site("b").holdCount, 1u);
-    EXPECT_EQ(lock_.contendedCount, 0u);
-    EXPECT_EQ(lock_.owner.load(), 0u);
-    EXPECT_EQ(readings_, 10u) << "one reading when it is taken and one when it is left";
-
-    lock_.keepsStatistics = false;
-    { const LockGuard guard(lock_, "a"); }
-    EXPECT_EQ(lock_.holdCount, 5u);
-    EXPECT_EQ(lock_.holderSite, "a");
-}
-
-TEST_F(LockGuardTest, CountsTheWaitOfTheThreadThatWaited) {
-    std::thread waiter;
-    {
-        const LockGuard guard(lock_, "holder");
-        const unsigned before = readings_;
-        waiter = std::thread([this] { const LockGuard wait(lock_, "waiter"); });
-        // It reads the clock when it has found the lock taken, and then waits.
-        while (readings_ == before) std::this_thread::yield();
-        Pass(7);
-    }
-    waiter.join();
-    EXPECT_EQ(lock_.contendedCount, 1u);
-    EXPECT_EQ(lock_.waitTicks, 7u);
-    EXPECT_EQ(Site("waiter").contendedCount, 1u);
-    EXPECT_EQ(Site("waiter").waitTicks, 7u);
-    EXPECT_EQ(Site("holder").contendedCount, 0u);
-    EXPECT_EQ(Site("holder").holdTicks, 7u);
-}
-
-// For the thread sanitizer: what the lock guards, its statistics and its sites.
+// What the lock guards, its statistics and its sites.
 TEST(LockGuardRaceTest, ThreadsTakeTurns) {
-    constexpr unsigned kThreads = 4;
-    constexpr unsigned kRounds = 500;
-    TimedCriticalSection lock;
+    KivGuiBase::TimedCriticalSection lock;
     lock.keepsStatistics = true;
-    LockInfo::SetUnknownCriticalSectionThreshold(60'000);
     unsigned guarded = 0;
-    std::latch start(kThreads);
     std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
+    for (unsigned i = 0; i < 4; ++i) {
         threads.emplace_back([&, own = AnsiStr(i % 2 != 0 ? "odd" : "even")] {
-            start.arrive_and_wait();
-            for (unsigned round = 0; round < kRounds; ++round) {
+            for (unsigned round = 0; round < 500; ++round) {
                 const LockGuard guard(lock, own);
                 const LockGuard nested(lock, "nested");
                 ++guarded;
@@ -157,12 +108,52 @@ TEST(LockGuardRaceTest, ThreadsTakeTurns) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    LockInfo::SetUnknownCriticalSectionThreshold(0);
-    EXPECT_EQ(guarded, kThreads * kRounds);
-    EXPECT_EQ(lock.holdCount, kThreads * kRounds);
-    EXPECT_EQ(lock.sites.Find("odd")->value->holdCount, kThreads * kRounds / 2);
-    EXPECT_EQ(lock.sites.Find("even")->value->holdCount, kThreads * kRounds / 2);
+    EXPECT_EQ(guarded, 2000u);
+    EXPECT_EQ(lock.holdCount, 2000u);
+    EXPECT_EQ(lock.sites.Find("odd")->value->holdCount, 1000u);
     EXPECT_EQ(lock.recursionCount, 0u);
+}
+
+using Map = KivGuiBase::SkipListMap<int, KivGuiBase::ByteOrder>;
+
+TEST_F(LockGuardTest, ASlowTableIsReportedOnceAndEmptyAtTheEnd) {
+    static LazyTable<Map> inner("inner", [](Map& map) {
+        now += 4 * kMillisecond;
+        map.FindOrInsert("key");
+    });
+    static LazyTable<Map> outer("outer", [](Map& map) {
+        now += 3 * kMillisecond;
+        map.FindOrInsert("key")->value = inner.Get().Find("key") != nullptr ? 1 : 0;
+    });
+    watched_ = &KivGuiBase::GetLazyStaticLock();
+    watched_->keepsStatistics = true;
+    LockInfo::SetUnknownCriticalSectionThreshold(6);
+    EXPECT_EQ(outer.Get().Find("key")->value, 1);
+    EXPECT_EQ(&outer.Get(), &outer.Get());
+    watched_->keepsStatistics = false;
+    ASSERT_EQ(events_.size(), 1u);
+    EXPECT_EQ(events_[0], " lockname=LazyStatic locksite=outer calltime_ms=7 threshold_ms=6");
+    { const LazyTable<Map>::Emptier emptier(outer); }
+    EXPECT_EQ(outer.Get().Find("key"), nullptr);
+}
+
+TEST(LazyTableRaceTest, FirstUsersAtOnceGetOneWholeTable) {
+    static std::atomic<int> builds;
+    builds = 0;
+    static LazyTable<Map> table("raced", [](Map& map) {
+        ++builds;
+        for (int i = 0; i < 5000; ++i) map.FindOrInsert(KivGuiBase::FmtArgs("%d", i));
+    });
+    std::latch start(4);
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            EXPECT_EQ(std::distance(table.Get().begin(), table.Get().end()), 5000);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(builds, 1);
 }
 
 }  // namespace

@@ -1,119 +1,70 @@
-#include "mime/mime.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
-#include <string_view>
 
+#include "mime/mime.h"
 #include "support/temp_folder.h"
 
 namespace MIME {
 namespace {
 
-using Test::ReadWholeFile;
-using Test::TempFolder;
-using Test::WriteWholeFile;
+using namespace Test;
 
 class DataTest : public testing::Test {
 protected:
-    bool Exists(const char* name) const { return std::filesystem::exists(folder_.At(name)); }
-
+    /// Makes `data` a body with a file that it owns and that holds its own name.
+    void Fill(Data& data, const char* name) const {
+        WriteWholeFile(folder_.At(name), name);
+        data.content = "content";
+        data.encoded = data.topLevel = data.ownsFile = true;
+        data.file = File(AnsiStr(folder_.At(name)));
+    }
+    static std::string Read(const Data& data) {
+        return ReadWholeFile(std::string(data.file.GetPath()));
+    }
     TempFolder folder_;
 };
 
 TEST_F(DataTest, DeletesTheFileItOwnsAndNoOther) {
-    struct Case {
-        const char* why;
-        bool ownsFile;
-        void (*end)(Data& data);
-    };
-    const Case cases[] = {
-        {"destroyed", true, [](Data&) {}},
-        {"destroyed, not owned", false, [](Data&) {}},
-        {"overwritten", true, [](Data& data) { data = Data(); }},
-        {"overwritten, not owned", false, [](Data& data) { data = Data(); }},
-    };
-    for (const Case& c : cases) {
-        WriteWholeFile(folder_.At("file"), "text");
-        {
-            Data data;
-            data.file = File(AnsiStr(folder_.At("file")));
-            data.ownsFile = c.ownsFile;
-            c.end(data);
-        }
-        EXPECT_EQ(Exists("file"), !c.ownsFile) << c.why;
+    for (const bool ownsFile : {true, false}) {
+        Data data;
+        Fill(data, "file");
+        data.ownsFile = ownsFile;
+        data = Data();
+        EXPECT_EQ(std::filesystem::exists(folder_.At("file")), !ownsFile);
     }
-    Data nothing;
-    nothing.ownsFile = true;  // and no path: there is nothing to delete
-    nothing = Data();
-    EXPECT_FALSE(nothing.ownsFile);
 }
 
 TEST_F(DataTest, ACopyOfAnOwnedFileIsAFileOfItsOwn) {
-    WriteWholeFile(folder_.At("photo.jpeg"), "the photo");
-    auto original = std::make_unique<Data>();
-    original->file = File(AnsiStr(folder_.At("photo.jpeg")));
-    original->ownsFile = true;
-    original->encoded = true;
-    original->topLevel = true;
-    original->content = "content";
-
-    auto copy = std::make_unique<Data>(*original);
-    EXPECT_TRUE(copy->encoded && copy->topLevel && copy->ownsFile);
-    EXPECT_EQ(copy->content, "content");
-    const std::string path(copy->file.GetPath());
-    EXPECT_NE(path, folder_.At("photo.jpeg"));
-    EXPECT_TRUE(path.starts_with(folder_.GetPath() + "/") && path.ends_with(".jpeg")) << path;
-    EXPECT_EQ(ReadWholeFile(path), "the photo");
-
-    const Data second = *copy;
-    copy.reset();
-    EXPECT_FALSE(std::filesystem::exists(path));
-    original.reset();
-    EXPECT_EQ(ReadWholeFile(std::string_view(second.file.GetPath())), "the photo");
-    EXPECT_EQ(folder_.List().size(), 1u);
-}
-
-TEST_F(DataTest, ACopyOfAFileThatIsNotOwnedSharesIt) {
     Data original;
-    original.file = File(AnsiStr(folder_.At("anywhere")));
-    const Data copy = original;
-    EXPECT_EQ(copy.file.GetPath(), original.file.GetPath());
-    EXPECT_FALSE(copy.ownsFile);
+    Fill(original, "photo.jpeg");
+    Data copy = original;
+    EXPECT_TRUE(copy.encoded && copy.topLevel && copy.ownsFile);
+    EXPECT_EQ(copy.content, "content");
+    EXPECT_TRUE(std::string(copy.file.GetPath()).ends_with(".jpeg"));
+    original = Data();
+    EXPECT_EQ(Read(copy), "photo.jpeg");
+    EXPECT_EQ(folder_.List().size(), 1u);
+
+    const Data& self = copy;
+    copy = self;
+    EXPECT_EQ(Read(copy), "photo.jpeg") << "itself";
+    Data target;
+    Fill(target, "old");
+    target = copy;
+    EXPECT_FALSE(std::filesystem::exists(folder_.At("old")));
+    EXPECT_EQ(Read(target), "photo.jpeg");
+    EXPECT_EQ(folder_.List().size(), 2u);
 }
 
-TEST_F(DataTest, ACopyOfAFileThatIsGoneHasNone) {
+TEST_F(DataTest, ACopyOfAFileThatIsNotOwnedSharesItAndOfOneThatIsGoneHasNone) {
     Data original;
     original.file = File(AnsiStr(folder_.At("missing")));
+    EXPECT_EQ(Data(original).file.GetPath(), original.file.GetPath());
     original.ownsFile = true;
-    original.content = "content";
-    const Data copy = original;
-    EXPECT_TRUE(copy.file.IsEmpty());
-    EXPECT_TRUE(copy.ownsFile);
-    EXPECT_EQ(copy.content, "content");
+    EXPECT_TRUE(Data(original).file.IsEmpty());
     EXPECT_TRUE(folder_.List().empty()) << "no half of a copy stays";
-}
-
-TEST_F(DataTest, AssigningOverAnOwnedFileDeletesIt) {
-    WriteWholeFile(folder_.At("old"), "old");
-    WriteWholeFile(folder_.At("new"), "new");
-    Data target;
-    target.file = File(AnsiStr(folder_.At("old")));
-    target.ownsFile = true;
-    Data source;
-    source.file = File(AnsiStr(folder_.At("new")));
-    source.ownsFile = true;
-
-    const Data& self = target;
-    target = self;
-    EXPECT_EQ(ReadWholeFile(folder_.At("old")), "old") << "itself";
-    EXPECT_EQ(target.file.GetPath(), folder_.At("old"));
-    target = source;
-    EXPECT_FALSE(Exists("old"));
-    EXPECT_TRUE(Exists("new"));
-    EXPECT_EQ(ReadWholeFile(std::string_view(target.file.GetPath())), "new");
 }
 
 }  // namespace

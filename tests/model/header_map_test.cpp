@@ -34,26 +34,17 @@ void SetParameter(HeaderValue& field, const char* name, const char* value, bool 
     parameter.raw = raw;
 }
 
-TEST(HeaderMapTest, FieldsStandInAlphabeticalOrder) {
+TEST(HeaderMapTest, LookingUpRespellsAndAddsInAlphabeticalOrder) {
     HeaderMap headers;
     Set(headers, "Subject", "s");
-    Set(headers, "content-type", "text/plain");
-    Set(headers, "From", "f");
-    EXPECT_EQ(Show(headers), "content-type: text/plain\nFrom: f\nSubject: s\n");
-}
-
-TEST(HeaderMapTest, LookingUpRespellsAndAdds) {
-    HeaderMap headers;
-    HeaderValue& type = Set(headers, "content-type", "multipart/mixed");
-    SetParameter(type, "boundary", "b");
-    EXPECT_EQ(headers.FindOrInsert("Content-Type")->value.value, "multipart/mixed");
-    EXPECT_EQ(headers.FindOrInsert(Header::Content_Transfer_Encoding)->value.value, "");
-    EXPECT_EQ(type.parameters.Find("BOUNDARY")->value.value, "b");
+    SetParameter(Set(headers, "content-type", "multipart/mixed"), "boundary", "b");
+    HeaderValue& type = headers.FindOrInsert("Content-Type")->value;
     EXPECT_EQ(type.parameters.FindOrInsert("Boundary")->value.value, "b");
-    EXPECT_EQ(type.parameters.FindOrInsert("x")->value.raw, false);
+    headers.FindOrInsert(Header::Content_Transfer_Encoding);
     EXPECT_EQ(std::as_const(headers).Find("X-Nothing"), nullptr);
-    EXPECT_EQ(Show(headers),
-              "Content-Transfer-Encoding: \nContent-Type: multipart/mixed; Boundary=b; x=\n");
+    EXPECT_EQ(
+        Show(headers),
+        "Content-Transfer-Encoding: \nContent-Type: multipart/mixed; Boundary=b\nSubject: s\n");
 }
 
 TEST(HeaderMapTest, CopyingTakesFieldsWithExactlyTheirParameters) {
@@ -71,10 +62,6 @@ TEST(HeaderMapTest, CopyingTakesFieldsWithExactlyTheirParameters) {
     EXPECT_EQ(Show(target), want);
     ASSERT_TRUE(target.CopyFrom(target));
     EXPECT_EQ(Show(target), want) << "itself";
-
-    Set(target, "Subject", "changed");
-    SetParameter(Set(target, "Content-Type", "changed"), "format", "changed");
-    EXPECT_EQ(Show(source), "content-type: text/html; format=flowed|raw\nSubject: new\n");
 }
 
 TEST(ParameterMapTest, CopyingKeepsParametersOfOtherNames) {

@@ -1,105 +1,121 @@
-#include "mime/mime.h"
-
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
 
+#include "mime/mime.h"
+#include "support/base64_reference.h"
+#include "support/bytes.h"
 #include "support/temp_folder.h"
 
 namespace MIME {
 namespace {
 
-using Test::TempFolder;
-using Test::WriteWholeFile;
+using namespace Test;
 
-/// A child whose body file is deleted with it, so that the folder shows who is alive.
-Part* NewChild(const TempFolder& folder, const std::string& name) {
-    WriteWholeFile(folder.At(name), name);
-    auto* child = new Part;
-    child->data.file = File(AnsiStr(folder.At(name)));
-    child->data.ownsFile = true;
-    return child;
-}
-
-TEST(PartTest, AChildMakesAPartMultipart) {
-    Part parent;
-    parent.info.contentType.str = "multipart/related";
-    auto* first = new Part;
-    parent.AddPart(first);
-    const AnsiStr boundary = parent.info.boundary;
-    EXPECT_EQ(boundary.GetLength(), 40u);
-    EXPECT_EQ(boundary.Copy(8), "=_Qvm_=-");
-    EXPECT_EQ(parent.info.contentType.str, "multipart/related");
-    EXPECT_TRUE(parent.headers.IsEmpty());
-    EXPECT_TRUE(first->info.boundary.IsEmpty());
-    parent.AddPart(new Part);
-    EXPECT_EQ(parent.info.boundary, boundary) << "the first child settles it";
-
-    Part read;
-    read.info.boundary = "theirs";
-    read.AddPart(new Part);
-    EXPECT_EQ(read.info.boundary, "theirs");
-}
-
-TEST(PartTest, ChildrenStayInOrder) {
-    Part parent;
-    Part* children[25];
-    for (Part*& child : children) parent.AddPart(child = new Part);
-    ASSERT_EQ(parent.parts.GetCount(), 25u);
-    for (unsigned i = 0; i < 25; ++i) EXPECT_EQ(parent.parts[i], children[i]) << i;
-}
-
-TEST(PartTest, TheWholeTreeGoesWithItsRoot) {
-    const TempFolder folder;
-    {
-        Part root;
-        for (const char* name : {"a", "b", "c"}) {
-            Part* child = NewChild(folder, name);
-            root.AddPart(child);
-            for (const char* suffix : {"1", "2"}) {
-                Part* grandchild = NewChild(folder, std::string(name) + suffix);
-                child->AddPart(grandchild);
-                grandchild->AddPart(NewChild(folder, std::string(name) + suffix + "x"));
-            }
-        }
-        EXPECT_EQ(folder.List().size(), 15u);
+class PartTest : public testing::Test {
+protected:
+    bool SetContent(Part& part, std::string_view content, const ContentType& type) const {
+        WriteWholeFile(folder_.At("content"), content);
+        MemoryFile file;
+        EXPECT_TRUE(file.Open(File(AnsiStr(folder_.At("content"))), MemoryFile::Mode::read));
+        return part.SetContent(file, type);
     }
-    EXPECT_TRUE(folder.List().empty()) << folder.List().front();
+    /// A child whose body file is deleted with it, so that the folder shows who is alive.
+    Part* NewChild(const std::string& name) const {
+        WriteWholeFile(folder_.At(name), name);
+        auto* child = new Part;
+        child->data.file = File(AnsiStr(folder_.At(name)));
+        child->data.ownsFile = true;
+        return child;
+    }
+    TempFolder folder_;
+};
+
+TEST_F(PartTest, TheTypeKeyChoosesTheEncoding) {
+    struct Case {
+        ContentType type;
+        std::string_view content;
+        bool isText;
+        std::string_view want;
+    };
+    const Case cases[] = {
+        {{"", Type::text, SubType::html}, "a.b", true, "a=2Eb"},
+        {{"text/x-y", Type::text, SubType::invalid}, "=", true, "=3D"},
+        {{"text/plain", Type::invalid, SubType::invalid}, "a", false, "YQ=="},
+        {{"", Type::image, SubType::png}, {"\0\xFF.", 3}, false, "AP8u"},
+        {{"", Type::text, SubType::plain}, "", true, ""},
+    };
+    Part part;  // each case replaces what the one before has set
+    HeaderValue& field = part.headers.FindOrInsert("content-transfer-encoding")->value;
+    field.parameters.FindOrInsert("x")->value.value = "stays";
+    for (const Case& c : cases) {
+        ASSERT_TRUE(SetContent(part, c.content, c.type)) << c.want;
+        EXPECT_EQ(part.data.content, c.want);
+        EXPECT_TRUE(part.data.encoded) << c.want;
+        EXPECT_EQ(part.info.transferEncoding,
+                  c.isText ? TransferEncoding::quoted_printable : TransferEncoding::base64);
+        EXPECT_EQ(field.value, c.isText ? "quoted-printable" : "base64");
+        EXPECT_EQ(part.info.contentType.GetStr(), c.type.GetStr());
+        EXPECT_EQ(part.info.contentType.type, c.type.type);
+    }
+    EXPECT_EQ(field.parameters.Find("x")->value.value, "stays");
+    const std::string large = Random(1).Bytes(100'000);
+    ASSERT_TRUE(SetContent(part, large, {"", Type::image, SubType::png}));
+    EXPECT_EQ(part.data.content, ReferenceEncodeBase64(large, 76, "\r\n"));
 }
 
-TEST(PartTest, ATreeMayBeDeeperThanTheStack) {
-    constexpr int kDepth = 300'000;
-    const TempFolder folder;
+// A file with a hole of 4 GiB takes no room on the disk.
+TEST_F(PartTest, TooMuchContentChangesNothing) {
+    WriteWholeFile(folder_.At("huge"), "");
+    std::error_code error;
+    std::filesystem::resize_file(folder_.At("huge"), uintmax_t{1} << 32, error);
+    MemoryFile file;
+    if (error || !file.Open(File(AnsiStr(folder_.At("huge"))), MemoryFile::Mode::read)) {
+        GTEST_SKIP() << "no file of 4 GiB";
+    }
+    Part part;
+    EXPECT_FALSE(part.SetContent(file, {"", Type::text, SubType::plain}));
+    EXPECT_EQ(part.info.contentType.type, Type::invalid);
+    EXPECT_TRUE(part.headers.IsEmpty());
+    EXPECT_FALSE(part.data.encoded);
+}
+
+TEST_F(PartTest, EveryBoundaryIsNewAndTheFirstChildSettlesIt) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 1000; ++i) {
+        Part part;
+        part.AddPart(new Part);
+        const std::string boundary(part.info.boundary);
+        ASSERT_EQ(boundary.size(), 40u);
+        ASSERT_EQ(boundary.substr(0, 8), "=_Qvm_=-");
+        ASSERT_EQ(boundary.find_first_not_of("0123456789ABCDEF", 8), std::string::npos) << boundary;
+        EXPECT_TRUE(seen.insert(boundary).second);
+        part.AddPart(new Part);
+        EXPECT_EQ(part.info.boundary, boundary);
+    }
+}
+
+TEST_F(PartTest, TheWholeTreeGoesWithItsRootHoweverDeep) {
     auto root = std::make_unique<Part>();
     Part* part = root.get();
-    for (int i = 0; i < kDepth; ++i) {
+    for (int i = 0; i < 300'000; ++i) {  // recursion would end the process
         auto* child = new Part;
         part->parts.Add(child);
         if (i % 1000 == 0) part->parts.Add(new Part);
+        if (i % 1000 == 1) part->parts.Add(nullptr);
         part = child;
     }
-    part->AddPart(NewChild(folder, "deepest"));
-    root.reset();  // recursion would end the process here
-    EXPECT_TRUE(folder.List().empty());
-}
-
-TEST(PartTest, OddChildrenAreDestroyedWithoutHarm) {
-    const TempFolder folder;
-    SharedArray<Part*> kept;
-    {
-        Part root;
-        root.parts.Add(nullptr);
-        Part* child = NewChild(folder, "child");
-        root.parts.Add(child);
-        root.parts.Add(nullptr);
-        for (unsigned i = 0; i < 30; ++i) {
-            child->AddPart(NewChild(folder, "grandchild" + std::to_string(i)));
-        }
-        kept = child->parts;  // a host may hold the array itself; the children are not its own
-    }
-    EXPECT_TRUE(folder.List().empty());
-    EXPECT_EQ(kept.GetCount(), 30u);
+    for (const char* name : {"a", "b", "c"}) part->AddPart(NewChild(name));
+    part->parts[1]->AddPart(NewChild("grandchild"));
+    const SharedArray<Part*> kept = part->parts;  // a host may hold the array, not the children
+    EXPECT_EQ(folder_.List().size(), 4u);
+    root.reset();
+    EXPECT_TRUE(folder_.List().empty());
+    EXPECT_EQ(kept.GetCount(), 3u);
 }
 
 }  // namespace

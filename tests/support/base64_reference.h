@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -14,23 +15,18 @@ inline constexpr std::string_view kBase64Alphabet =
 inline std::string ReferenceEncodeBase64(std::string_view bytes, size_t lineLength = 0,
                                          std::string_view separator = "") {
     std::string bits;
-    for (const char c : bytes) {
-        for (int i = 7; i >= 0; --i)
-            bits += (static_cast<unsigned char>(c) >> i & 1) != 0 ? '1' : '0';
-    }
+    for (const unsigned char byte : bytes) bits += std::bitset<8>(byte).to_string();
     while (bits.size() % 6 != 0) bits += '0';
     std::string text;
     for (size_t i = 0; i < bits.size(); i += 6) {
-        text += kBase64Alphabet[std::stoul(bits.substr(i, 6), nullptr, 2)];
+        text += kBase64Alphabet[std::bitset<6>(bits, i, 6).to_ulong()];
     }
     while (text.size() % 4 != 0) text += '=';
     if (lineLength == 0) return text;
-    std::string lines;
-    for (size_t i = 0; i < text.size(); i += lineLength) {
-        if (i != 0) lines += separator;
-        lines += text.substr(i, lineLength);
+    for (size_t i = lineLength; i < text.size(); i += lineLength + separator.size()) {
+        text.insert(i, separator);
     }
-    return lines;
+    return text;
 }
 
 /// @return nothing for a text that is not valid once the `skipped` characters are gone.
@@ -41,20 +37,16 @@ inline std::optional<std::string> ReferenceDecodeBase64(std::string_view text,
         if (skipped.find(c) == std::string_view::npos) characters += c;
     }
     if (characters.size() % 4 != 0) return std::nullopt;
-    size_t padding = 0;
-    while (padding < 2 && !characters.empty() && characters.back() == '=') {
-        characters.pop_back();
-        ++padding;
-    }
+    for (int i = 0; i < 2 && characters.ends_with('='); ++i) characters.pop_back();
     std::string bits;
     for (const char c : characters) {
         const size_t value = kBase64Alphabet.find(c);
         if (value == std::string_view::npos) return std::nullopt;
-        for (int i = 5; i >= 0; --i) bits += (value >> i & 1) != 0 ? '1' : '0';
+        bits += std::bitset<6>(value).to_string();
     }
     std::string bytes;
     for (size_t i = 0; i + 8 <= bits.size(); i += 8) {
-        bytes += static_cast<char>(std::stoul(bits.substr(i, 8), nullptr, 2));
+        bytes += static_cast<char>(std::bitset<8>(bits, i, 8).to_ulong());
     }
     return bytes;
 }

@@ -15,14 +15,9 @@ inline std::string Escape(std::string_view text) {
     std::string shown;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c == '\r') {
-            shown += "\\r";
-        } else if (c == '\n') {
-            shown += "\\n";
-        } else if (c == '\t') {
-            shown += "\\t";
-        } else if (c == '\\' || c == '"') {
-            shown += {'\\', c};
+        const size_t named = std::string_view("\r\n\t\\\"").find(c);
+        if (named != std::string_view::npos) {
+            shown += {'\\', "rnt\\\""[named]};
         } else if (byte < 0x20 || byte >= 0x7F) {
             shown += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
         } else {
@@ -60,17 +55,16 @@ private:
 /// first, shorter ones before longer ones.
 template <class Visit>
 void ForEachText(std::string_view alphabet, size_t maxLength, Visit visit) {
-    for (size_t length = 0; length <= maxLength; ++length) {
-        std::string text(length, alphabet.front());
-        std::string digits(length, '\0');  // the places of the characters in the alphabet
-        for (bool more = true; more;) {
-            visit(std::string_view(text));
-            more = false;
-            for (size_t i = length; i-- > 0 && !more;) {
-                more = static_cast<size_t>(++digits[i]) < alphabet.size();
-                if (!more) digits[i] = 0;
-                text[i] = alphabet[static_cast<size_t>(digits[i])];
+    size_t count = 1;  // of texts of one length
+    for (size_t length = 0; length <= maxLength; ++length, count *= alphabet.size()) {
+        std::string text(length, '\0');
+        for (size_t number = 0; number < count; ++number) {
+            size_t rest = number;
+            for (char& c : text) {
+                c = alphabet[rest % alphabet.size()];
+                rest /= alphabet.size();
             }
+            visit(std::string_view(text));
         }
     }
 }

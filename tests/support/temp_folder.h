@@ -1,11 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -18,21 +18,13 @@ namespace MIME::Test {
 /// It goes with everything in it. For one thread; a process has one at a time, or nested ones.
 class TempFolder {
 public:
-    TempFolder() {
-        std::string path = std::filesystem::temp_directory_path() / "kivmime-test-XXXXXX";
-        if (mkdtemp(path.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), path);
-        }
-        path_ = path;
-        if (const char* folder = std::getenv(kVariable)) before_.assign(1, folder);
-        setenv(kVariable, path_.c_str(), 1);
+    TempFolder() : path_(std::filesystem::temp_directory_path() / "kivmime-test-XXXXXX") {
+        if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
+        if (const char* folder = std::getenv("TMPDIR")) before_ = folder;
+        setenv("TMPDIR", path_.c_str(), 1);
     }
     ~TempFolder() {
-        if (before_.empty()) {
-            unsetenv(kVariable);
-        } else {
-            setenv(kVariable, before_.front().c_str(), 1);
-        }
+        before_ ? setenv("TMPDIR", before_->c_str(), 1) : unsetenv("TMPDIR");
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
@@ -54,10 +46,8 @@ public:
     }
 
 private:
-    static constexpr const char* kVariable = "TMPDIR";
-
     std::string path_;
-    std::vector<std::string> before_;  // the variable's value, when it was set
+    std::optional<std::string> before_;  // what TMPDIR was
 };
 
 /// The bytes of a file. A file that cannot be read ends the test.
