@@ -15,7 +15,7 @@ inline constexpr std::string_view kBase64Alphabet =
 inline std::string ReferenceEncodeBase64(std::string_view bytes, size_t lineLength = 0,
                                          std::string_view separator = "") {
     std::string bits;
-    for (const unsigned char byte : bytes) bits += std::bitset<8>(byte).to_string();
+    for (const char c : bytes) bits += std::bitset<8>(static_cast<unsigned char>(c)).to_string();
     while (bits.size() % 6 != 0) bits += '0';
     std::string text;
     for (size_t i = 0; i < bits.size(); i += 6) {
