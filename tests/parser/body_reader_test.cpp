@@ -16,7 +16,6 @@ using Test::Escape;
 using Test::Random;
 using Test::ReadWholeFile;
 using Test::ReferenceEncodeBase64;
-using Test::ShowFields;
 using Test::TempFolder;
 using Test::ToString;
 
@@ -350,18 +349,6 @@ TEST_F(BodyReaderTest, DecodesLargeBodies) {
 
 // --------------------------------------------------------------------------------------- files --
 
-TEST_F(BodyReaderTest, AddsTheFieldsItLooksUp) {
-    Part part;
-    MakeBodyFile(part.headers);
-    EXPECT_EQ(ShowFields(part.headers),
-              "Content-Disposition=; filename=|Content-ID=|Content-Type=");
-    Part named;
-    ParameterMap& parameters = named.headers.FindOrInsert("CONTENT-DISPOSITION")->value.parameters;
-    parameters.FindOrInsert("FileName")->value.value = "n";
-    MakeBodyFile(named.headers);
-    EXPECT_EQ(ShowFields(named.headers), "Content-Disposition=; filename=n");
-}
-
 TEST_F(BodyReaderTest, NamesFilesFromTheHeaders) {
     struct Case {
         const char* fileName;
@@ -397,17 +384,6 @@ TEST_F(BodyReaderTest, NamesFilesFromTheHeaders) {
         EXPECT_EQ(path.find('/', folder_.GetPath().size() + 1), std::string::npos) << path;
         EXPECT_NE(ToString(MakeBodyFile(headers).GetPath()), path);
     }
-}
-
-TEST_F(BodyReaderTest, LongNamesFit) {
-    Part part;
-    part.headers.FindOrInsert("Content-ID")->value.value = AnsiStr(std::string(100'000, 'x'));
-    part.info.transferEncoding = TransferEncoding::bit7;
-    Cursor cursor("text--b", 7);
-    Delimiter delimiter("b");
-    AnsiStr error;
-    EXPECT_TRUE(ReadBody(part, cursor, delimiter, error)) << error;
-    EXPECT_EQ(folder_.List().size(), 1u);
 }
 
 }  // namespace

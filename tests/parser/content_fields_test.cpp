@@ -10,7 +10,6 @@
 namespace MIME {
 namespace {
 
-using Test::ShowFields;
 using Test::ToString;
 
 AnsiStr SetType(Part& part, const char* value) {
@@ -99,14 +98,6 @@ TEST(ContentFieldsTest, TransferEncodings) {
         EXPECT_EQ(ToString(error), "unsupported transfer encoding \"" + std::string(text) + "\"");
         EXPECT_EQ(part.info.transferEncoding, TransferEncoding::bit7) << text;
     }
-}
-
-TEST(ContentFieldsTest, AddsTheFieldsItLooksUpAndTheirSpelling) {
-    Part part;
-    AnsiStr error;
-    part.headers.FindOrInsert("content-type")->value.value = "multipart/mixed";
-    EXPECT_TRUE(SetInfoFromHeaders(part, error));
-    EXPECT_EQ(ShowFields(part.headers), "Content-Transfer-Encoding=|Content-Type=multipart/mixed");
 }
 
 }  // namespace

@@ -75,33 +75,5 @@ TEST(DelimiterTest, FailsWithoutABoundaryLine) {
     }
 }
 
-// A boundary that is the beginning, the end or a repetition of what stands before it.
-TEST(DelimiterTest, FindsBoundariesMadeOfDashes) {
-    struct Case {
-        const char* boundary;
-        std::string_view line;
-        bool found;
-        bool last;
-    };
-    const Case cases[] = {
-        {"-", "---", true, false},        {"-", "--", false, false},
-        {"-", "-----", true, true},       {"--", "----", true, false},
-        {"--", "---", false, false},      {"--", "------", true, true},
-        {"-a", "----a", true, false},     {"a-", "--a-", true, false},
-        {"a-", "--a---", true, true},     {"a--", "--a--", true, false},
-        {"a", "--a--", true, true},       {"aa", "--a-aa", false, false},
-        {"a--a", "--a--a--", true, true},
-    };
-    for (const Case& c : cases) {
-        Delimiter delimiter(c.boundary);
-        const std::string text = std::string(c.line) + "\r\nx";
-        Cursor cursor(text.data(), text.size());
-        bool last = false;
-        AnsiStr error;
-        EXPECT_EQ(SkipToBoundary(cursor, delimiter, last, error), c.found) << c.line;
-        EXPECT_EQ(last, c.last) << c.boundary << " in " << c.line;
-    }
-}
-
 }  // namespace
 }  // namespace MIME

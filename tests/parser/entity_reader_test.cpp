@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <thread>
+#include <vector>
 
 #include "parser/reading.h"
 
@@ -124,13 +127,6 @@ TEST_F(EntityReaderTest, KeepsWhatStandsBeforeAFailure) {
     }
 }
 
-TEST_F(EntityReaderTest, FilesOfDiscardedEntitiesStay) {
-    const Reading got(kTop + "--a\r\n" + kInner + "--b\r\n" + Leaf("2") + "--b--\r\n");
-    EXPECT_FALSE(got.read);
-    ASSERT_EQ(folder_.List().size(), 1u);
-    EXPECT_EQ(ReadWholeFile(folder_.At(folder_.List().front())), "2");
-}
-
 TEST_F(EntityReaderTest, FillsEntities) {
     const std::string text = Lines({
         "content-type: multipart/mixed; boundary=xyz",
@@ -196,36 +192,32 @@ TEST_F(EntityReaderTest, ContentTypeMayTravelApart) {
 }
 
 TEST_F(EntityReaderTest, TheStartParameterNamesTheFirstChild) {
-    const auto read = [](const std::string& type, const std::string& end) {
-        std::string text;
-        for (const char* id : {"<1>", "<2>", "<1>", "<3>", "<R>", "<1>"}) {
-            text += "--a\r\nContent-ID: " + std::string(id) + "\r\n" + Leaf(id);
-        }
-        return ShowBodies(
-            Reading(text + end, ("multipart/related; boundary=a" + type).c_str()).part);
+    struct Case {
+        const char* why;
+        const char* start;
+        const char* end;
+        const char* bodies;
     };
-    constexpr const char* kInOrder = "([<1>][<2>][<1>][<3>][<R>][<1>])";
-    EXPECT_EQ(read("", "--a--"), kInOrder);
-    EXPECT_EQ(read("; start=\"<3>\"", "--a--"), "([<3>][<1>][<2>][<1>][<R>][<1>])");
-    EXPECT_EQ(read("; START=<2>", "--a--"), "([<2>][<1>][<1>][<3>][<R>][<1>])");
-    EXPECT_EQ(read("; start=\"<r>\"", "--a--"), kInOrder) << "case counts";
-    EXPECT_EQ(read("; start=3", "--a--"), kInOrder) << "so do the brackets";
-    EXPECT_EQ(read("; start=\"\"", "--a--"), kInOrder);
-    // A child that matches goes before those that came before it; also when reading fails later.
-    EXPECT_EQ(read("; start=\"<R>\"", ""), "([<R>][<1>][<2>][<1>][<3>])");
-    EXPECT_EQ(read("; start=\"<1>\"", "--a\r\n"), "([<1>][<1>][<1>][<2>][<3>][<R>])");
-}
-
-TEST_F(EntityReaderTest, ChildrenThatMatchStartComeInReverse) {
-    const Reading got(
-        "--a\r\nContent-ID: 1\r\nX: 1\r\n\r\n\r\n--a\r\ncontent-id: 1\r\nX: 2\r\n\r\n\r\n"
-        "--a\r\n\r\n\r\n--a--",
-        "multipart/related; boundary=a; start=1");
-    ASSERT_TRUE(got.read) << got.error;
-    ASSERT_EQ(got.part.parts.GetCount(), 3u);
-    EXPECT_EQ(got.part.parts[0]->headers.Find("X")->value.value, "2");
-    EXPECT_EQ(got.part.parts[1]->headers.Find("X")->value.value, "1");
-    EXPECT_NE(got.part.parts[2]->headers.Find("Content-ID"), nullptr);
+    const Case cases[] = {
+        {"no start", "", "--a--", "([1][2][3][4][5])"},
+        {"an empty start", "; start=\"\"", "--a--", "([1][2][3][4][5])"},
+        {"one child has it", "; start=\"<R>\"", "--a--", "([4][1][2][3][5])"},
+        {"the name's case does not count", "; START=<R>", "--a--", "([4][1][2][3][5])"},
+        {"the value's does", "; start=\"<r>\"", "--a--", "([1][2][3][4][5])"},
+        {"so do the brackets", "; start=R", "--a--", "([1][2][3][4][5])"},
+        {"each that has it goes before those read before", "; start=\"<1>\"", "--a--",
+         "([5][3][1][2][4])"},
+        {"also when reading fails later", "; start=\"<1>\"", "--a\r\n", "([5][3][1][2][4])"},
+    };
+    std::string text;
+    int number = 0;
+    for (const char* id : {"<1>", "<2>", "<1>", "<R>", "<1>"}) {
+        text += "--a\r\nContent-ID: " + std::string(id) + "\r\n" + Leaf(std::to_string(++number));
+    }
+    for (const Case& c : cases) {
+        const std::string type = std::string("multipart/related; boundary=a") + c.start;
+        EXPECT_EQ(ShowBodies(Reading(text + c.end, type.c_str()).part), c.bodies) << c.why;
+    }
 }
 
 TEST_F(EntityReaderTest, AddsToWhatIsThere) {
@@ -276,6 +268,26 @@ TEST_F(EntityReaderTest, AMissingTemporaryFolderFailsTheWrite) {
     EXPECT_EQ(got.error, "write failed (No such file or folder)");
     EXPECT_EQ(ShowBodies(got.part), "()");
     EXPECT_TRUE(Reading(kTop + "--a--").read) << "nothing to write";
+}
+
+// Different parts may be read at once: their files do not meet, though all have the same name.
+TEST_F(EntityReaderTest, ConcurrentReadsShareNothing) {
+    constexpr unsigned kThreads = 4;
+    constexpr unsigned kReads = 50;
+    std::atomic<unsigned> whole = 0;
+    const auto read = [&](unsigned number) {
+        const std::string body = "body of " + std::to_string(number);
+        const std::string head = "--a\r\nContent-Disposition: x; filename=same.txt\r\n";
+        for (unsigned i = 0; i < kReads; ++i) {
+            const Reading got(kTop + head + Leaf(body) + "--a--");
+            if (got.read && ShowBodies(got.part) == "([" + body + "])") ++whole;
+        }
+    };
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back(read, i);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(whole, kThreads * kReads);
+    EXPECT_EQ(folder_.List().size(), kThreads * kReads);
 }
 
 // -------------------------------------------------------------------------------------- scale --
