@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +31,17 @@ struct RewriteOptions {
     bool bodyOnly = false;  ///< leave the header block out and print the Content-Type value
 };
 int Rewrite(const RewriteOptions& options);
+
+struct BuildOptions {
+    std::vector<std::string> from, to, cc, bcc;  ///< address lists
+    std::string subject;
+    std::string text, html;  ///< paths, or "-" for standard input; empty: none
+    std::vector<std::string> inlineFiles, attachments;
+    std::string date, messageId;   ///< values of the fields; empty: made up
+    std::optional<uint64_t> seed;  ///< fixes what is made up
+    std::string target = "-";      ///< a path, or "-" for standard output
+};
+int Build(const BuildOptions& options);
 
 struct TypeOptions {
     std::vector<std::string> names;

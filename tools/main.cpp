@@ -1,4 +1,4 @@
-// kivmime: shows, extracts and rewrites MIME messages. docs/kivmime.md is its manual.
+// kivmime: shows, extracts, rewrites and builds MIME messages. docs/kivmime.md is its manual.
 
 #include <cstdio>
 #include <exception>
@@ -25,6 +25,7 @@ struct CommandLine {
     Tool::ShowOptions show;
     Tool::ExtractOptions extract;
     Tool::RewriteOptions rewrite;
+    Tool::BuildOptions build;
     Tool::TypeOptions type;
     std::function<int()> command;  ///< runs the subcommand that was given
 };
@@ -71,6 +72,46 @@ void AddRewrite(CLI::App& app, CommandLine& line) {
     });
 }
 
+/// An option that may be given several times, each time with one value or with several.
+CLI::Option* AddList(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+                     const std::string& help, bool severalAtOnce) {
+    return command.add_option(name, values, help)->allow_extra_args(severalAtOnce);
+}
+
+void AddBuildHeaders(CLI::App& command, Tool::BuildOptions& build) {
+    AddList(command, "--from", build.from, "The sender: one mailbox", false)->required();
+    AddList(command, "--to", build.to, "Recipients: an address list", false);
+    AddList(command, "--cc", build.cc, "More recipients", false);
+    AddList(command, "--bcc", build.bcc, "Recipients that the others are not to see", false);
+    command.add_option("--subject", build.subject, "The subject");
+    command.add_option("--date", build.date, "The value of Date; else the time of now");
+    command.add_option("--message-id", build.messageId, "The value of Message-ID");
+    command.add_option("--seed", build.seed, "The same message on every run; for tests");
+}
+
+void AddBuild(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("build", "Make a message");
+    Tool::BuildOptions& build = line.build;
+    AddBuildHeaders(command, build);
+    command.add_option("--text", build.text, "The text; - is standard input")->type_name("FILE");
+    command.add_option("--html", build.html, "The text as HTML")->type_name("FILE");
+    AddList(command, "--inline", build.inlineFiles, "Images that the HTML shows", true)
+        ->type_name("FILE");
+    AddList(command, "--attach", build.attachments, "Attachments", true)->type_name("FILE");
+    command.add_option("-o,--output", build.target, "The file; - is standard output")
+        ->type_name("OUT");
+    command.callback([&line] {
+        const Tool::BuildOptions& given = line.build;
+        if (given.text.empty() && given.html.empty() && given.attachments.empty()) {
+            throw CLI::ValidationError("build", "needs --text, --html or --attach");
+        }
+        if (!given.inlineFiles.empty() && given.html.empty()) {
+            throw CLI::ValidationError("--inline", "needs --html");
+        }
+        line.command = [&line] { return Tool::Build(line.build); };
+    });
+}
+
 void AddType(CLI::App& app, CommandLine& line) {
     CLI::App& command =
         *app.add_subcommand("type", "Look up media types by extension, and the other way round");
@@ -99,7 +140,7 @@ int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Shows, extracts and rewrites MIME messages.", "kivmime");
+    CLI::App app("Shows, extracts, rewrites and builds MIME messages.", "kivmime");
     app.require_subcommand(1);
     app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
     app.failure_message(CLI::FailureMessage::help);
@@ -107,6 +148,7 @@ int Run(int argc, char** argv) {
     AddShow(app, line);
     AddExtract(app, line);
     AddRewrite(app, line);
+    AddBuild(app, line);
     AddType(app, line);
     try {
         app.parse(argc, argv);

@@ -16,6 +16,13 @@ struct Source {
     std::optional<std::string> contentType;  ///< given when it travelled apart from the body
 };
 
+/// What messages call a file that the user names: its path, or "standard input" for "-".
+std::string GetShownName(const std::string& path);
+
+/// The file that the user names ("-" is standard input) as a plain file, which the library can map
+/// and look back in: a stream is copied to the path `copy`, which must be new. @throws Failure
+KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
+
 /// Reads a message; its bodies are files in the work folder. A stream is copied there first.
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
