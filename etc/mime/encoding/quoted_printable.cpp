@@ -1,6 +1,7 @@
 #include "mime/encoding/quoted_printable.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "mime/encoding/hex.h"
@@ -49,6 +50,26 @@ size_t CopyPlain(const char* next, const char* end, size_t limit, char* out) noe
     return std::min(count, limit);
 }
 
+/// What a byte becomes wherever an escape and a soft line break have room.
+struct Unit {
+    char text[4];
+    unsigned char length;  ///< 0 for white space and CR: it depends on what follows
+};
+
+constexpr std::array<Unit, 256> kUnits = [] {
+    std::array<Unit, 256> units{};
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        if (kQpLiteralBytes.Has(c)) {
+            units[byte] = {{c}, 1};
+        } else if (!IsBlank(c) && c != '\r') {
+            units[byte].length = kHexEscapeLength;
+            WriteHexEscape(kEscape, c, units[byte].text);
+        }
+    }
+    return units;
+}();
+
 /// Where an output line stands while it is built.
 struct LineState {
     const char* next;
@@ -79,6 +100,18 @@ struct LineState {
         WriteLineEnd();
     }
 };
+
+/// Puts the bytes behind a run, up to white space or CR. Literals and escapes go the same way,
+/// because in text that mixes them no processor can guess which comes next.
+void PutUnits(LineState& line) noexcept {
+    while (line.next != line.end && line.pos <= kLastEscape) {
+        const Unit& unit = kUnits[static_cast<unsigned char>(*line.next)];
+        if (unit.length == 0) return;
+        std::memcpy(line.out + line.pos, unit.text, sizeof unit.text);
+        line.pos += unit.length;
+        ++line.next;
+    }
+}
 
 /// The three ways to go on with a line after one byte; true when the line has ended.
 
@@ -143,6 +176,7 @@ unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
         if (plain > 0 && IsBlank(line.next[plain - 1])) --plain;
         line.next += plain;
         line.pos += static_cast<unsigned>(plain);
+        PutUnits(line);
     } while (line.next != end && !PutByte(line) && line.next != end && line.pos < kMaxLine);
     next = line.next;
     return line.pos;

@@ -2,46 +2,41 @@
 #include <vector>
 
 #include "mime/foundation/file_access.h"
+#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 #include "mime/serializer/body_writer.h"
 
 namespace MIME {
 
-using KivGuiBase::Growth;
-
 namespace {
 
-void AppendAtomOrQuoted(AnsiStr& text, const AnsiStr& value) noexcept {
-    if (Encoding::IsAtom(value)) {
-        text.Append(value, Growth::spare);
-    } else {
-        text.Append(Encoding::Quote(value), Growth::spare);
-    }
+void AppendAtomOrQuoted(TextBuilder& text, const AnsiStr& value) noexcept {
+    text.Append(Encoding::IsAtom(value) ? value : Encoding::Quote(value));
 }
 
 /// Appends a field's value and its parameters as they stand on a header line.
-void AppendValueText(AnsiStr& text, const HeaderValue& value) noexcept {
+void AppendValueText(TextBuilder& text, const HeaderValue& value) noexcept {
     AppendAtomOrQuoted(text, value.value);
     for (const ParameterMap::Node& parameter : value.parameters) {
-        text.Append("; ", Growth::spare);
-        text.Append(parameter.key, Growth::spare);
-        text.Append('=', Growth::spare);
+        text.Append("; ");
+        text.Append(parameter.key);
+        text.Append('=');
         AppendAtomOrQuoted(text, parameter.value.value);
     }
 }
 
-/// The header block with the empty line that ends it.
+/// The header block with the empty line that ends it; empty when it cannot be made.
 AnsiStr MakeHeaderBlock(const HeaderMap& headers) noexcept {
-    AnsiStr block;
+    TextBuilder block;
     for (const HeaderMap::Node& field : headers) {
         if (field.value.value.IsEmpty()) continue;
-        block.Append(field.key, Growth::spare);
-        block.Append(": ", Growth::spare);
+        block.Append(field.key);
+        block.Append(": ");
         AppendValueText(block, field.value);
-        block.Append("\r\n", Growth::spare);
+        block.Append("\r\n");
     }
-    block.Append("\r\n", Growth::spare);
-    return block;
+    block.Append("\r\n");
+    return block.Finish();
 }
 
 /// Writes entities, with a stack of its own for the depth of the tree.
@@ -60,8 +55,11 @@ public:
                 endsLine_ = false;
                 if (!closed) return false;
             } else {
-                const Part& child = *level.part->parts[level.next++];
-                if (!WriteBoundaryLine(*level.part, "\r\n") || !Begin(child, true)) return false;
+                const Part* child = level.part->parts[level.next++];
+                if (child == nullptr || !WriteBoundaryLine(*level.part, "\r\n") ||
+                    !Begin(*child, true)) {
+                    return false;
+                }
             }
         }
         return true;
@@ -79,10 +77,15 @@ private:
     bool Begin(const Part& part, bool writeHeaders) {
         endsLine_ = false;
         if (!part.rawText.IsEmpty()) return out_.Write(part.rawText);
-        if (writeHeaders && !out_.Write(MakeHeaderBlock(part.headers))) return false;
+        if (writeHeaders && !WriteHeaderBlock(part.headers)) return false;
         if (part.parts.IsEmpty()) return WriteBody(part, out_, endsLine_);
         levels_.push_back({&part, part.parts.GetCount()});
         return true;
+    }
+
+    bool WriteHeaderBlock(const HeaderMap& headers) noexcept {
+        const AnsiStr block = MakeHeaderBlock(headers);
+        return !block.IsEmpty() && out_.Write(block);
     }
 
     bool WriteBoundaryLine(const Part& part, const char* end) noexcept {
@@ -101,8 +104,9 @@ bool Part::Write(const File& target, AnsiStr* contentTypeOut) noexcept {
         *contentTypeOut = AnsiStr();
         const HeaderMap::Node* type = headers.FindOrInsert(Header::Content_Type);
         if (type == nullptr) return false;
-        AppendValueText(*contentTypeOut, type->value);
-        contentTypeOut->Shrink();
+        TextBuilder text;
+        AppendValueText(text, type->value);
+        *contentTypeOut = text.Finish();
     }
     FileAccess out(target);
     if (!out.OpenDiskFileForWriting()) return false;

@@ -43,9 +43,9 @@ public:
                 AppendDelimiter(*level.part, "--\r\n");
                 levels_.pop_back();
             } else {
-                const Part& child = *level.part->parts[level.next++];
+                const Part* child = level.part->parts[level.next++];
                 AppendDelimiter(*level.part, "\r\n");
-                if (!Begin(child, true)) return false;
+                if (child == nullptr || !Begin(*child, true)) return false;
             }
         }
         return true;
