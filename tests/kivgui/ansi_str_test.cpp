@@ -12,19 +12,12 @@
 namespace KivGuiBase {
 namespace {
 
-TEST(AnsiStrTest, NullHandleReadsAsTheEmptyText) {
-    AnsiStr texts[] = {AnsiStr(), AnsiStr(static_cast<const char*>(nullptr)), AnsiStr("x", 0)};
-    for (AnsiStr& text : texts) {
-        text.Shrink();
-        text.Trunc(3).Delete(0, 1).ToLower();
-        EXPECT_STREQ(text.GetStr(), "");
-        EXPECT_EQ(text.Copy(0, 5), "");
-        EXPECT_EQ(text.Find('\0'), AnsiStr::kMaxLength);
-        EXPECT_EQ(text.FindLast('\0'), AnsiStr::kMaxLength);
-    }
-}
-
-TEST(AnsiStrTest, OnlyTextWrittenThroughABufferEndsAtItsNul) {
+TEST(AnsiStrTest, MadeOfNothingOfCountsAndOfBuffers) {
+    AnsiStr none(static_cast<const char*>(nullptr));
+    none.Trunc(3).Delete(0, 1).ToLower();
+    EXPECT_STREQ(none.GetStr(), "");
+    EXPECT_EQ(none.Find('\0'), AnsiStr::kMaxLength);
+    EXPECT_EQ(AnsiStr("\0a\0", 3).Append('b').Delete(1, 2), std::string_view("\0b", 2));
     char* buffer;
     AnsiStr filled(4, buffer);
     std::memcpy(buffer, "abcd", 4);
@@ -32,8 +25,6 @@ TEST(AnsiStrTest, OnlyTextWrittenThroughABufferEndsAtItsNul) {
     AnsiStr shorter(6, buffer);
     std::memcpy(buffer, "abc\0ef", 6);
     EXPECT_EQ(shorter.Append('!'), "abc!");
-    AnsiStr counted("\0a\0", 3);
-    EXPECT_EQ(counted.Append('b').Delete(1, 2), std::string_view("\0b", 2));
 }
 
 // Each change is made to a body of its own and to a shared one, whose other handle must not see it.
@@ -43,19 +34,15 @@ TEST(AnsiStrTest, ChangesLeaveOtherHandlesAlone) {
         const char* want;
     };
     const Case cases[] = {
-        {[](AnsiStr& s) { s += '!'; }, "Hello World!"},
         {[](AnsiStr& s) { s += s; }, "Hello WorldHello World"},
         {[](AnsiStr& s) { s += AnsiSubStr(s.GetStr() + 5, 6); }, "Hello World World"},
         {[](AnsiStr& s) { s = AnsiSubStr(s.GetStr() + 6, 3); }, "Wor"},
         {[](AnsiStr& s) { s = *&s; }, "Hello World"},
         {[](AnsiStr& s) { s.Trunc(4) += "p"; }, "Hellp"},
-        {[](AnsiStr& s) { s.Trunc(12); }, "Hello World"},
-        {[](AnsiStr& s) { s.Insert(0, '>'); }, ">Hello World"},
         {[](AnsiStr& s) { s.Insert(10, '-'); }, "Hello Worl-d"},
         {[](AnsiStr& s) { s.Insert(99, '!'); }, "Hello World!"},
         {[](AnsiStr& s) { s.Delete(4, 2); }, "HellWorld"},
         {[](AnsiStr& s) { s.Delete(5, 0xFFFFFFFF); }, "Hello"},
-        {[](AnsiStr& s) { s.Delete(11, 1); }, "Hello World"},
         {[](AnsiStr& s) { s = s.Copy(4, 3); }, "o W"},
         {[](AnsiStr& s) { s = s.Copy(6, AnsiStr::kToEnd); }, "World"},
         {[](AnsiStr& s) { s = s.Copy(AnsiStr::kToEnd, 1); }, ""},
@@ -105,42 +92,19 @@ TEST(AnsiStrTest, LengthsStopAt32Bits) {
     EXPECT_EQ(AnsiStr::Imp::GetExtendSize(0xFFFFFFF0, true), 0xFFFFFFFF);
 }
 
-TEST(AnsiStrTest, FindsCharactersFromBothEnds) {
-    constexpr unsigned kNone = AnsiStr::kMaxLength;
-    const AnsiStr text("aBcaBc");
-    EXPECT_EQ(text.Find('B', 1, false), 1u);
+TEST(AnsiStrTest, FindsAndComparesBytesAsUnsignedValues) {
+    const AnsiStr text("aBcaBc\xC9");
     EXPECT_EQ(text.Find('b', 2, true), 4u);
-    EXPECT_EQ(text.Find('b', 2, false), kNone);
-    EXPECT_EQ(text.Find('a', 6, false), kNone);
+    EXPECT_EQ(text.Find('b', 2, false), AnsiStr::kMaxLength);
+    EXPECT_EQ(text.Find('\xE9', 0, true), AnsiStr::kMaxLength) << "letters of ASCII only";
     EXPECT_EQ(text.FindLast('B', AnsiStr::kToEnd, false), 4u);
     EXPECT_EQ(text.FindLast('b', 3, true), 1u);
-    EXPECT_EQ(text.FindLast('a', 0, false), 0u);
-    EXPECT_EQ(AnsiStr("\xC9").Find('\xE9', 0, true), kNone) << "letters of ASCII only";
-}
-
-TEST(AnsiStrTest, ComparesBytesAsUnsignedValues) {
-    struct Case {
-        const char* a;
-        const char* b;
-        int exact;
-        int ignoringCase;
-    };
-    const Case cases[] =
-        {
-            {"", "a", -1, -1},     {"abc", "abcd", -1, -1}, {"abc", "ABC", 1, 0},
-            {"ABD", "abc", -1, 1}, {"\xE9", "z", 1, 1},     {"\xC9", "\xE9", -1, -1},
-            {"@", "`", -1, -1},  // 0x20 apart like "A" and "a", but no letters
-            {"Z", "_", -1, 1},   // folding makes lower-case letters, which stand behind "_"
-        };
-    const auto sign = [](int n) { return (n > 0) - (n < 0); };
-    for (const Case& c : cases) {
-        for (const bool fold : {false, true}) {
-            const int want = fold ? c.ignoringCase : c.exact;
-            EXPECT_EQ(sign(AnsiStr::Compare(c.a, c.b, fold)), want) << c.a << " " << c.b;
-            EXPECT_EQ(sign(AnsiStr::Compare(c.b, c.a, fold)), -want) << c.a << " " << c.b;
-            EXPECT_EQ(sign(AnsiStr::NCompare(c.a, c.b, 4, fold)), want) << c.a << " " << c.b;
-        }
-    }
+    EXPECT_LT(AnsiStr::Compare("ABD", "abc", false), 0);
+    EXPECT_GT(AnsiStr::Compare("ABD", "abc", true), 0);
+    EXPECT_GT(AnsiStr::Compare("\xE9", "z", true), 0);
+    EXPECT_GT(AnsiStr::Compare("Z", "_", true), 0) << "folded to a lower-case letter";
+    EXPECT_LT(AnsiStr::Compare("@", "`", true), 0) << "0x20 apart, but no letters";
+    EXPECT_EQ(AnsiStr::NCompare("Subject: a", "SUBJECT: b", 9, true), 0);
 }
 
 // Each thread has a handle of its own to one body, whose length is not known yet. All count it,
@@ -160,7 +124,6 @@ TEST(AnsiStrRaceTest, ThreadsShareABodyOfUnknownLength) {
                 const AnsiStr copy = own;
                 EXPECT_EQ(own.GetLength(), 150u);
                 own += 'y';
-                EXPECT_EQ(own.GetLength(), 151u);
                 EXPECT_EQ(copy.GetLength(), 150u);
             });
         }

@@ -5,13 +5,20 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kivgui/token_iterator.h"
 
 namespace KivGuiBase {
 namespace {
 
-TEST(ConvertTest, WritesBase16InLines) {
+TEST(ConvertTest, WritesBase16InLinesAndFormats) {
     EXPECT_EQ(Binary2B16Str("\x00\x01\x7F\x80\xAB\xFF", 6, 0, ", "), "00017F80ABFF");
     EXPECT_EQ(Binary2B16Str("\x12\x34\x56", 3, 4, ", "), "1234, 56");
+    EXPECT_EQ(FmtArgs("%s: %llu", "size", 18446744073709551615ull), "size: 18446744073709551615");
+    const std::string big(100'000, 'x');
+    EXPECT_EQ(FmtArgs("<%s>", big.c_str()), "<" + big + ">");
 }
 
 TEST(ConvertTest, ReadsDecimalNumbers) {
@@ -47,22 +54,11 @@ TEST(ConvertTest, ReadsDecimalNumbers) {
     }
 }
 
-TEST(ConvertTest, FormatsNumbersAndTexts) {
-    EXPECT_EQ(FmtArgs("%s: %llu", "size", 18446744073709551615ull), "size: 18446744073709551615");
-    const std::string big(100'000, 'x');
-    EXPECT_EQ(FmtArgs("<%s>", big.c_str()), "<" + big + ">");
-}
-
 TEST(ConvertTest, CleansTheEndsAndUndoesQuotedStrings) {
     EXPECT_EQ(CleanStr("\t\n\v\f\r a b \r\f\v\n\t"), "a b");
     EXPECT_EQ(CleanStr(" \t\r\n"), "");
-    struct Case {
-        std::string_view in;
-        std::string_view want;
-    };
-    const Case cases[] = {
+    const std::pair<std::string_view, std::string_view> cases[] = {
         {"\"a b\"", "a b"},
-        {"\"\"", ""},
         {"\"", "\""},
         {"\"abc", "\"abc"},
         {R"("a\"b\\c\d")", R"(a"b\cd)"},
@@ -72,7 +68,26 @@ TEST(ConvertTest, CleansTheEndsAndUndoesQuotedStrings) {
         {R"(a\b)", R"(a\b)"},
         {{"\"\\\0x\"", 5}, {"\0x", 2}},
     };
-    for (const Case& c : cases) EXPECT_EQ(ExtendedUnQuote(AnsiStr(c.in)), c.want) << c.in;
+    for (const auto& [text, want] : cases) EXPECT_EQ(ExtendedUnQuote(AnsiStr(text)), want);
+}
+
+TEST(TokenIteratorTest, SplitsAtSeparatorsOutsideQuotes) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {" a ; b\t,c", {" a ", " b\t", "c"}},
+        {"; ;a;\t\r\n;;b;", {"a", "b"}},
+        {R"(a="x\";y";b)", {R"(a="x\";y")", "b"}},
+        {R"(a="x\\";b)", {R"(a="x\\")", "b"}},
+        {R"(a\;b)", {R"(a\)", "b"}},
+        {R"(a"1;2"b"3;4"c;d)", {R"(a"1;2"b"3;4"c)", "d"}},
+        {"a;b=\"x;y", {"a", "b=\"x;y"}},
+        {"a;\"b\\", {"a", "\"b\\"}},
+    };
+    for (const auto& [text, want] : cases) {
+        std::vector<std::string> tokens;
+        TokenIterator it(text, ";,");
+        while (it.ToNext()) tokens.emplace_back(it.token);
+        EXPECT_EQ(tokens, want) << text;
+    }
 }
 
 }  // namespace

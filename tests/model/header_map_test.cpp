@@ -22,58 +22,38 @@ std::string Show(const HeaderMap& headers) {
     return all;
 }
 
-HeaderValue& Set(HeaderMap& headers, const char* name, const char* value) {
-    HeaderValue& field = headers.FindOrInsert(name)->value;
-    field.value = value;
-    return field;
-}
-
-void SetParameter(HeaderValue& field, const char* name, const char* value, bool raw = false) {
-    ParameterValue& parameter = field.parameters.FindOrInsert(name)->value;
+void Set(HeaderMap& headers, const char* field, const char* name, const char* value, bool raw) {
+    ParameterValue& parameter =
+        headers.FindOrInsert(field)->value.parameters.FindOrInsert(name)->value;
     parameter.value = value;
     parameter.raw = raw;
 }
 
-TEST(HeaderMapTest, LookingUpRespellsAndAddsInAlphabeticalOrder) {
-    HeaderMap headers;
-    Set(headers, "Subject", "s");
-    SetParameter(Set(headers, "content-type", "multipart/mixed"), "boundary", "b");
-    HeaderValue& type = headers.FindOrInsert("Content-Type")->value;
-    EXPECT_EQ(type.parameters.FindOrInsert("Boundary")->value.value, "b");
-    headers.FindOrInsert(Header::Content_Transfer_Encoding);
-    EXPECT_EQ(std::as_const(headers).Find("X-Nothing"), nullptr);
-    EXPECT_EQ(
-        Show(headers),
-        "Content-Transfer-Encoding: \nContent-Type: multipart/mixed; Boundary=b\nSubject: s\n");
-}
-
 TEST(HeaderMapTest, CopyingTakesFieldsWithExactlyTheirParameters) {
     HeaderMap source;
-    SetParameter(Set(source, "content-type", "text/html"), "format", "flowed", true);
-    Set(source, "Subject", "new");
+    Set(source, "content-type", "format", "flowed", true);
+    source.FindOrInsert("content-type")->value.value = "text/html";
+    source.FindOrInsert("Subject")->value.value = "new";
     HeaderMap target;
-    SetParameter(Set(target, "Content-Type", "text/plain"), "charset", "utf-8");
-    SetParameter(Set(target, "Subject", "old"), "x", "y");
-    Set(target, "Received", "stays");
-
+    Set(target, "Content-Type", "charset", "utf-8", false);
+    Set(target, "Subject", "x", "y", false);
+    target.FindOrInsert("Received")->value.value = "stays";
     ASSERT_TRUE(target.CopyFrom(source));
-    const char* want =
-        "content-type: text/html; format=flowed|raw\nReceived: stays\nSubject: new\n";
-    EXPECT_EQ(Show(target), want);
     ASSERT_TRUE(target.CopyFrom(target));
-    EXPECT_EQ(Show(target), want) << "itself";
+    target.FindOrInsert(Header::Content_Type);
+    EXPECT_EQ(Show(target),
+              "Content-Type: text/html; format=flowed|raw\nReceived: stays\nSubject: new\n");
 }
 
 TEST(ParameterMapTest, CopyingKeepsParametersOfOtherNames) {
     HeaderMap headers;
-    HeaderValue& source = Set(headers, "A", "a");
-    SetParameter(source, "Charset", "utf-8", true);
-    HeaderValue& target = Set(headers, "B", "b");
-    SetParameter(target, "charset", "ascii");
-    SetParameter(target, "name", "n");
-    ASSERT_TRUE(target.parameters.CopyFrom(source.parameters));
-    ASSERT_TRUE(target.parameters.CopyFrom(target.parameters));
-    EXPECT_EQ(Show(headers), "A: a; Charset=utf-8|raw\nB: b; Charset=utf-8|raw; name=n\n");
+    Set(headers, "A", "Charset", "utf-8", true);
+    Set(headers, "B", "charset", "ascii", false);
+    Set(headers, "B", "name", "n", false);
+    ParameterMap& target = headers.Find("b")->value.parameters;
+    ASSERT_TRUE(target.CopyFrom(headers.Find("a")->value.parameters));
+    ASSERT_TRUE(target.CopyFrom(target));
+    EXPECT_EQ(Show(headers), "A: ; Charset=utf-8|raw\nB: ; Charset=utf-8|raw; name=n\n");
 }
 
 }  // namespace

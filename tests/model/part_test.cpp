@@ -36,36 +36,34 @@ protected:
 };
 
 TEST_F(PartTest, TheTypeKeyChoosesTheEncoding) {
+    const std::string large = Random(1).Bytes(100'000);
     struct Case {
         ContentType type;
-        std::string_view content;
-        bool isText;
-        std::string_view want;
+        std::string content;
+        const char* encoding;
+        std::string want;
     };
     const Case cases[] = {
-        {{"", Type::text, SubType::html}, "a.b", true, "a=2Eb"},
-        {{"text/x-y", Type::text, SubType::invalid}, "=", true, "=3D"},
-        {{"text/plain", Type::invalid, SubType::invalid}, "a", false, "YQ=="},
-        {{"", Type::image, SubType::png}, {"\0\xFF.", 3}, false, "AP8u"},
-        {{"", Type::text, SubType::plain}, "", true, ""},
+        {{"text/x-y", Type::text, SubType::invalid}, "a.=", "quoted-printable", "a.=3D"},
+        {{"text/plain", Type::invalid, SubType::invalid}, "a", "base64", "YQ=="},
+        {{"", Type::text, SubType::plain}, "", "quoted-printable", ""},
+        {{"", Type::image, SubType::png},
+         large,
+         "base64",
+         ReferenceEncodeBase64(large, 76, "\r\n")},
     };
     Part part;  // each case replaces what the one before has set
     HeaderValue& field = part.headers.FindOrInsert("content-transfer-encoding")->value;
     field.parameters.FindOrInsert("x")->value.value = "stays";
     for (const Case& c : cases) {
-        ASSERT_TRUE(SetContent(part, c.content, c.type)) << c.want;
+        ASSERT_TRUE(SetContent(part, c.content, c.type));
         EXPECT_EQ(part.data.content, c.want);
-        EXPECT_TRUE(part.data.encoded) << c.want;
-        EXPECT_EQ(part.info.transferEncoding,
-                  c.isText ? TransferEncoding::quoted_printable : TransferEncoding::base64);
-        EXPECT_EQ(field.value, c.isText ? "quoted-printable" : "base64");
+        EXPECT_TRUE(part.data.encoded);
+        EXPECT_EQ(TransferEncoding::GetStr(part.info.transferEncoding), c.encoding);
+        EXPECT_EQ(field.value, c.encoding);
         EXPECT_EQ(part.info.contentType.GetStr(), c.type.GetStr());
-        EXPECT_EQ(part.info.contentType.type, c.type.type);
     }
     EXPECT_EQ(field.parameters.Find("x")->value.value, "stays");
-    const std::string large = Random(1).Bytes(100'000);
-    ASSERT_TRUE(SetContent(part, large, {"", Type::image, SubType::png}));
-    EXPECT_EQ(part.data.content, ReferenceEncodeBase64(large, 76, "\r\n"));
 }
 
 // A file with a hole of 4 GiB takes no room on the disk.
@@ -79,7 +77,6 @@ TEST_F(PartTest, TooMuchContentChangesNothing) {
     }
     Part part;
     EXPECT_FALSE(part.SetContent(file, {"", Type::text, SubType::plain}));
-    EXPECT_EQ(part.info.contentType.type, Type::invalid);
     EXPECT_TRUE(part.headers.IsEmpty());
     EXPECT_FALSE(part.data.encoded);
 }
@@ -105,8 +102,7 @@ TEST_F(PartTest, TheWholeTreeGoesWithItsRootHoweverDeep) {
     for (int i = 0; i < 300'000; ++i) {  // recursion would end the process
         auto* child = new Part;
         part->parts.Add(child);
-        if (i % 1000 == 0) part->parts.Add(new Part);
-        if (i % 1000 == 1) part->parts.Add(nullptr);
+        if (i % 1000 == 0) part->parts.Add(i % 2000 == 0 ? new Part : nullptr);
         part = child;
     }
     for (const char* name : {"a", "b", "c"}) part->AddPart(NewChild(name));

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -18,13 +17,12 @@ namespace MIME::Test {
 /// It goes with everything in it. For one thread; a process has one at a time, or nested ones.
 class TempFolder {
 public:
-    TempFolder() : path_(std::filesystem::temp_directory_path() / "kivmime-test-XXXXXX") {
+    TempFolder() {
         if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
-        if (const char* folder = std::getenv("TMPDIR")) before_ = folder;
         setenv("TMPDIR", path_.c_str(), 1);
     }
     ~TempFolder() {
-        before_ ? setenv("TMPDIR", before_->c_str(), 1) : unsetenv("TMPDIR");
+        setenv("TMPDIR", before_.c_str(), 1);
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
@@ -46,8 +44,8 @@ public:
     }
 
 private:
-    std::string path_;
-    std::optional<std::string> before_;  // what TMPDIR was
+    const std::string before_ = std::filesystem::temp_directory_path();
+    std::string path_ = before_ + "/kivmime-test-XXXXXX";
 };
 
 /// The bytes of a file. A file that cannot be read ends the test.

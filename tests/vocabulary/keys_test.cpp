@@ -14,38 +14,20 @@ std::string SubTypeText(unsigned value) {
     return std::string(SubType::GetStr(static_cast<SubType::keys>(value)));
 }
 
-TEST(KeysTest, TypesAndHeadersHaveTheirNumbers) {
-    const char* types[] = {"invalid", "application", "audio", "chemical", "image",        "message",
-                           "model",   "multipart",   "text",  "video",    "x_conference", "x_epoc"};
-    for (unsigned i = 0; i < std::size(types); ++i) {
-        EXPECT_EQ(Type::GetStr(static_cast<Type::keys>(i)), types[i]);
-    }
+TEST(KeysTest, KeysHaveTheirTexts) {
+    EXPECT_EQ(Type::GetStr(Type::application), "application");
+    EXPECT_EQ(Type::GetStr(static_cast<Type::keys>(11)), "x_epoc");
     EXPECT_EQ(Type::GetStr(static_cast<Type::keys>(12)), "");
     EXPECT_EQ(Header::GetStr(Header::Content_Transfer_Encoding), "Content-Transfer-Encoding");
-    EXPECT_EQ(Header::GetStr(static_cast<Header::keys>(9)), "Importance");
     EXPECT_EQ(Header::GetStr(static_cast<Header::keys>(15)), "Date");
     EXPECT_EQ(Header::GetStr(static_cast<Header::keys>(16)), "");
-}
-
-TEST(KeysTest, SubTypesHaveTheirNumbers) {
-    struct Case {
-        unsigned value;
-        const char* text;
-    };
-    const Case cases[] = {
-        {1, "32kadpcm"},
-        {50, "H261"},
-        {170, "h261"},
-        {296, "plain"},
-        {621, "vnd.qvm.weblaunch"},  // stands outside of the alphabet
-        {1253, "vnd.ms-outlook"},    // likewise
-        {1502, "zip"},
-        {1503, ""},
-        {0xFFFFFFFF, ""},
-    };
-    for (const Case& c : cases) EXPECT_EQ(SubTypeText(c.value), c.text) << c.value;
     EXPECT_EQ(SubType::n32kadpcm, 1u);
-    EXPECT_EQ(SubType::zip, 1502u);
+    EXPECT_EQ(SubTypeText(621), "vnd.qvm.weblaunch") << "stands outside of the alphabet";
+    EXPECT_EQ(SubTypeText(1502), "zip");
+    EXPECT_EQ(SubTypeText(1503), "");
+    EXPECT_EQ(SubTypeText(0xFFFFFFFF), "");
+    EXPECT_EQ(CanonicType(Type::x_conference, SubType::x_cooltalk), "x_conference/x-cooltalk");
+    EXPECT_EQ(CanonicType(static_cast<Type::keys>(12), SubType::plain), "/plain");
 }
 
 // Hosts store these numbers, so no row may move, vanish or change its case: the hash is over
@@ -63,13 +45,6 @@ TEST(KeysTest, NoSubTypeEverMoves) {
     }
     EXPECT_EQ(hash, 0x92FCA8CC1B4AD5A0);
     EXPECT_EQ(exact.size() - caseless.size(), 38u);
-}
-
-TEST(KeysTest, CanonicTypeJoinsWhatGetStrGives) {
-    EXPECT_EQ(CanonicType(Type::x_conference, SubType::x_cooltalk), "x_conference/x-cooltalk");
-    EXPECT_EQ(CanonicType(Type::invalid, SubType::invalid), "invalid/invalid");
-    EXPECT_EQ(CanonicType(static_cast<Type::keys>(12), SubType::plain), "/plain");
-    EXPECT_EQ(CanonicType(Type::text, static_cast<SubType::keys>(1503)), "text/");
 }
 
 }  // namespace
