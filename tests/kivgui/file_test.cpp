@@ -7,7 +7,6 @@
 
 #include "kivgui/disk_file.h"
 #include "kivgui/memory_file.h"
-#include "kivgui/stream.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
 
@@ -81,17 +80,6 @@ TEST_F(FileTest, MemoryFilesReadEverySize) {
     EXPECT_FALSE(file.Extend(1, 0)) << "nothing is open";
     ASSERT_TRUE(file.Open(At("file"), MemoryFile::Mode::create));
     EXPECT_FALSE(file.Extend(UINT64_MAX, 3)) << "passes 64 bits";
-}
-
-TEST_F(FileTest, StreamsTakeTextsThereAndBack) {
-    for (const size_t size : {0u, 1u, 0x3FFFu, 0x4000u, 0x4001u, 300'000u}) {
-        const std::string content = Random(size).Text(size, "abc\r\n");
-        WriteStream out(At("file"), WriteStreamMode::create);
-        ASSERT_TRUE(out.Write(content.c_str()) && out.Close());
-        AnsiStr text("before");
-        ASSERT_TRUE(ReadStream(At("file"), ReadStreamMode::read).Read(text));
-        EXPECT_TRUE(text == content) << size;
-    }
 }
 
 }  // namespace

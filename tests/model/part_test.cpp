@@ -24,13 +24,14 @@ protected:
         EXPECT_TRUE(file.Open(File(AnsiStr(folder_.At("content"))), MemoryFile::Mode::read));
         return part.SetContent(file, type);
     }
-    /// A child whose body file is deleted with it, so that the folder shows who is alive.
-    Part* NewChild(const std::string& name) const {
+    /// Makes `data` a body with a file that it owns, which is deleted with it.
+    void Fill(Data& data, const char* name) const {
         WriteWholeFile(folder_.At(name), name);
-        auto* child = new Part;
-        child->data.file = File(AnsiStr(folder_.At(name)));
-        child->data.ownsFile = true;
-        return child;
+        data.file = File(AnsiStr(folder_.At(name)));
+        data.ownsFile = data.encoded = true;
+    }
+    static std::string Read(const Data& data) {
+        return ReadWholeFile(std::string(data.file.GetPath()));
     }
     TempFolder folder_;
 };
@@ -44,7 +45,7 @@ TEST_F(PartTest, TheTypeKeyChoosesTheEncoding) {
         std::string want;
     };
     const Case cases[] = {
-        {{"text/x-y", Type::text, SubType::invalid}, "a.=", "quoted-printable", "a.=3D"},
+        {{"text/x-y", Type::text, SubType::invalid}, "a.=", "quoted-printable", "a=2E=3D"},
         {{"text/plain", Type::invalid, SubType::invalid}, "a", "base64", "YQ=="},
         {{"", Type::text, SubType::plain}, "", "quoted-printable", ""},
         {{"", Type::image, SubType::png},
@@ -105,13 +106,41 @@ TEST_F(PartTest, TheWholeTreeGoesWithItsRootHoweverDeep) {
         if (i % 1000 == 0) part->parts.Add(i % 2000 == 0 ? new Part : nullptr);
         part = child;
     }
-    for (const char* name : {"a", "b", "c"}) part->AddPart(NewChild(name));
-    part->parts[1]->AddPart(NewChild("grandchild"));
     const SharedArray<Part*> kept = part->parts;  // a host may hold the array, not the children
-    EXPECT_EQ(folder_.List().size(), 4u);
+    Fill(part->data, "deepest");
+    Fill(root->parts[1]->data, "second");
+    EXPECT_EQ(folder_.List().size(), 2u);
     root.reset();
     EXPECT_TRUE(folder_.List().empty());
-    EXPECT_EQ(kept.GetCount(), 3u);
+}
+
+TEST_F(PartTest, ACopyOfAnOwnedFileIsAFileOfItsOwn) {
+    Data original;
+    Fill(original, "photo.jpeg");
+    Data copy = original;
+    EXPECT_TRUE(copy.encoded && copy.ownsFile);
+    EXPECT_TRUE(std::string(copy.file.GetPath()).ends_with(".jpeg"));
+    original = Data();
+    EXPECT_EQ(folder_.List().size(), 1u);
+    const Data& self = copy;
+    copy = self;
+    EXPECT_EQ(Read(copy), "photo.jpeg") << "itself";
+    Data target;
+    Fill(target, "old");
+    target = copy;
+    EXPECT_FALSE(std::filesystem::exists(folder_.At("old")));
+    EXPECT_EQ(Read(target), "photo.jpeg");
+}
+
+TEST_F(PartTest, ACopyOfAFileThatIsNotOwnedSharesItAndOfOneThatIsGoneHasNone) {
+    WriteWholeFile(folder_.At("file"), "text");
+    Data original;
+    original.file = File(AnsiStr(folder_.At("file")));
+    EXPECT_EQ(Data(original).file.GetPath(), original.file.GetPath());
+    EXPECT_TRUE(original.file.Remove(false)) << "the copy has left it alone";
+    original.ownsFile = true;
+    EXPECT_TRUE(Data(original).file.IsEmpty());
+    EXPECT_TRUE(folder_.List().empty()) << "no half of a copy stays";
 }
 
 }  // namespace

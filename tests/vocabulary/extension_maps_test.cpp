@@ -51,24 +51,20 @@ TEST(ExtensionMapsTest, GetTypesFromExt) {
         unsigned subType;
     };
     const Case cases[] = {
-        {"ez", true, 1, 84},                                   // the first row
-        {"ice", true, 10, 1305},                               // the last row
-        {"properties", true, 8, 296},                          // not the preferred one of its row
-        {"sfd-hdstx", true, 1, 683},   {"mpd", true, 1, 121},  // looked up in this direction only
-        {"sdf", true, 1, 422},                                 // subtypes that differ in case alone
-        {"knp", true, 1, 743},         {"Z", true, 1, 1303},
-        {{"PDF\0X", 5}, true, 1, 279},                           // a text ends at its first NUL
-        {".pdf", false, 1, 268},       {"c cc", false, 1, 268},  // a list from a row
-        {"txt*", false, 1, 268},                                 // a row's mark
-        {"", false, 1, 268},           {"\xC3\x89Z", false, 1, 268},
+        {"ez", true, 1, 84},            // the first row
+        {"ice", true, 10, 1305},        // the last row
+        {"properties", true, 8, 296},   // not the preferred one of its row
+        {"knp", true, 1, 743},          // subtypes that differ in case alone
+        {{"PDF\0X", 5}, true, 1, 279},  // a text ends at its first NUL
+        {".pdf", false, 1, 268},        // octet-stream
+        {"c cc", false, 1, 268},        // a list from a row
+        {"txt*", false, 1, 268},        // a row's mark
     };
     for (const Case& c : cases) {
         ContentType type{"left over", Type::invalid, SubType::invalid};
         EXPECT_EQ(GetTypeFromExt(AnsiStr(c.ext), type), c.found) << c.ext;
         EXPECT_EQ(type.str, "") << c.ext;
         EXPECT_EQ(type.type, c.type) << c.ext;
-        EXPECT_EQ(type.subType, c.subType) << c.ext;
-        EXPECT_EQ(GetTypesFromExt(AnsiStr(c.ext), type.type, type.subType), c.found) << c.ext;
         EXPECT_EQ(type.subType, c.subType) << c.ext;
     }
 }
@@ -83,11 +79,9 @@ TEST(ExtensionMapsTest, TextsInBothDirections) {
     const Case cases[] = {
         {GetTypeStrFromExt, ".Doc", true, "application/msword"},
         {GetTypeStrFromExt, "vcf", true, "text/x-vCard"},
-        {GetTypeStrFromExt, "msg", true, "application/vnd.ms-outlook"},
         {GetTypeStrFromExt, "ice", true, "x_conference/x-cooltalk"},
         {GetTypeStrFromExt, "sisx", true, "application/vnd.symbian.install"},
         {GetTypeStrFromExt, "..doc", false, "application/octet-stream"},
-        {GetTypeStrFromExt, ".", false, "application/octet-stream"},
         {GetExtFromTypeStr, "Image/JPEG", true, "jpg"},
         {GetExtFromTypeStr, "application/x-compress", true, "Z"},
         {GetExtFromTypeStr, "application/vnd.Kinar", true, "kne"},  // the later of two rows
@@ -96,7 +90,6 @@ TEST(ExtensionMapsTest, TextsInBothDirections) {
         {GetExtFromTypeStr, "x-epoc/x-sisx-app", true, "sisx"},
         {GetExtFromTypeStr, "application/dash+xml", false, ""},  // prefers none
         {GetExtFromTypeStr, "text/plain; charset=us-ascii", false, ""},
-        {GetExtFromTypeStr, "text/", false, ""},
     };
     for (const Case& c : cases) {
         AnsiStr text = c.in;

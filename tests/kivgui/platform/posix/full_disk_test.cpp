@@ -63,8 +63,7 @@ TEST(FullDiskTest, ABodyThatCannotBeCopiedLeavesNoHalfCopy) {
     body.ownsFile = true;
     const MIME::Data copy = body;
     EXPECT_TRUE(copy.file.IsEmpty());
-    std::filesystem::directory_iterator files(disk.GetPath());
-    EXPECT_EQ(std::distance(files, {}), 1) << "the body alone";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(disk.GetPath()), {}), 1);
 }
 
 }  // namespace
