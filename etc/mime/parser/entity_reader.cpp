@@ -20,14 +20,16 @@ namespace {
 class Level {
 public:
     /// The top entity, which the caller owns.
-    explicit Level(Part& part) noexcept : part_(&part), delimiter_(part.info.boundary) {
+    explicit Level(Part& part) : part_(&part), delimiter_(part.info.boundary) {
+        // Without memory for its text a delimiter would be found everywhere.
+        if (delimiter_.GetLength() == 0) throw std::bad_alloc();
         const HeaderMap::Node* type = part.headers.Find("Content-Type");
         if (type == nullptr) return;
         const ParameterMap::Node* start = type->value.parameters.Find("start");
         if (start != nullptr) start_ = start->value.value;
     }
     /// A nested entity, which goes with its level unless that is completed.
-    explicit Level(std::unique_ptr<Part> part) noexcept : Level(*part) { owned_ = std::move(part); }
+    explicit Level(std::unique_ptr<Part> part) : Level(*part) { owned_ = std::move(part); }
 
     Delimiter& GetDelimiter() noexcept { return delimiter_; }
 
