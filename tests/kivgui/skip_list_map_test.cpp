@@ -8,9 +8,6 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
-#include "kivgui/convert.h"
-#include "kivgui/kv_map.h"
-#include "kivgui/val.h"
 #include "support/bytes.h"
 
 namespace KivGuiBase {
@@ -62,21 +59,6 @@ TEST(SkipListMapTest, BehavesLikeAMapOfTheStandardLibrary) {
         CompareWithModel<SkipListMap<int, ByteOrder>>(
             [](std::string_view key) { return std::string(key); }, seed);
         CompareWithModel<SkipListMap<int, CaselessOrder>>(Fold, seed);
-    }
-}
-
-// Many more keys than buckets, some with bytes above 0x7F, whose hash is computed signed.
-TEST(KVMapTest, KeepsKeysInTheOrderOfTheirFirstSetting) {
-    KVMap<AnsiStr, Val, Val, 13> details;
-    const auto key = [](unsigned i) { return FmtArgs("%s%d", i % 2 != 0 ? "\xE9" : "", i); };
-    for (unsigned i = 0; i < 200; ++i) details.Set(key(i), Val(AnsiStr("old")));
-    const auto before = details;
-    for (unsigned i = 200; i-- > 0;) details.Set(key(i), Val(int64_t{i}));
-    ASSERT_EQ(details.GetCount(), 200u);
-    for (unsigned i = 0; i < 200; ++i) {
-        EXPECT_EQ(details.GetKey(i), key(i));
-        EXPECT_EQ(details.GetValue(i).GetInteger(), i);
-        EXPECT_EQ(before.GetValue(i).GetString(), "old") << "the copy";
     }
 }
 

@@ -106,7 +106,7 @@ TEST_F(PartTest, TheWholeTreeGoesWithItsRootHoweverDeep) {
         if (i % 1000 == 0) part->parts.Add(i % 2000 == 0 ? new Part : nullptr);
         part = child;
     }
-    const SharedArray<Part*> kept = part->parts;  // a host may hold the array, not the children
+    const SharedArray<Part*> kept = root->parts[0]->parts;  // as a host may hold it
     Fill(part->data, "deepest");
     Fill(root->parts[1]->data, "second");
     EXPECT_EQ(folder_.List().size(), 2u);
