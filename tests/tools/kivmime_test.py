@@ -94,7 +94,7 @@ class Usage(Case):
             ("missing file", ["show", "none.eml"], 1, rb"^kivmime: none.eml: No such file or folder\n$"),
             ("a folder", ["show", "temp"], 1, rb"^kivmime: temp: "),
             ("the reader's message", ["show", plain], 1, rb"plain.eml: boundary missing\n$"),
-            ("missing part", ["extract", whole, "1.9", "-d", "d"], 1, rb"no part 1.9\n$"),
+            ("missing part", ["extract", whole, "1.10", "-d", "d"], 1, rb"no part 1.10\n$"),
             ("folder is a file", ["extract", whole, "-d", plain], 1, rb"plain.eml: "),
             ("nowhere to write", ["rewrite", whole, "-o", "no/folder"], 1, rb"^kivmime: no/folder: "),
         ]
