@@ -56,7 +56,7 @@ void SetParameter(MIME::HeaderValue& field, const char* name, const std::string&
     constexpr size_t kMaxQuoted = 60;  // with the parameter's name it fits a line in any case
     const AnsiStr text(value);
     const bool isQuoted = value.size() <= kMaxQuoted && MIME::Encoding::IsAtom(text) &&
-                          value.find_first_of("/?") != std::string::npos;
+                          value.find_first_of("/?'*%") != std::string::npos;
     MIME::ParameterMap::Node* parameter = field.parameters.FindOrInsert(name);
     if (parameter == nullptr) throw std::bad_alloc();
     parameter->value = {isQuoted ? MIME::Encoding::Quote(text) : text, isQuoted};

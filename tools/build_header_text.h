@@ -26,8 +26,9 @@ MIME::AnsiStr MakeUnstructured(const std::string& option, const std::string& tex
 /// The field of that name, made when it is missing. @throws std::bad_alloc
 MIME::HeaderValue& GetField(MIME::Part& part, const char* name);
 
-/// Sets a parameter. The library writes every atom bare; one with "/" or "?" is no token
-/// (RFC 2045, 5.1), and is quoted here. @throws std::bad_alloc
+/// Sets a parameter. The library writes every atom bare; here some are quoted: with "/" or "?" it is
+/// no token (RFC 2045, 5.1), and with what RFC 2231 gives a meaning some mail programs misread it.
+/// @throws std::bad_alloc
 void SetParameter(MIME::HeaderValue& field, const char* name, const std::string& value);
 
 }  // namespace Tool

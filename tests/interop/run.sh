@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Compares messages that we make with what Python's email package, GMime and Dovecot read in them, and
+# decodes with Python what the encoders write. What cannot be installed is skipped with a line that
+# says so; Dovecot, a service, is used when it is there and never installed.
+# tests/interop/run.sh [CASES]    CASES: random inputs for each encoder, 2000 when not given
+set -eu
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib/setup.sh"
+
+need_packages build tools test
+if ! (need_packages interop); then
+  echo "skipped: GMime, because libgmime-3.0-dev cannot be installed"
+fi
+build=$BUILD_ROOT/release
+mkdir -p "$BUILD_ROOT"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+(cd "$ROOT" && cmake --preset release -B "$build") >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
+targets=(kivmime interop_generate)
+readers=()
+if is_installed libgmime-3.0-dev; then
+  targets+=(interop_gmime)
+  readers+=(--gmime "$build/tests/interop/interop_gmime")
+fi
+if is_installed dovecot-imapd; then
+  readers+=(--dovecot)
+else
+  echo "skipped: Dovecot, because dovecot-imapd is not installed"
+fi
+cmake --build "$build" -j "$JOBS" --target "${targets[@]}"
+
+mkdir "$work/messages"
+python3 -B "$ROOT/tests/interop/check.py" "$build/kivmime" "$build/tests/interop/interop_generate" \
+  "$work/messages" ${readers[@]+"${readers[@]}"} --cases "${1:-2000}"
