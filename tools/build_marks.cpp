@@ -1,8 +1,9 @@
 #include "build_marks.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <regex>
+#include <string>
 #include <string_view>
 
 #include <mime/mime.h>
@@ -26,6 +27,50 @@ void FillFromSeed(void* buffer, size_t size) {
     }
 }
 
+constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+/// Does the text have the form, in which "9" stands for a digit, "a" for any character, "+" for a
+/// sign, and the rest for itself?
+bool HasForm(std::string_view text, std::string_view form) {
+    return std::equal(text.begin(), text.end(), form.begin(), form.end(), [](char c, char wanted) {
+        if (wanted == '9') return c >= '0' && c <= '9';
+        if (wanted == '+') return c == '+' || c == '-';
+        return wanted == 'a' || c == wanted;
+    });
+}
+
+template <size_t kCount>
+bool IsOneOf(std::string_view name, const char* const (&names)[kCount]) {
+    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+/// RFC 5322, 3.3, without comments and obsolete forms.
+bool IsDate(const std::string& date) {
+    constexpr std::string_view kForm = "aaa, 99 aaa 9999 99:99:99 +9999";
+    std::string text = date;
+    if (text.size() + 1 == kForm.size()) text.insert(5, "0");  // a day of one digit
+    if (!HasForm(text, kForm)) return false;
+    const auto number = [&text](size_t at) { return std::stoi(text.substr(at, 2)); };
+    return IsOneOf(text.substr(0, 3), kDays) && IsOneOf(text.substr(8, 3), kMonths) &&
+           number(5) <= 31 && number(17) <= 23 && number(20) <= 59 && number(23) <= 60;
+}
+
+/// Characters of a message's identifier, the "@" and the brackets apart.
+bool IsIdText(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return c >= '!' && c <= '~' && c != '<' && c != '>' && c != '@';
+    });
+}
+
+bool IsMessageId(std::string_view id) {
+    if (!id.starts_with('<') || !id.ends_with('>')) return false;
+    const size_t at = id.find('@');
+    return at != std::string_view::npos && IsIdText(id.substr(1, at - 1)) &&
+           IsIdText(id.substr(at + 1, id.size() - at - 2));
+}
+
 }  // namespace
 
 FixedRandomness::FixedRandomness(const std::optional<uint64_t>& seed) {
@@ -45,9 +90,6 @@ int64_t GetSecondsNow() {
 
 std::string FormatDate(int64_t seconds) {
     using namespace std::chrono;
-    constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const sys_seconds time{std::chrono::seconds(seconds)};
     const sys_days day = floor<days>(time);
     const year_month_day date(day);
@@ -63,11 +105,7 @@ std::string FormatDate(int64_t seconds) {
 }
 
 void CheckDate(const std::string& option, const std::string& date) {
-    static const std::regex kForm(
-        "(Mon|Tue|Wed|Thu|Fri|Sat|Sun), ([0-2]?[0-9]|3[01]) "
-        "(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-9]{4} "
-        "([01][0-9]|2[0-3]):[0-5][0-9]:([0-5][0-9]|60) [+-][0-9]{4}");
-    if (!std::regex_match(date, kForm)) {
+    if (!IsDate(date)) {
         throw Failure(option, "\"" + date + "\" is not like \"Thu, 09 Jul 2026 11:21:09 +0200\"");
     }
 }
@@ -80,9 +118,8 @@ std::string MakeMessageId(const std::string& domain) {
 }
 
 void CheckMessageId(const std::string& option, const std::string& id) {
-    static const std::regex kForm("<[!-;=?A-~]+@[!-;=?A-~]+>");
     constexpr size_t kMaxId = 900;  // one word, which cannot be folded
-    if (id.size() > kMaxId || !std::regex_match(id, kForm)) {
+    if (id.size() > kMaxId || !IsMessageId(id)) {
         throw Failure(option, "\"" + id + "\" is not like \"<left@right>\"");
     }
 }
