@@ -67,7 +67,8 @@ def short_name(name):
 def print_beside_floors(results, counts_bytes, header, show):
     rows = []
     for name, result in results.items():
-        if not result.floor or result.counts_bytes() != counts_bytes:
+        if (not result.floor or result.counts_bytes() != counts_bytes or
+                name.startswith("Scale/")):
             continue
         if result.floor not in results:
             sys.exit(f"{name}: its floor {result.floor} was not run")
