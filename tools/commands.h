@@ -43,6 +43,11 @@ struct BuildOptions {
 };
 int Build(const BuildOptions& options);
 
+enum class Coding { base64, quotedPrintable, word };
+/// Standard input to standard output.
+int Encode(Coding coding);
+int Decode(Coding coding);
+
 struct TypeOptions {
     std::vector<std::string> names;
 };

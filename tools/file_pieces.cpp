@@ -1,6 +1,7 @@
 #include "file_pieces.h"
 
-#include <string>
+#include <cerrno>
+#include <system_error>
 #include <vector>
 
 #include "failure.h"
@@ -18,6 +19,15 @@ void ReadPieces(const KivGuiBase::File& file, const std::function<void(std::stri
         if (read) take({piece.data(), got});
     }
     if (!read) throw Failure(std::string(std::string_view(file.GetPath())), GetLastReason());
+}
+
+void ReadPieces(std::FILE* stream, const std::string& name,
+                const std::function<void(std::string_view)>& take) {
+    std::vector<char> piece(DiskFile::kBufferSize);
+    while (const size_t got = std::fread(piece.data(), 1, piece.size(), stream)) {
+        take({piece.data(), got});
+    }
+    if (std::ferror(stream) != 0) throw Failure(name, std::generic_category().message(errno));
 }
 
 }  // namespace Tool

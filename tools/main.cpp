@@ -26,6 +26,7 @@ struct CommandLine {
     Tool::ExtractOptions extract;
     Tool::RewriteOptions rewrite;
     Tool::BuildOptions build;
+    Tool::Coding coding = Tool::Coding::base64;
     Tool::TypeOptions type;
     std::function<int()> command;  ///< runs the subcommand that was given
 };
@@ -112,6 +113,21 @@ void AddBuild(CLI::App& app, CommandLine& line) {
     });
 }
 
+void AddCoding(CLI::App& app, CommandLine& line, const std::string& name, const std::string& help,
+               int (*run)(Tool::Coding)) {
+    CLI::App& command = *app.add_subcommand(name, help);
+    CLI::Option_group& forms = *command.add_option_group("Form");
+    forms.require_option(1);
+    const auto add = [&](const char* flag, Tool::Coding coding, const char* what) {
+        forms.add_flag_callback(
+            flag, [&line, coding] { line.coding = coding; }, what);
+    };
+    add("--base64", Tool::Coding::base64, "Base64");
+    add("--quoted-printable", Tool::Coding::quotedPrintable, "Quoted-printable");
+    add("--word", Tool::Coding::word, "Encoded words, as in header fields");
+    command.callback([&line, run] { line.command = [&line, run] { return run(line.coding); }; });
+}
+
 void AddType(CLI::App& app, CommandLine& line) {
     CLI::App& command =
         *app.add_subcommand("type", "Look up media types by extension, and the other way round");
@@ -149,6 +165,8 @@ int Run(int argc, char** argv) {
     AddExtract(app, line);
     AddRewrite(app, line);
     AddBuild(app, line);
+    AddCoding(app, line, "encode", "Encode standard input", Tool::Encode);
+    AddCoding(app, line, "decode", "Decode standard input", Tool::Decode);
     AddType(app, line);
     try {
         app.parse(argc, argv);

@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
-#include <vector>
 
 #include "failure.h"
+#include "file_pieces.h"
 #include "target.h"
 
 namespace Tool {
@@ -24,13 +24,11 @@ File StoreStream(std::FILE* stream, const std::string& name, const std::string& 
     File stored{MIME::AnsiStr(copy)};
     DiskFile out;
     if (!out.Open(stored, DiskFile::Mode::createNew)) throw Failure(copy, GetLastReason());
-    std::vector<char> piece(DiskFile::kBufferSize);
-    while (const size_t got = std::fread(piece.data(), 1, piece.size(), stream)) {
-        if (!out.Write(piece.data(), static_cast<unsigned>(got))) {
+    ReadPieces(stream, name, [&](std::string_view piece) {
+        if (!out.Write(piece.data(), static_cast<unsigned>(piece.size()))) {
             throw Failure(copy, GetLastReason());
         }
-    }
-    if (std::ferror(stream) != 0) throw Failure(name, std::generic_category().message(errno));
+    });
     if (!out.Close()) throw Failure(copy, GetLastReason());
     return stored;
 }
