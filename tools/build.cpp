@@ -33,7 +33,7 @@ void Adopt(Part& parent, PartOwner child) {
     const unsigned count = parent.parts.GetCount();
     parent.AddPart(child.get());
     if (parent.parts.GetCount() == count) throw std::bad_alloc();
-    child.release();
+    static_cast<void>(child.release());  // now the parent's
 }
 
 PartOwner MakeMultipart(MIME::SubType::keys subType) {

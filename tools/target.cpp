@@ -35,7 +35,7 @@ void ReplaceFile(const std::string& target, const std::function<void(const std::
     std::error_code error;
     if (fs::exists(path, error)) path = fs::canonical(path, error);
     if (error) throw Failure(target, error.message());
-    const std::string part = (path.parent_path() / MakeName()).string();
+    std::string part = (path.parent_path() / MakeName()).string();
     // The name is new, so nothing can be there yet that is not ours.
     Leftovers::Add([&part] { return part; });
     write(part);
