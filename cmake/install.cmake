@@ -19,7 +19,8 @@ install(FILES
   etc/mime/vocabulary/headers.inc
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/vocabulary)
 file(GLOB kivgui_public_headers CONFIGURE_DEPENDS kivgui/*.h)
-list(FILTER kivgui_public_headers EXCLUDE REGEX "/base64_kernel\\.h$")    # for our own sources
+list(FILTER kivgui_public_headers EXCLUDE REGEX
+  "/(base64_kernel|dll_context|initializer)\\.h$")    # for our own sources
 install(FILES ${kivgui_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui)
 
 configure_package_config_file(cmake/KIVMIMEConfig.cmake.in

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/platform/platform.h"
@@ -13,10 +14,15 @@ namespace {
 
 thread_local uint32_t lastError = kErrorNone;
 
-AnsiStr& GetMessageSlot() {
-    thread_local AnsiStr slot;
-    return slot;
-}
+// No AnsiStr, because a thread's data must not need a destructor: one that waits for its thread to
+// end keeps the module in the process after the host has unloaded it, or is called when the module
+// is gone.
+struct MessageSlot {
+    char text[kMaxErrorMessage];
+    unsigned length;
+};
+
+thread_local MessageSlot messageSlot{};
 
 }  // namespace
 
@@ -39,11 +45,18 @@ AnsiStr GetErrorMessage(unsigned long code, unsigned short /*language*/,
 }
 
 void SetErrorMessage(const AnsiStr& text) {
-    GetMessageSlot() = text;
+    const std::string_view view = text;
+    size_t length = view.size();
+    if (length > kMaxErrorMessage) {
+        length = kMaxErrorMessage;
+        while (length > 0 && (view[length] & 0xC0) == 0x80) --length;  // not inside of a character
+    }
+    view.copy(messageSlot.text, length);
+    messageSlot.length = static_cast<unsigned>(length);
 }
 
 AnsiStr GetStoredErrorMessage() {
-    return GetMessageSlot();
+    return AnsiStr(messageSlot.text, messageSlot.length);
 }
 
 void DebugAbort(const char* format, ...) {

@@ -49,7 +49,11 @@ KIV_EXPORT void SetLastError(uint32_t code) noexcept;
 KIV_EXPORT AnsiStr GetErrorMessage(unsigned long code, unsigned short language,
                                    unsigned short subLanguage);
 
-/// Stores a text in the calling thread's error-message slot; the second reads the slot.
+/// The longest text of an error-message slot, in bytes.
+inline constexpr unsigned kMaxErrorMessage = 2048;
+
+/// Stores a text in the calling thread's error-message slot; the second reads the slot. A text
+/// longer than the slot is cut before the first UTF-8 character that does not fit.
 KIV_EXPORT void SetErrorMessage(const AnsiStr& text);
 KIV_EXPORT AnsiStr GetStoredErrorMessage();
 

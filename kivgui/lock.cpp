@@ -1,5 +1,9 @@
 #include "kivgui/lock.h"
 
+#include <cstddef>
+#include <memory>
+#include <new>
+
 namespace KivGuiBase {
 
 namespace {
@@ -18,14 +22,20 @@ LockSiteMap::~LockSiteMap() {
 }
 
 TimedCriticalSection& GetLazyStaticLock() noexcept {
-    // Never destroyed: tables may be asked for while other statics are torn down.
+    // Has no destructor that runs by itself: tables may be asked for while statics are torn down.
+    alignas(TimedCriticalSection) static std::byte memory[sizeof(TimedCriticalSection)];
     static TimedCriticalSection& lock = *[] {
-        // Without this lock nothing can go on, so a failure may end the program.
-        auto* made = new TimedCriticalSection;  // NOLINT(bugprone-unhandled-exception-at-new)
+        auto* made = new (memory) TimedCriticalSection;
         made->name = "LazyStatic";
         return made;
     }();
     return lock;
+}
+
+void ResetLazyStaticLock() noexcept {
+    TimedCriticalSection& lock = GetLazyStaticLock();
+    std::destroy_at(&lock);
+    std::construct_at(&lock);
 }
 
 void EnterTimingData() noexcept {

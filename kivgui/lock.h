@@ -51,6 +51,9 @@ struct TimedCriticalSection {
 /// The one lock of the process under which static tables are built.
 KIV_EXPORT TimedCriticalSection& GetLazyStaticLock() noexcept;
 
+/// Frees what that lock holds, its name included, when the module ends. It can be taken again.
+void ResetLazyStaticLock() noexcept;
+
 /// Guard the creation of site records, of every lock.
 KIV_EXPORT void EnterTimingData() noexcept;
 KIV_EXPORT void LeaveTimingData() noexcept;

@@ -104,7 +104,7 @@ TEST_F(LockGuardTest, ASlowTableIsReportedOnceAndEmptyAtTheEnd) {
     watched_->keepsStatistics = false;
     ASSERT_EQ(events_.size(), 1u);
     EXPECT_EQ(events_[0], "500 7 lockname=LazyStatic locksite=outer calltime_ms=7 threshold_ms=6");
-    { const LazyTable<Map>::Emptier emptier(outer); }
+    outer.Empty();
     EXPECT_EQ(outer.Get().Find("key"), nullptr);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <new>
 
 #include "kivgui/kivgui.h"
@@ -9,8 +10,8 @@
 namespace MIME {
 
 /// A constant table that is built once, by the first thread that asks for it, and then read by
-/// any thread without a lock. Make it at namespace scope with `constinit`, and an Emptier beside
-/// it.
+/// any thread without a lock. Make it at namespace scope with `constinit`; who ends the module
+/// calls Empty.
 template <class Map>
 class LazyTable {
 public:
@@ -26,35 +27,31 @@ public:
         return map != nullptr ? *map : Build();
     }
 
-    /// Empties a table when the module is unloaded. Lookups after that find nothing; the map
-    /// object itself and its published pointer stay, so they are still safe.
-    class Emptier {
-    public:
-        constexpr explicit Emptier(LazyTable& table) noexcept : table_(table) {}
-        ~Emptier() {
-            if (Map* map = table_.published_.load(std::memory_order_acquire)) map->Clear();
-        }
-        Emptier(const Emptier&) = delete;
-        Emptier& operator=(const Emptier&) = delete;
-
-    private:
-        LazyTable& table_;
-    };
+    /// Frees the rows, if the table was built. Lookups after that are safe and find nothing, nor
+    /// do they build the table. No other thread may read the table meanwhile.
+    void Empty() noexcept {
+        if (Map* map = published_.load(std::memory_order_acquire)) return map->Clear();
+        // No lock: at the end of a process a thread that is no more may hold it.
+        published_.store(MakeMap(), std::memory_order_release);
+    }
 
 private:
     const Map& Build() noexcept {
         const LockGuard guard(KivGuiBase::GetLazyStaticLock(), site_);
         if (const Map* map = published_.load(std::memory_order_relaxed)) return *map;
-        Map* map = new (std::nothrow) Map;
-        if (map == nullptr) KivGuiBase::DebugAbort("%s: not enough memory", site_);
+        Map* map = MakeMap();
         fill_(*map);
         published_.store(map, std::memory_order_release);
         return *map;
     }
 
+    Map* MakeMap() noexcept { return new (memory_) Map; }
+
     const char* site_;
     Fill fill_;
     std::atomic<Map*> published_{nullptr};
+    // The map has no destructor that runs by itself, so it can be asked until the very end.
+    alignas(Map) std::byte memory_[sizeof(Map)]{};
 };
 
 }  // namespace MIME

@@ -144,13 +144,9 @@ void FillFileExtensionMap(FileExtensionMap& map) {
     }
 }
 
-// The emptiers run when the module is unloaded; lookups after that find nothing.
 constinit LazyTable<FileTypeMap> fileTypes("FileTypeMap s_filetypemap", &FillFileTypeMap);
-LazyTable<FileTypeMap>::Emptier fileTypesEmptier(fileTypes);
-
 constinit LazyTable<FileExtensionMap> fileExtensions("FileExtensionMap s_fileextensionmap",
                                                      &FillFileExtensionMap);
-LazyTable<FileExtensionMap>::Emptier fileExtensionsEmptier(fileExtensions);
 
 // ---- Looking up ----------------------------------------------------------------------------------
 
@@ -171,6 +167,11 @@ const FileTypeMap& GetFileTypeMap() noexcept {
 
 const FileExtensionMap& GetFileExtensionMap() noexcept {
     return fileExtensions.Get();
+}
+
+void EmptyExtensionMaps() noexcept {
+    fileExtensions.Empty();
+    fileTypes.Empty();
 }
 
 bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) noexcept {

@@ -15,8 +15,12 @@ using FileTypeMap = KivGuiBase::SkipListMap<ContentType, KivGuiBase::ByteOrder>;
 using FileExtensionMap = KivGuiBase::SkipListMap<AnsiStr, KivGuiBase::ByteOrder>;
 
 /// The two tables. Any thread; the first call builds the table under the lazy-static lock,
-/// later calls take no lock. A table never changes, and is empty once the library was unloaded.
+/// later calls take no lock. A table never changes until EmptyExtensionMaps.
 const FileTypeMap& GetFileTypeMap() noexcept;
 const FileExtensionMap& GetFileExtensionMap() noexcept;
+
+/// Frees the rows of the tables that were built, at the end of the module. Lookups after that
+/// report misses and build nothing. No other thread may look anything up meanwhile.
+void EmptyExtensionMaps() noexcept;
 
 }  // namespace MIME

@@ -1,0 +1,19 @@
+#define NOMINMAX
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include "kivgui/initializer.h"
+#include "mime/dll/module.h"
+
+namespace {
+
+// Made before the system calls the entry point, destroyed after its last call and after the
+// objects which that made, the second before the first.
+const KivGuiBase::BaseInitializer firstInitializer;
+const KivGuiBase::BaseInitializer secondInitializer;
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID /*reserved*/) {
+    return MIME::Module::HandleEvent(module, reason) ? TRUE : FALSE;
+}
