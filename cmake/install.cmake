@@ -20,7 +20,7 @@ install(FILES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/vocabulary)
 file(GLOB kivgui_public_headers CONFIGURE_DEPENDS kivgui/*.h)
 list(FILTER kivgui_public_headers EXCLUDE REGEX
-  "/(base64_kernel|dll_context|initializer)\\.h$")    # for our own sources
+  "/(base64_kernel|dll_context|initializer|thread_data)\\.h$")    # for our own sources
 install(FILES ${kivgui_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui)
 
 configure_package_config_file(cmake/KIVMIMEConfig.cmake.in

@@ -10,28 +10,12 @@
 
 namespace KivGuiBase {
 
-namespace {
-
-thread_local uint32_t lastError = kErrorNone;
-
-// No AnsiStr, because a thread's data must not need a destructor: one that waits for its thread to
-// end keeps the module in the process after the host has unloaded it, or is called when the module
-// is gone.
-struct MessageSlot {
-    char text[kMaxErrorMessage];
-    unsigned length;
-};
-
-thread_local MessageSlot messageSlot{};
-
-}  // namespace
-
 uint32_t GetLastError() noexcept {
-    return lastError;
+    return Platform::GetThreadData().lastError;
 }
 
 void SetLastError(uint32_t code) noexcept {
-    lastError = code;
+    Platform::GetThreadData().lastError = code;
 }
 
 AnsiStr GetErrorMessage(unsigned long code, unsigned short /*language*/,
@@ -51,12 +35,14 @@ void SetErrorMessage(const AnsiStr& text) {
         length = kMaxErrorMessage;
         while (length > 0 && (view[length] & 0xC0) == 0x80) --length;  // not inside of a character
     }
-    view.copy(messageSlot.text, length);
-    messageSlot.length = static_cast<unsigned>(length);
+    ThreadData::Message& slot = Platform::GetThreadData().message;
+    view.copy(slot.text, length);
+    slot.length = static_cast<unsigned>(length);
 }
 
 AnsiStr GetStoredErrorMessage() {
-    return AnsiStr(messageSlot.text, messageSlot.length);
+    const ThreadData::Message& slot = Platform::GetThreadData().message;
+    return AnsiStr(slot.text, slot.length);
 }
 
 void DebugAbort(const char* format, ...) {

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "kivgui/lock.h"
+#include "kivgui/platform/platform.h"
 #include "kivgui/trace.h"
 
 namespace KivGuiBase {
@@ -25,8 +26,10 @@ BaseInitializer::BaseInitializer() noexcept {
 }
 
 BaseInitializer::~BaseInitializer() {
-    if (--initializerCount == 0) ResetLazyStaticLock();
     KivGuiTrace::Record("~BaseInitializer");
+    if (--initializerCount != 0) return;
+    ResetLazyStaticLock();
+    Platform::FreeThreadData();
 }
 
 void EnterInitSection() noexcept {

@@ -21,4 +21,5 @@
 #include "kivgui/skip_list_map.h"
 #include "kivgui/stream.h"
 #include "kivgui/token_iterator.h"
+#include "kivgui/trace.h"
 #include "kivgui/val.h"

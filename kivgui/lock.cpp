@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <thread>
+
+#include "kivgui/platform/platform.h"
 
 namespace KivGuiBase {
 
@@ -10,10 +13,20 @@ namespace {
 
 std::atomic<uint64_t> unknownThresholdMs{0};
 
-std::mutex& GetTimingDataLock() {
-    static std::mutex lock;
-    return lock;
-}
+// Made on first use, and without a destructor that runs by itself: tables may be asked for while
+// statics are torn down. Guarded by the lock for timing data.
+constinit TimedCriticalSection* lazyStaticLock = nullptr;
+
+// Spins: it is held for one search in a map. A std::mutex of some systems has a constructor and a
+// destructor to run, and this is needed before and after those.
+constinit std::atomic<bool> isTimingDataTaken{false};
+
+struct TimingDataGuard {
+    TimingDataGuard() noexcept { EnterTimingData(); }
+    ~TimingDataGuard() { LeaveTimingData(); }
+    TimingDataGuard(const TimingDataGuard&) = delete;
+    TimingDataGuard& operator=(const TimingDataGuard&) = delete;
+};
 
 }  // namespace
 
@@ -22,33 +35,32 @@ LockSiteMap::~LockSiteMap() {
 }
 
 TimedCriticalSection& GetLazyStaticLock() noexcept {
-    // Has no destructor that runs by itself: tables may be asked for while statics are torn down.
     alignas(TimedCriticalSection) static std::byte memory[sizeof(TimedCriticalSection)];
-    static TimedCriticalSection& lock = *[] {
-        auto* made = new (memory) TimedCriticalSection;
-        made->name = "LazyStatic";
-        return made;
-    }();
-    return lock;
+    const TimingDataGuard guard;
+    if (lazyStaticLock == nullptr) {
+        lazyStaticLock = new (memory) TimedCriticalSection;
+        lazyStaticLock->name = "LazyStatic";
+    }
+    return *lazyStaticLock;
 }
 
 void ResetLazyStaticLock() noexcept {
-    TimedCriticalSection& lock = GetLazyStaticLock();
-    std::destroy_at(&lock);
-    std::construct_at(&lock);
+    if (lazyStaticLock != nullptr) std::destroy_at(lazyStaticLock);
+    lazyStaticLock = nullptr;
 }
 
 void EnterTimingData() noexcept {
-    GetTimingDataLock().lock();
+    while (isTimingDataTaken.exchange(true, std::memory_order_acquire)) std::this_thread::yield();
 }
 
 void LeaveTimingData() noexcept {
-    GetTimingDataLock().unlock();
+    isTimingDataTaken.store(false, std::memory_order_release);
 }
 
 uint32_t GetCurrentThreadId() noexcept {
     static std::atomic<uint32_t> lastId{0};
-    thread_local const uint32_t id = ++lastId;
+    uint32_t& id = Platform::GetThreadData().id;
+    if (id == 0) id = ++lastId;
     return id;
 }
 

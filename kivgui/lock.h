@@ -51,7 +51,8 @@ struct TimedCriticalSection {
 /// The one lock of the process under which static tables are built.
 KIV_EXPORT TimedCriticalSection& GetLazyStaticLock() noexcept;
 
-/// Frees what that lock holds, its name included, when the module ends. It can be taken again.
+/// Ends that lock, with its statistics, when the module ends; nobody holds it. A call of
+/// GetLazyStaticLock after that makes a new one.
 void ResetLazyStaticLock() noexcept;
 
 /// Guard the creation of site records, of every lock.

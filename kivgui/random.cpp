@@ -10,15 +10,7 @@ namespace KivGuiBase {
 
 namespace {
 
-struct Pool {
-    static constexpr size_t kSize = 512;
-
-    unsigned char bytes[kSize];
-    size_t used = kSize;
-    uint64_t processGeneration = 0;
-};
-
-thread_local Pool pool;
+using Pool = ThreadData::RandomPool;
 
 using RandomSource = void (*)(void* buffer, size_t size);
 std::atomic<RandomSource> randomSource{nullptr};
@@ -37,9 +29,12 @@ uint64_t DrawSeed() {
 
 // SplitMix64: one addition and three mixing steps, every seed good.
 uint64_t NextPseudoRandom() {
-    thread_local uint64_t state = DrawSeed();
-    state += 0x9E3779B97F4A7C15;
-    uint64_t z = state;
+    ThreadData& data = Platform::GetThreadData();
+    if (!data.isSeeded) {
+        data.pseudoRandomState = DrawSeed();
+        data.isSeeded = true;
+    }
+    uint64_t z = data.pseudoRandomState += 0x9E3779B97F4A7C15;
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EB;
     return z ^ (z >> 31);
@@ -53,15 +48,17 @@ void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
     }
     if (size > Pool::kSize) return Fill(buffer, size);
     const uint64_t generation = Platform::GetProcessGeneration();
-    if (Pool::kSize - pool.used < size || pool.processGeneration != generation) {
+    Pool& pool = Platform::GetThreadData().randomPool;
+    if (pool.left < size || pool.processGeneration != generation) {
         Fill(pool.bytes, Pool::kSize);
-        pool.used = 0;
+        pool.left = Pool::kSize;
         pool.processGeneration = generation;
     }
-    std::memcpy(buffer, pool.bytes + pool.used, size);
+    unsigned char* const next = pool.bytes + (Pool::kSize - pool.left);
+    std::memcpy(buffer, next, size);
     // What was handed out must not be found in memory later.
-    std::memset(pool.bytes + pool.used, 0, size);
-    pool.used += size;
+    std::memset(next, 0, size);
+    pool.left -= size;
 }
 
 void SetRandomSource(RandomSource source) noexcept {

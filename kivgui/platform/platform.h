@@ -5,6 +5,7 @@
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/file_handle.h"
+#include "kivgui/thread_data.h"
 
 /// Every question that the library asks an operating system. Each back end answers all of them
 /// in its own folder, and the build chooses the folder; nothing outside these folders knows
@@ -57,6 +58,13 @@ bool FillRandom(void* buffer, size_t size) noexcept;
 
 /// A number that is different in a process made by fork. Always the same where there is no fork.
 uint64_t GetProcessGeneration() noexcept;
+
+/// The calling thread's data, until the thread ends.
+ThreadData& GetThreadData() noexcept;
+
+/// Gives the data of all threads back when the module ends. Threads that call the library after
+/// that share one.
+void FreeThreadData() noexcept;
 
 /// The system's text for a last-error code, without a line end; empty when it has none.
 AnsiStr GetErrorText(uint32_t code) noexcept;

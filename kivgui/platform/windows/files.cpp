@@ -158,11 +158,10 @@ void UnmapFile(const char* start, uint64_t /*size*/) noexcept {
 AnsiStr GetTempFolder() noexcept {
     using Function = DWORD(WINAPI*)(DWORD, LPWSTR);
     // Newer systems have a function that gives a service a folder which others cannot look into.
-    static const auto getTempPath = [] {
-        const FARPROC newer = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
-        return newer != nullptr ? reinterpret_cast<Function>(reinterpret_cast<void*>(newer))
-                                : &GetTempPathW;
-    }();
+    const FARPROC newer = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
+    const auto getTempPath = newer != nullptr
+                                 ? reinterpret_cast<Function>(reinterpret_cast<void*>(newer))
+                                 : &GetTempPathW;
     wchar_t folder[MAX_PATH + 2];
     constexpr DWORD kRoom = std::extent_v<decltype(folder)>;
     const DWORD length = getTempPath(kRoom, folder);

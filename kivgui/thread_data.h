@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "kivgui/error.h"
+
+namespace KivGuiBase {
+
+/// What the base layer keeps for each thread, all zero at first.
+///
+/// Nothing here needs a destructor. One that waits for its thread to end would keep the module in
+/// the process after the host has unloaded it, or be called when the module is gone.
+struct ThreadData {
+    struct Message {
+        char text[kMaxErrorMessage];
+        unsigned length;
+    };
+    struct RandomPool {
+        static constexpr size_t kSize = 512;
+        unsigned char bytes[kSize];
+        size_t left;  ///< bytes not handed out yet, at the end
+        uint64_t processGeneration;
+    };
+
+    uint32_t id;  ///< GetCurrentThreadId; 0 when it was not asked for yet
+    uint32_t lastError;
+    Message message;
+    RandomPool randomPool;
+    uint64_t pseudoRandomState;
+    bool isSeeded;
+};
+static_assert(std::is_trivial_v<ThreadData>);
+
+}  // namespace KivGuiBase
