@@ -37,7 +37,7 @@ public:
 };
 
 // Told by the entry point. Nothing that the base layer keeps belongs to a module's threads: its
-// data of a thread need no destructor (see error.cpp), so they end with the thread or the module.
+// data of a thread need no destructor (thread_data.h), so they end with the thread or the module.
 
 void ProcessAttach(ModuleHandle module) noexcept;
 void ProcessDetach(ModuleHandle module) noexcept;
