@@ -16,8 +16,8 @@ public:
 };
 
 // Destroyed from the last to the first, and before the last what its constructor made.
-const KivGuiBase::BaseInitializer firstInitializer;
-const KivGuiBase::BaseInitializer secondInitializer;
+KivGuiBase::BaseInitializer firstInitializer;
+KivGuiBase::BaseInitializer secondInitializer;
 Attachment attachment;
 
 }  // namespace

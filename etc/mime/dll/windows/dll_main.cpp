@@ -9,8 +9,8 @@ namespace {
 
 // Made before the system calls the entry point, destroyed after its last call and after the
 // objects which that made, the second before the first.
-const KivGuiBase::BaseInitializer firstInitializer;
-const KivGuiBase::BaseInitializer secondInitializer;
+KivGuiBase::BaseInitializer firstInitializer;
+KivGuiBase::BaseInitializer secondInitializer;
 
 }  // namespace
 
