@@ -22,7 +22,12 @@ file(GLOB kivgui_public_headers CONFIGURE_DEPENDS kivgui/*.h)
 list(FILTER kivgui_public_headers EXCLUDE REGEX
   "/(base64_kernel|dll_context|initializer|thread_data)\\.h$")    # for our own sources
 install(FILES ${kivgui_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui)
+install(FILES kivsec/pkcs7_msg.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivsec)
 
+set(KIVMIME_NEEDS_OPENSSL OFF)
+if(NOT KIVMIME_SHARED AND "OpenSSL::Crypto" IN_LIST KIVMIME_SYSTEM_LIBS)
+  set(KIVMIME_NEEDS_OPENSSL ON)
+endif()
 configure_package_config_file(cmake/KIVMIMEConfig.cmake.in
   ${PROJECT_BINARY_DIR}/KIVMIMEConfig.cmake
   INSTALL_DESTINATION ${KIVMIME_PACKAGE_DIR})
@@ -41,6 +46,7 @@ if(NOT KIVMIME_SHARED)
   set(KIVMIME_PC_DEFINES " -DKIV_STATIC")
   set(KIVMIME_PC_LIBS " ${CMAKE_THREAD_LIBS_INIT}")
   foreach(lib IN LISTS KIVMIME_SYSTEM_LIBS)
+    string(REPLACE "OpenSSL::Crypto" "crypto" lib ${lib})
     string(APPEND KIVMIME_PC_LIBS " -l${lib}")
   endforeach()
   string(STRIP "${KIVMIME_PC_LIBS}" KIVMIME_PC_LIBS)

@@ -24,6 +24,7 @@ enum ErrorCode : uint32_t {
     kErrorGeneralFailure = 31,
     kErrorNotSupported = 50,
     kErrorFileExists = 80,
+    kErrorInvalidPassword = 86,  ///< the pass phrase does not open the key
     kErrorInvalidParameter = 87,
     kErrorBrokenPipe = 109,
     kErrorDiskFull = 112,
@@ -36,6 +37,15 @@ enum ErrorCode : uint32_t {
     kErrorCantResolveName = 1921,
     kErrorStringOverflow = 0x8002000A,  ///< a text would pass 0xFFFFFFFF characters
     kErrorOutOfMemory = 0x8007000E,
+    // Of the keys and certificates that sign messages; docs/signing.md says when and what to do.
+    kErrorBadKey = 0x80090003,              ///< NTE_BAD_KEY: no certificate belongs to the key
+    kErrorBadAlgorithm = 0x80090008,        ///< NTE_BAD_ALGID: a kind of key that cannot sign
+    kErrorNoKey = 0x8009000D,               ///< NTE_NO_KEY
+    kErrorSigningFailed = 0x80090020,       ///< NTE_FAIL: the cryptography gave no reason
+    kErrorBadEncoding = 0x80092002,         ///< CRYPT_E_BAD_ENCODE: neither PEM nor PKCS#12
+    kErrorNoCertificate = 0x80092009,       ///< CRYPT_E_NO_MATCH
+    kErrorCertificateExpired = 0x800B0101,  ///< CERT_E_EXPIRED: or not valid yet
+    kErrorCertificateUsage = 0x800B0110,    ///< CERT_E_WRONG_USAGE: not for signing mail
 };
 
 /// The calling thread's last-error code. File operations set it when they fail and leave it

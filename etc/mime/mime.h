@@ -277,6 +277,30 @@ public:
     bool Write(const File& target, AnsiStr* contentTypeOut = nullptr) noexcept;
 };
 
+/// A part that stands for a whole message. It owns its children like any part and is nobody's
+/// child: a part destroys its children as `Part`.
+class KIV_EXPORT Message : public Part {
+public:
+    /// The message as a signed S/MIME message: multipart/signed with a detached signature, made
+    /// over the text that Serialize gives, headers included (RFC 8551, 3.5.3). Nothing stored is
+    /// changed. Bodies that are in files only are not part of that text; see Serialize.
+    ///
+    /// The signed message has the fields of `headers` outside, except "Mime-Version" and Content-
+    /// fields; there must be one. Two temporary files, readable by their owner alone, exist during
+    /// the call.
+    ///
+    /// @param signerFile  the private key with its certificate, in PEM or PKCS#12, and further
+    ///                    certificates to be sent along (kivsec/pkcs7_msg.h, docs/signing.md).
+    /// @param signerText  the pass phrase of that file; empty when it has none.
+    /// @return empty on failure, with the reason in the last error. The thread's error message
+    ///         (`KivGuiBase::GetStoredErrorMessage`) then holds a text when the signature could
+    ///         not be made or saved, or the message's text holds a NUL, which cannot be signed
+    ///         (kErrorInvalidData); otherwise it stays as it was.
+    ///
+    /// Several threads may sign at once, the same message too.
+    AnsiStr Sign(const File& signerFile, const AnsiStr& signerText) const noexcept;
+};
+
 // ----------------------------------------------------------------------------------- encoding --
 
 /// The text encoders: pure functions, any thread.

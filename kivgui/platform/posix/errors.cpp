@@ -48,6 +48,7 @@ constexpr Text kTexts[] = {
     {kErrorGeneralFailure, "The system reported a failure"},
     {kErrorNotSupported, "Not supported here"},
     {kErrorFileExists, "The file exists already"},
+    {kErrorInvalidPassword, "The pass phrase is not the right one"},
     {kErrorInvalidParameter, "Invalid parameter"},
     {kErrorBrokenPipe, "The other end of the pipe is closed"},
     {kErrorDiskFull, "No space left on the disk"},
@@ -60,6 +61,14 @@ constexpr Text kTexts[] = {
     {kErrorCantResolveName, "Too many links, or a link where none is allowed"},
     {kErrorStringOverflow, "The text would pass 4 GiB"},
     {kErrorOutOfMemory, "Not enough memory, or nothing to work on"},
+    {kErrorBadKey, "The private key belongs to none of the certificates beside it"},
+    {kErrorBadAlgorithm, "This kind of key cannot sign messages here"},
+    {kErrorNoKey, "The file has no private key"},
+    {kErrorSigningFailed, "The cryptography library could not make the signature"},
+    {kErrorBadEncoding, "The file is neither PEM nor PKCS#12, or is damaged"},
+    {kErrorNoCertificate, "The file has no certificate"},
+    {kErrorCertificateExpired, "The certificate has expired or is not valid yet"},
+    {kErrorCertificateUsage, "The certificate is not meant for signing mail"},
 };
 
 }  // namespace
