@@ -1,0 +1,97 @@
+#include "kivgui/disk_file.h"
+#include "kivsec/platform/platform.h"
+#include "kivsec/platform/posix/signer.h"
+#include "kivsec/secret.h"
+
+namespace KivOssSec {
+
+namespace OpenSsl {
+
+namespace {
+
+using KivGuiBase::AnsiStr;
+using KivGuiBase::Blob;
+using KivGuiBase::DiskFile;
+using KivGuiBase::File;
+using KivGuiBase::kErrorBadAlgorithm;
+using KivGuiBase::kErrorNotEnoughMemory;
+using KivGuiBase::kErrorSigningFailed;
+
+using Message = std::unique_ptr<CMS_ContentInfo, Freer<CMS_ContentInfo_free>>;
+
+// What the sender's program can decrypt is not ours to say (CMS_NOSMIMECAP).
+constexpr unsigned kFlags = CMS_BINARY | CMS_DETACHED | CMS_PARTIAL | CMS_NOSMIMECAP;
+
+bool AddOthers(CMS_ContentInfo* message, const Signer& signer) noexcept {
+    STACK_OF(X509)* const others = signer.others.get();
+    for (int i = 0; i < sk_X509_num(others); ++i) {
+        const ErrorQueueGuard guard;
+        // Fails only for one that is there already, or for want of memory.
+        if (CMS_add1_cert(message, sk_X509_value(others, i)) != 1 &&
+            ERR_GET_REASON(ERR_peek_last_error()) != CMS_R_CERTIFICATE_ALREADY_PRESENT) {
+            return Fail(kErrorNotEnoughMemory);
+        }
+    }
+    return true;
+}
+
+bool Digest(const File& content, CMS_ContentInfo* message) noexcept {
+    DiskFile source;
+    if (!source.Open(content, DiskFile::Mode::read)) return false;
+    const Bio digest(CMS_dataInit(message, nullptr));
+    if (digest == nullptr) return Fail(kErrorSigningFailed);
+    char piece[0x8000];
+    for (unsigned got = 0;;) {
+        if (!source.Read(piece, sizeof piece, got)) return false;
+        if (got == 0) break;
+        const int size = static_cast<int>(got);
+        if (BIO_write(digest.get(), piece, size) != size) return Fail(kErrorSigningFailed);
+    }
+    return CMS_dataFinal(message, digest.get()) == 1 || Fail(kErrorSigningFailed);
+}
+
+bool Encode(const CMS_ContentInfo* message, Blob& signature) noexcept {
+    const int size = i2d_CMS_ContentInfo(message, nullptr);
+    if (size <= 0) return Fail(kErrorSigningFailed);
+    auto* next = reinterpret_cast<unsigned char*>(signature.Renew(static_cast<unsigned>(size)));
+    if (next == nullptr) return Fail(kErrorNotEnoughMemory);
+    return i2d_CMS_ContentInfo(message, &next) == size || Fail(kErrorSigningFailed);
+}
+
+bool Sign(const File& content, const Signer& signer, const Context& context,
+          Blob& signature) noexcept {
+    const Message message(
+        CMS_sign_ex(nullptr, nullptr, nullptr, nullptr, kFlags, context.GetHandle(), nullptr));
+    if (message == nullptr) return Fail(kErrorSigningFailed);
+    // A key may be bound to parameters that exclude SHA-256.
+    if (CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
+                        kFlags) == nullptr) {
+        return Fail(kErrorBadAlgorithm);
+    }
+    return AddOthers(message.get(), signer) && Digest(content, message.get()) &&
+           Encode(message.get(), signature);
+}
+
+}  // namespace
+
+}  // namespace OpenSsl
+
+bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::File& signer,
+                            const KivGuiBase::AnsiStr& signerText,
+                            KivGuiBase::Blob& signature) noexcept {
+    const OpenSsl::ErrorQueueGuard guard;
+    OpenSsl::Context context;
+    if (!context.IsReady()) return OpenSsl::Fail(KivGuiBase::kErrorSigningFailed);
+    OpenSsl::Signer loaded;
+    {
+        SecretBytes file;
+        if (!ReadSignerFile(signer, file) ||
+            !OpenSsl::LoadSigner({file.GetData(), file.GetSize()}, signerText.GetStr(), context,
+                                 loaded)) {
+            return false;
+        }
+    }
+    return OpenSsl::Sign(content, loaded, context, signature);
+}
+
+}  // namespace KivOssSec

@@ -1,0 +1,143 @@
+#include "kivsec/smime_writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "kivgui/convert.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/error.h"
+#include "kivgui/random.h"
+
+namespace KivOssSec {
+
+namespace {
+
+using KivGuiBase::AnsiStr;
+using KivGuiBase::Blob;
+using KivGuiBase::DiskFile;
+using KivGuiBase::File;
+using KivGuiBase::SetLastError;
+
+constexpr unsigned kPiece = 0x8000;
+constexpr unsigned kBase64Line = 76;  // RFC 2045, 6.8
+
+constexpr std::string_view kPreamble = "\r\nThis is a signed message in MIME format (S/MIME).\r\n";
+constexpr std::string_view kSignatureHeader =
+    "Content-Type: application/pkcs7-signature; name=\"smime.p7s\"\r\n"
+    "Content-Transfer-Encoding: base64\r\n"
+    "Content-Disposition: attachment; filename=\"smime.p7s\"\r\n"
+    "\r\n";
+
+/// Does the text neither end the header block nor leave a line open?
+bool IsHeaderBlock(std::string_view text) noexcept {
+    if (text.empty()) return true;
+    return text.ends_with("\r\n") && !text.starts_with("\r\n") &&
+           text.find("\r\n\r\n") == std::string_view::npos;
+}
+
+/// @return false when the file cannot be read.
+bool Search(const File& file, std::string_view text, bool& found) noexcept {
+    DiskFile source;
+    if (!source.Open(file, DiskFile::Mode::read)) return false;
+    char buffer[kPiece];
+    found = false;
+    // Between two reads the text may have begun at the end of the first.
+    for (size_t kept = 0;;) {
+        unsigned got = 0;
+        if (!source.Read(buffer + kept, static_cast<unsigned>(kPiece - kept), got)) return false;
+        const std::string_view piece(buffer, kept + got);
+        found = piece.find(text) != std::string_view::npos;
+        if (found || got == 0) return true;
+        kept = std::min(piece.size(), text.size() - 1);
+        std::memmove(buffer, buffer + piece.size() - kept, kept);
+    }
+}
+
+/// A text that the file does not have. Empty, with the last error set, when the file cannot be
+/// read or memory runs out.
+AnsiStr FindBoundary(const File& content) noexcept {
+    constexpr int kTries = 100;  // one is enough, unless the random numbers are not random
+    for (int i = 0; i < kTries; ++i) {
+        unsigned char random[16];
+        KivGuiBase::GetUnpredictableBytes(random, sizeof random);
+        const AnsiStr digits = KivGuiBase::Binary2B16Str(random, sizeof random, 0, "");
+        // "=_" stands in no quoted-printable and no base64 text (RFC 2045, 6.7).
+        const AnsiStr boundary = "=_kivsec-" + digits;
+        bool found = true;
+        if (boundary.IsEmpty() || !Search(content, boundary, found)) return {};
+        if (!found) return boundary;
+    }
+    SetLastError(KivGuiBase::kErrorSigningFailed);
+    return {};
+}
+
+class Output {
+public:
+    bool Open(const File& file) noexcept { return file_.Open(file, DiskFile::Mode::create); }
+    bool Close() noexcept { return file_.Close(); }
+
+    bool Write(std::string_view text) noexcept {
+        return file_.Write(text.data(), static_cast<unsigned>(text.size()));
+    }
+
+    bool WriteDelimiter(const AnsiStr& boundary, std::string_view end) noexcept {
+        return Write("\r\n--") && Write(boundary) && Write(end);
+    }
+
+    bool Copy(const File& file) noexcept {
+        DiskFile source;
+        if (!source.Open(file, DiskFile::Mode::read)) return false;
+        char buffer[kPiece];
+        for (unsigned got = 0; source.Read(buffer, kPiece, got);) {
+            if (got == 0) return true;
+            if (!file_.Write(buffer, got)) return false;
+        }
+        return false;
+    }
+
+private:
+    DiskFile file_;
+};
+
+bool WriteHeader(Output& output, const AnsiStr& outerHeaders, bool mimeVersion,
+                 const AnsiStr& boundary) noexcept {
+    // On one line, which readers that undo no folding understand too.
+    return output.Write(outerHeaders) && (!mimeVersion || output.Write("MIME-Version: 1.0\r\n")) &&
+           output.Write(
+               "Content-Type: multipart/signed; protocol=\"application/pkcs7-signature\"; "
+               "micalg=sha-256; boundary=\"") &&
+           output.Write(boundary) && output.Write("\"\r\n");
+}
+
+bool WriteSignature(Output& output, const Blob& signature) noexcept {
+    const AnsiStr text =
+        KivGuiBase::Binary2B64Str(signature.GetData(), signature.GetSize(), kBase64Line, "\r\n");
+    if (text.IsEmpty()) {
+        SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        return false;
+    }
+    return output.Write(kSignatureHeader) && output.Write(text) && output.Write("\r\n");
+}
+
+}  // namespace
+
+bool WriteSignedMessage(const File& content, const Blob& signature, const AnsiStr& outerHeaders,
+                        bool mimeVersion, const File& output) noexcept {
+    if (!IsHeaderBlock(outerHeaders)) {
+        SetLastError(KivGuiBase::kErrorInvalidParameter);
+        return false;
+    }
+    const AnsiStr boundary = FindBoundary(content);
+    if (boundary.IsEmpty()) return false;
+    Output target;
+    // The line end before a delimiter is the delimiter's (RFC 2046, 5.1.1), so that content
+    // without one at its end stays as it was signed.
+    return target.Open(output) && WriteHeader(target, outerHeaders, mimeVersion, boundary) &&
+           target.Write(kPreamble) && target.WriteDelimiter(boundary, "\r\n") &&
+           target.Copy(content) && target.WriteDelimiter(boundary, "\r\n") &&
+           WriteSignature(target, signature) && target.WriteDelimiter(boundary, "--\r\n") &&
+           target.Close();
+}
+
+}  // namespace KivOssSec
