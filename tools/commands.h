@@ -43,6 +43,14 @@ struct BuildOptions {
 };
 int Build(const BuildOptions& options);
 
+struct SignOptions {
+    std::string file;      ///< the message; a path, or "-" for standard input
+    std::string signer;    ///< the file with the key
+    std::string passFile;  ///< its first line is the pass phrase; empty: there is none
+    std::string target;    ///< a path, or "-" for standard output
+};
+int Sign(const SignOptions& options);
+
 enum class Coding { base64, quotedPrintable, word };
 /// Standard input to standard output.
 int Encode(Coding coding);

@@ -1,4 +1,4 @@
-// kivmime: shows, extracts, rewrites and builds MIME messages. docs/kivmime.md is its manual.
+// kivmime: shows, extracts, rewrites, builds and signs MIME messages. docs/kivmime.md is its manual.
 
 #include <cstdio>
 #include <exception>
@@ -26,6 +26,7 @@ struct CommandLine {
     Tool::ExtractOptions extract;
     Tool::RewriteOptions rewrite;
     Tool::BuildOptions build;
+    Tool::SignOptions sign;
     Tool::Coding coding = Tool::Coding::base64;
     Tool::TypeOptions type;
     std::function<int()> command;  ///< runs the subcommand that was given
@@ -113,6 +114,24 @@ void AddBuild(CLI::App& app, CommandLine& line) {
     });
 }
 
+void AddSign(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("sign", "Sign a message (S/MIME)");
+    command.add_option("FILE", line.sign.file, "The message; - is standard input")->required();
+    command
+        .add_option("--signer", line.sign.signer,
+                    "The private key and its certificate: PEM or PKCS#12")
+        ->required()
+        ->type_name("KEY");
+    command
+        .add_option("--pass-file", line.sign.passFile,
+                    "The key's pass phrase: the first line of this file")
+        ->type_name("F");
+    command.add_option("-o,--output", line.sign.target, "The file; - is standard output")
+        ->required()
+        ->type_name("OUT");
+    command.callback([&line] { line.command = [&line] { return Tool::Sign(line.sign); }; });
+}
+
 void AddCoding(CLI::App& app, CommandLine& line, const std::string& name, const std::string& help,
                int (*run)(Tool::Coding)) {
     CLI::App& command = *app.add_subcommand(name, help);
@@ -156,7 +175,7 @@ int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Shows, extracts, rewrites and builds MIME messages.", "kivmime");
+    CLI::App app("Shows, extracts, rewrites, builds and signs MIME messages.", "kivmime");
     app.require_subcommand(1);
     app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
     app.failure_message(CLI::FailureMessage::help);
@@ -165,6 +184,7 @@ int Run(int argc, char** argv) {
     AddExtract(app, line);
     AddRewrite(app, line);
     AddBuild(app, line);
+    AddSign(app, line);
     AddCoding(app, line, "encode", "Encode standard input", Tool::Encode);
     AddCoding(app, line, "decode", "Decode standard input", Tool::Decode);
     AddType(app, line);

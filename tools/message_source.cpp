@@ -48,7 +48,10 @@ File GetPlainFile(const std::string& path, const std::string& copy) {
 }
 
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder) {
-    const File file = GetPlainFile(source.file, folder.At("message"));
+    return ReadMessage(source, GetPlainFile(source.file, folder.At("message")));
+}
+
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const File& file) {
     auto message = std::make_unique<MIME::Part>();
     MIME::AnsiStr error;
     KivGuiBase::SetLastError(KivGuiBase::kErrorNone);

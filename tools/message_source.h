@@ -26,5 +26,7 @@ KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
 /// Reads a message; its bodies are files in the work folder. A stream is copied there first.
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
+/// The same for a message that GetPlainFile has found.
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file);
 
 }  // namespace Tool

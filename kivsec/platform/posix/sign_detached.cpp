@@ -1,3 +1,5 @@
+#include <openssl/rsa.h>
+
 #include "kivgui/disk_file.h"
 #include "kivsec/platform/platform.h"
 #include "kivsec/platform/posix/signer.h"
@@ -58,16 +60,24 @@ bool Encode(const CMS_ContentInfo* message, Blob& signature) noexcept {
     return i2d_CMS_ContentInfo(message, &next) == size || Fail(kErrorSigningFailed);
 }
 
+/// Of a key for RSA-PSS the salt is as long as the digest, which RFC 4055, 3.1 advises. Other keys
+/// need nothing.
+bool SetParameters(CMS_SignerInfo* info, const Signer& signer) noexcept {
+    return EVP_PKEY_is_a(signer.key.get(), "RSA-PSS") != 1 ||
+           EVP_PKEY_CTX_set_rsa_pss_saltlen(CMS_SignerInfo_get0_pkey_ctx(info),
+                                            RSA_PSS_SALTLEN_DIGEST) > 0;
+}
+
 bool Sign(const File& content, const Signer& signer, const Context& context,
           Blob& signature) noexcept {
     const Message message(
         CMS_sign_ex(nullptr, nullptr, nullptr, nullptr, kFlags, context.GetHandle(), nullptr));
     if (message == nullptr) return Fail(kErrorSigningFailed);
-    // A key may be bound to parameters that exclude SHA-256.
-    if (CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
-                        kFlags) == nullptr) {
-        return Fail(kErrorBadAlgorithm);
-    }
+    // CMS_KEY_PARAM lets the key say how it signs, and fail when it is bound to something else.
+    CMS_SignerInfo* const info =
+        CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
+                        kFlags | CMS_KEY_PARAM);
+    if (info == nullptr || !SetParameters(info, signer)) return Fail(kErrorBadAlgorithm);
     return AddOthers(message.get(), signer) && Digest(content, message.get()) &&
            Encode(message.get(), signature);
 }
