@@ -3,10 +3,11 @@
 
 PACKAGES_build="g++ cmake ninja-build libssl-dev"
 PACKAGES_tools="libcli11-dev nlohmann-json3-dev"
-PACKAGES_test="libgtest-dev python3"
+PACKAGES_test="libgtest-dev python3 openssl"
 PACKAGES_bench="libbenchmark-dev libssl-dev python3"
 PACKAGES_install_test="pkg-config binutils"
 PACKAGES_interop="pkg-config libgmime-3.0-dev"
+PACKAGES_interop_smime="gpgsm gnupg"
 PACKAGES_interop_imap="dovecot-imapd"
 PACKAGES_checks="clang libclang-rt-dev clang-format clang-tidy valgrind g++-mingw-w64-x86-64-posix"
 
