@@ -19,6 +19,9 @@ bool ReadPem(std::string_view bytes, const char* passPhrase, Context& context,
 bool ReadPkcs12(std::string_view bytes, const char* passPhrase, Context& context,
                 KeyFile& file) noexcept;
 
+/// A key that has been decrypted; null when it is malformed.
+Key DecodeKey(const PKCS8_PRIV_KEY_INFO* info, const Context& context) noexcept;
+
 /// Adds a certificate in DER.
 bool AddCertificate(std::string_view der, const Context& context, KeyFile& file) noexcept;
 

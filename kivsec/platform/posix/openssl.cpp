@@ -2,14 +2,19 @@
 
 namespace KivOssSec::OpenSsl {
 
-Context::Context() noexcept : handle_(OSSL_LIB_CTX_new()) {
+Context::Context() noexcept : handle_(OSSL_LIB_CTX_new()), builtIn_(OSSL_LIB_CTX_new()) {
+    // A null context would be the host's. One that has loaded nothing gets the default provider at
+    // its first use; "null" is a provider too.
     if (handle_ != nullptr) default_ = OSSL_PROVIDER_load(handle_, "default");
+    if (builtIn_ != nullptr) none_ = OSSL_PROVIDER_load(builtIn_, "null");
 }
 
 Context::~Context() {
-    if (legacy_ != nullptr) OSSL_PROVIDER_unload(legacy_);
-    if (default_ != nullptr) OSSL_PROVIDER_unload(default_);
+    for (OSSL_PROVIDER* provider : {legacy_, default_, none_}) {
+        if (provider != nullptr) OSSL_PROVIDER_unload(provider);
+    }
     OSSL_LIB_CTX_free(handle_);
+    OSSL_LIB_CTX_free(builtIn_);
 }
 
 bool Context::AddLegacy() noexcept {

@@ -33,8 +33,8 @@ using KeyInfo = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Freer<PKCS8_PRIV_KEY_INFO_f
 using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
 using Certificates = std::unique_ptr<STACK_OF(X509), CertificatesFreer>;
 
-/// A library context with providers of its own: the host's providers and configuration neither
-/// matter nor change. What was made with it must be gone before it.
+/// Library contexts with providers of their own: the host's providers and configuration neither
+/// matter nor change. What was made with them must be gone before them.
 class Context {
 public:
     Context() noexcept;
@@ -50,10 +50,24 @@ public:
     /// @return false when they are there already or OpenSSL was installed without them.
     bool AddLegacy() noexcept;
 
+    /// A key from what `decode` makes of it in a context; null when that fails.
+    ///
+    /// The decoders of OpenSSL's providers leave a copy of the key in memory that they have given
+    /// back, those built into the library do not. Without providers it takes the latter, which do
+    /// not know every kind of key.
+    template <class Decode>
+    Key MakeKey(Decode decode) const noexcept {
+        Key key(builtIn_ != nullptr ? decode(builtIn_) : nullptr);
+        if (key == nullptr) key.reset(decode(handle_));
+        return key;
+    }
+
 private:
     OSSL_LIB_CTX* handle_;
     OSSL_PROVIDER* default_ = nullptr;
     OSSL_PROVIDER* legacy_ = nullptr;
+    OSSL_LIB_CTX* builtIn_;  ///< without providers
+    OSSL_PROVIDER* none_ = nullptr;
 };
 
 /// Takes the errors that come up while it lives off the thread's queue, which is the host's too.

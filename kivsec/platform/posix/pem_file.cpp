@@ -115,7 +115,7 @@ private:
 };
 
 /// RFC 5958: "ENCRYPTED PRIVATE KEY".
-EVP_PKEY* ReadEncryptedKey(PemBlock& block, const char* passPhrase, Context& context) noexcept {
+Key ReadEncryptedKey(PemBlock& block, const char* passPhrase, Context& context) noexcept {
     const unsigned char* next = block.GetData();
     const std::unique_ptr<X509_SIG, Freer<X509_SIG_free>> sealed(
         d2i_X509_SIG(nullptr, &next, block.GetSize()));
@@ -127,28 +127,29 @@ EVP_PKEY* ReadEncryptedKey(PemBlock& block, const char* passPhrase, Context& con
     };
     KeyInfo info = open();
     if (info == nullptr && context.AddLegacy()) info = open();
-    if (info == nullptr) return nullptr;
-    return EVP_PKCS82PKEY_ex(info.get(), context.GetHandle(), nullptr);
+    return info != nullptr ? DecodeKey(info.get(), context) : nullptr;
 }
 
 /// "PRIVATE KEY", or one named for its algorithm.
-EVP_PKEY* ReadPlainKey(PemBlock& block, long size, const Context& context) noexcept {
-    const unsigned char* next = block.GetData();
+Key ReadPlainKey(PemBlock& block, long size, const Context& context) noexcept {
     if (block.GetName() == "PRIVATE KEY") {
+        const unsigned char* next = block.GetData();
         const KeyInfo info(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &next, size));
-        if (info == nullptr) return nullptr;
-        return EVP_PKCS82PKEY_ex(info.get(), context.GetHandle(), nullptr);
+        return info != nullptr ? DecodeKey(info.get(), context) : nullptr;
     }
     const int type = block.GetName() == "RSA PRIVATE KEY"  ? EVP_PKEY_RSA
                      : block.GetName() == "EC PRIVATE KEY" ? EVP_PKEY_EC
                                                            : EVP_PKEY_DSA;
-    return d2i_PrivateKey_ex(type, nullptr, &next, size, context.GetHandle(), nullptr);
+    return context.MakeKey([&](OSSL_LIB_CTX* library) {
+        const unsigned char* next = block.GetData();
+        return d2i_PrivateKey_ex(type, nullptr, &next, size, library, nullptr);
+    });
 }
 
 bool ReadKey(PemBlock& block, const char* passPhrase, Context& context, KeyFile& file) noexcept {
     const ErrorQueueGuard guard;
     if (block.GetName() == "ENCRYPTED PRIVATE KEY") {
-        file.key.reset(ReadEncryptedKey(block, passPhrase, context));
+        file.key = ReadEncryptedKey(block, passPhrase, context);
         return file.key != nullptr || Fail(kErrorInvalidPassword);
     }
     long size = 0;
@@ -156,7 +157,7 @@ bool ReadKey(PemBlock& block, const char* passPhrase, Context& context, KeyFile&
     if (!OldEncryption(context, passPhrase).Decrypt(block, size)) {
         return Fail(kErrorInvalidPassword);
     }
-    file.key.reset(ReadPlainKey(block, size, context));
+    file.key = ReadPlainKey(block, size, context);
     // A wrong pass phrase may give a text that looks well decrypted.
     return file.key != nullptr || Fail(isEncrypted ? kErrorInvalidPassword : kErrorBadEncoding);
 }

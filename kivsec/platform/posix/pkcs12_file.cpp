@@ -119,7 +119,7 @@ private:
 
     bool TakeKey(const PKCS8_PRIV_KEY_INFO* info) noexcept {
         if (file_.key != nullptr) return true;
-        file_.key.reset(EVP_PKCS82PKEY_ex(info, context_.GetHandle(), nullptr));
+        file_.key = DecodeKey(info, context_);
         return file_.key != nullptr;
     }
 

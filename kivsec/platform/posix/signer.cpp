@@ -47,6 +47,11 @@ bool TakeCertificate(Signer& signer) noexcept {
 
 }  // namespace
 
+Key DecodeKey(const PKCS8_PRIV_KEY_INFO* info, const Context& context) noexcept {
+    return context.MakeKey(
+        [info](OSSL_LIB_CTX* library) { return EVP_PKCS82PKEY_ex(info, library, nullptr); });
+}
+
 bool AddCertificate(std::string_view der, const Context& context, KeyFile& file) noexcept {
     const ErrorQueueGuard guard;
     X509* raw = X509_new_ex(context.GetHandle(), nullptr);
