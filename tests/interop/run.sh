@@ -10,6 +10,9 @@ need_packages build tools test
 if ! (need_packages interop); then
   echo "skipped: GMime, because libgmime-3.0-dev cannot be installed"
 fi
+if ! (need_packages interop_smime); then
+  echo "skipped: GMime's verification of signatures, because gpgsm cannot be installed"
+fi
 build=$BUILD_ROOT/release
 mkdir -p "$BUILD_ROOT"
 work=$(mktemp -d)
@@ -19,7 +22,7 @@ trap 'rm -rf "$work"' EXIT
 targets=(kivmime interop_generate)
 readers=()
 if is_installed libgmime-3.0-dev; then
-  targets+=(interop_gmime)
+  targets+=(interop_gmime interop_gmime_verify kivmime_test_keys)
   readers+=(--gmime "$build/tests/interop/interop_gmime")
 fi
 if is_installed dovecot-imapd; then
@@ -32,3 +35,9 @@ cmake --build "$build" -j "$JOBS" --target "${targets[@]}"
 mkdir "$work/messages"
 python3 -B "$ROOT/tests/interop/check.py" "$build/kivmime" "$build/tests/interop/interop_generate" \
   "$work/messages" ${readers[@]+"${readers[@]}"} --cases "${1:-2000}"
+
+if is_installed libgmime-3.0-dev && is_installed gpgsm; then
+  mkdir "$work/signatures"
+  python3 -B "$ROOT/tests/interop/signatures.py" "$build/kivmime" "$build/tests/interop/interop_gmime_verify" \
+    "$build/tests/interop/interop_gmime" "$build/tests/keys" "$work/signatures"
+fi
