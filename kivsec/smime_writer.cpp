@@ -63,7 +63,7 @@ AnsiStr FindBoundary(const File& content) noexcept {
         KivGuiBase::GetUnpredictableBytes(random, sizeof random);
         const AnsiStr digits = KivGuiBase::Binary2B16Str(random, sizeof random, 0, "");
         // "=_" stands in no quoted-printable and no base64 text (RFC 2045, 6.7).
-        const AnsiStr boundary = "=_kivsec-" + digits;
+        AnsiStr boundary = "=_kivsec-" + digits;
         bool found = true;
         if (boundary.IsEmpty() || !Search(content, boundary, found)) return {};
         if (!found) return boundary;

@@ -65,7 +65,7 @@ bool AddCertificate(std::string_view der, const Context& context, KeyFile& file)
         sk_X509_push(file.certificates.get(), certificate.get()) <= 0) {
         return Fail(KivGuiBase::kErrorNotEnoughMemory);
     }
-    certificate.release();
+    static_cast<void>(certificate.release());
     return true;
 }
 

@@ -132,12 +132,9 @@ public:
     }
     const char* GetName() const { return what_; }
 
-    /// Reads what the address sanitizer has closed, too.
-#if defined(__GNUC__)
-    __attribute__((no_sanitize("address", "undefined")))
-#endif
-    bool
-    StandsIn(const unsigned char* start, const unsigned char* end) const {
+    /// Reads what the sanitizers keep closed, too.
+    [[gnu::no_sanitize("address", "undefined", "thread")]] bool StandsIn(
+        const unsigned char* start, const unsigned char* end) const {
         const size_t size = bytes_.size();
         const unsigned char* const hidden = bytes_.data();
         for (; static_cast<size_t>(end - start) >= size; ++start) {
