@@ -19,7 +19,7 @@ bool PKCS7Msg::Sign(const File& content, const File& signer, const AnsiStr& sign
 
 bool PKCS7Msg::SaveMIME(const File& output, const AnsiStr& outerHeaders,
                         bool mimeVersion) noexcept {
-    if (signature_.IsEmpty()) {
+    if (signature_.IsEmpty() || output.GetPath() == content_.GetPath()) {
         KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidParameter);
         return false;
     }

@@ -42,12 +42,13 @@ public:
     /// outer headers, "MIME-Version: 1.0", Content-Type, the content byte for byte, and the
     /// signature in base64.
     ///
-    /// @param output        made or replaced; a part of it may stay after a failure.
+    /// @param output        made or replaced, but not the content file; a part of it may stay after
+    ///                      a failure.
     /// @param outerHeaders  whole lines that each end in CR LF, none of them empty, and no
     ///                      Content- or MIME-Version field; may be empty.
     /// @param mimeVersion   write the MIME-Version line; false only for an entity inside another.
-    /// @return false with kErrorInvalidParameter when nothing has been signed or `outerHeaders`
-    ///         is no block of header lines.
+    /// @return false with kErrorInvalidParameter when nothing has been signed, `outerHeaders` is no
+    ///         block of header lines, or `output` is the content's path.
     bool SaveMIME(const File& output, const AnsiStr& outerHeaders, bool mimeVersion) noexcept;
 
 private:

@@ -50,11 +50,21 @@ void ReadMessage() {
     Expect("types of the children", types, "text/plain");
 }
 
+/// Needs the cryptography to be linked.
+void FailToSign() {
+    MIME::Message message;
+    message.headers.FindOrInsert("Subject")->value.value = "greeting";
+    Expect("Sign", message.Sign(MIME::File("no-such-key.pem"), ""), "");
+    Expect("its error", KivGuiBase::GetStoredErrorMessage(),
+           "Could not create message signature: No such file or folder");
+}
+
 }  // namespace
 
 int main() {
     Expect("QPEncode", MIME::Encoding::QPEncode("1 + 1 = 2"), "1 + 1 =3D 2");
     ReadMessage();
+    FailToSign();
     std::puts(failures == 0 ? "consumer: ok" : "consumer: failed");
     return failures == 0 ? 0 : 1;
 }

@@ -17,7 +17,7 @@ build_library() {
 # Every public header stands alone, and needs nothing that is not installed.
 check_headers() {
   local prefix=$1 flags=$2 header
-  for header in $(cd "$prefix/include" && find mime kivgui -name '*.h'); do
+  for header in $(cd "$prefix/include" && find mime kivgui kivsec -name '*.h'); do
     echo "#include <$header>" |
       g++ -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
         $flags -fsyntax-only -x c++ - || die "$header does not stand alone"

@@ -135,6 +135,8 @@ TEST_F(PKCS7MsgTest, SaveRefusesWhatWouldBreakTheMessage) {
     EXPECT_FALSE(message.SaveMIME(At("signed"), kOuter, true)) << "nothing signed";
     EXPECT_EQ(GetLastError(), KivGuiBase::kErrorInvalidParameter);
     ASSERT_TRUE(Sign(message, "x"));
+    EXPECT_FALSE(message.SaveMIME(At("content"), kOuter, true)) << "over the content";
+    EXPECT_EQ(GetLastError(), KivGuiBase::kErrorInvalidParameter);
     for (const char* outer : {"Subject: open line", "\r\nSubject: x\r\n", "A: b\r\n\r\nC: d\r\n"}) {
         SetLastError(0);
         EXPECT_FALSE(message.SaveMIME(At("signed"), outer, true)) << outer;

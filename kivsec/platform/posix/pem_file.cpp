@@ -58,10 +58,6 @@ private:
     long size_ = 0;
 };
 
-struct CipherFreer {
-    void operator()(EVP_CIPHER* cipher) const noexcept { EVP_CIPHER_free(cipher); }
-};
-
 /// Decrypts a block that says "Proc-Type: 4,ENCRYPTED" (RFC 1421, 4.6.1.1) in place, which
 /// OpenSSL's own function would do with the host's algorithms. A block without such a header stays
 /// as it is.
@@ -76,7 +72,7 @@ public:
         EVP_CIPHER_INFO info;
         if (PEM_get_EVP_CIPHER_INFO(block.GetHeader(), &info) != 1) return false;
         if (info.cipher == nullptr) return true;
-        const std::unique_ptr<EVP_CIPHER, CipherFreer> cipher(
+        const std::unique_ptr<EVP_CIPHER, Freer<EVP_CIPHER_free>> cipher(
             EVP_CIPHER_fetch(context_.GetHandle(), EVP_CIPHER_get0_name(info.cipher), nullptr));
         unsigned char key[EVP_MAX_KEY_LENGTH];
         const bool plain = cipher != nullptr && MakeKey(cipher.get(), info.iv, key) &&
