@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "kivgui/trace.h"
+#include "kivsec/pkcs7_msg.h"
+#include "kivsec/signing.h"
 #include "mime/mime.h"
 #include "support/loaded_library.h"
 
@@ -30,6 +32,10 @@ using SetMessage = void(const AnsiStr& text);
 constexpr const char* kSetMessage = "_ZN10KivGuiBase15SetErrorMessageERKNS_7AnsiStrE";
 using GetMessageText = AnsiStr();
 constexpr const char* kGetMessage = "_ZN10KivGuiBase21GetStoredErrorMessageEv";
+using SignFile = bool(KivOssSec::PKCS7Msg* message, const File& content, const File& signer,
+                      const AnsiStr& signerText, bool detached) noexcept;
+constexpr const char* kSignFile =
+    "_ZN9KivOssSec8PKCS7Msg4SignERKN10KivGuiBase4FileES4_RKNS1_7AnsiStrEb";
 
 bool FindsGif(GetTypes* getTypes) noexcept {
     Type::keys type;
@@ -65,7 +71,7 @@ std::vector<std::string> Split(std::string_view words) {
     return list;
 }
 
-/// Uses everything that keeps data of its thread.
+/// Uses everything that keeps data of its thread, or uses a library that does.
 void UseTables(const LoadedLibrary& library, GetTypes* getTypes, std::latch& start) {
     start.arrive_and_wait();
     EXPECT_TRUE(FindsGif(getTypes));
@@ -73,6 +79,10 @@ void UseTables(const LoadedLibrary& library, GetTypes* getTypes, std::latch& sta
     library.Find<SetMessage>(kSetMessage)(tooLong.c_str());
     EXPECT_EQ(library.Find<GetMessageText>(kGetMessage)().GetLength(),
               KivGuiBase::kMaxErrorMessage - 1);
+    KivOssSec::PKCS7Msg message;
+    const File key = KivOssSec::Test::GetKeyFile("rsa.p12");
+    EXPECT_TRUE(library.Find<SignFile>(kSignFile)(&message, key, key,
+                                                  KivOssSec::Test::GetPassPhrase(), true));
 }
 
 TEST(ModuleThreadTest, StartsAndEndsInOrderAndLeavesNothingBehind) {
