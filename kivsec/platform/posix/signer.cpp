@@ -13,7 +13,7 @@ bool IsDer(std::string_view bytes) noexcept {
     return bytes.size() > 1 && bytes[0] == 0x30 && (bytes[1] & 0x80) != 0;
 }
 
-/// Ed25519 is missing: it signs with SHA-512 alone (RFC 8419, 2.3), and OpenSSL 3.0 cannot use it
+/// Ed25519 is missing: it signs with SHA-512 alone (RFC 8419), and OpenSSL 3.0 cannot use it
 /// in CMS.
 bool CanSign(const EVP_PKEY* key) noexcept {
     return EVP_PKEY_is_a(key, "RSA") == 1 || EVP_PKEY_is_a(key, "RSA-PSS") == 1 ||
