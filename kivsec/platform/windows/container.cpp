@@ -87,9 +87,9 @@ bool Import(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file) no
 }  // namespace
 
 bool TemporaryContainer::Import(const SecretBytes& keyBlob) noexcept {
-    unsigned long long number[2];
-    KivGuiBase::GetUnpredictableBytes(number, sizeof number);
-    std::swprintf(name_, std::size(name_), L"KIVMIME-%016llx%016llx", number[0], number[1]);
+    unsigned long long number = 0;
+    KivGuiBase::GetUnpredictableBytes(&number, sizeof number);
+    std::swprintf(name_, std::size(name_), L"KIVMIME-%lu-%016llx", GetCurrentProcessId(), number);
     ProviderKey key;
     return CryptAcquireContextW(provider_.GetPlace(), name_, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES,
                                 CRYPT_NEWKEYSET | CRYPT_SILENT) &&

@@ -1,7 +1,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "kivsec/platform/windows/pkcs12_mac.h"
+#include "kivsec/platform/windows/pkcs12_reason.h"
 #include "kivsec/platform/windows/signer.h"
 
 namespace KivOssSec::CryptoApi {
@@ -56,22 +56,6 @@ bool Import(Importer importer, CRYPT_DATA_BLOB& bytes, const WidePassPhrase& pas
            (*text == L'\0' && importer(bytes, nullptr, file, systemError));
 }
 
-/// Wine gives no reason. Mostly it is the pass phrase, or a key that it does not know.
-bool FailWithoutReason(const CRYPT_DATA_BLOB& bytes, const char* passPhrase) noexcept {
-    WidePassPhrase wide;
-    if (!wide.Set(passPhrase, CP_UTF8)) return false;
-    MacResult mac = VerifyMac(bytes, wide.GetText());
-    if (mac == MacResult::differs && *passPhrase == '\0') mac = VerifyMac(bytes, nullptr);
-    switch (mac) {
-        case MacResult::differs:
-            return Fail(KivGuiBase::kErrorInvalidPassword);
-        case MacResult::matches:
-            return Fail(KivGuiBase::kErrorBadAlgorithm);
-        default:
-            return Fail(KivGuiBase::kErrorSigningFailed);
-    }
-}
-
 bool FailToImport(DWORD systemError) noexcept {
     switch (static_cast<uint32_t>(systemError)) {
         case ERROR_INVALID_PASSWORD:
@@ -103,7 +87,9 @@ bool ReadPkcs12(SecretBytes& bytes, const AnsiStr& passPhrase, KeyFile& file) no
     if (systemError == ERROR_SUCCESS) {
         if (!wide.Set(passPhrase.GetStr(), CP_ACP)) return false;
         if (Import(&ReadIntoContainer, blob, wide, file, systemError)) return true;
-        if (systemError == ERROR_SUCCESS) return FailWithoutReason(blob, passPhrase.GetStr());
+        if (systemError == ERROR_SUCCESS) {
+            return wide.Set(passPhrase.GetStr(), CP_UTF8) && Fail(FindReason(blob, wide.GetText()));
+        }
     }
     return FailToImport(systemError);
 }

@@ -1,4 +1,4 @@
-#include "kivsec/platform/windows/pkcs12_mac.h"
+#include "kivsec/platform/windows/pkcs12_reason.h"
 
 #include <bcrypt.h>
 #include <algorithm>
@@ -156,11 +156,9 @@ bool MakeKeyText(const Mac& mac, const wchar_t* passPhrase, SecretBytes& memory,
     return true;
 }
 
-}  // namespace
+enum class MacResult { matches, differs, unknown };
 
-MacResult VerifyMac(const CRYPT_DATA_BLOB& file, const wchar_t* passPhrase) noexcept {
-    Mac mac;
-    if (!Parse({file.pbData, file.cbData}, mac)) return MacResult::unknown;
+MacResult VerifyMac(const Mac& mac, const wchar_t* passPhrase) noexcept {
     SecretBytes memory;
     Bytes text;
     BYTE key[kMaxDigest];
@@ -175,6 +173,52 @@ MacResult VerifyMac(const CRYPT_DATA_BLOB& file, const wchar_t* passPhrase) noex
     if (!done) return MacResult::unknown;
     return std::equal(mac.digest.begin(), mac.digest.end(), digest) ? MacResult::matches
                                                                     : MacResult::differs;
+}
+
+/// What the file has: what is encrypted as a whole are certificates, keys are encrypted one by one.
+struct Holdings {
+    bool key = false;
+    bool certificate = false;
+
+    void Add(Der bags) noexcept {
+        constexpr BYTE kKeyBag = 1, kShroudedKeyBag = 2, kCertBag = 3;
+        while (!bags.IsEmpty()) {
+            const Bytes type = bags.Enter(kSequence).Take(kOid);
+            const BYTE last = type.empty() ? 0 : type.back();
+            key = key || last == kKeyBag || last == kShroudedKeyBag;
+            certificate = certificate || last == kCertBag;
+        }
+    }
+};
+
+Holdings ListHoldings(Bytes content) noexcept {
+    constexpr BYTE kData = 1, kEncryptedData = 6;
+    Holdings holdings;
+    for (Der safes = Der(content).Enter(kSequence); !safes.IsEmpty();) {
+        Der safe = safes.Enter(kSequence);
+        const Bytes type = safe.Take(kOid);
+        const BYTE last = type.empty() ? 0 : type.back();
+        if (last == kEncryptedData) holdings.certificate = true;
+        if (last == kData) {
+            holdings.Add(Der(Der(safe.Enter(kFirst).Take(kOctets)).Enter(kSequence)));
+        }
+    }
+    return holdings;
+}
+
+}  // namespace
+
+KivGuiBase::ErrorCode FindReason(const CRYPT_DATA_BLOB& file, const wchar_t* passPhrase) noexcept {
+    Mac mac;
+    if (!Parse({file.pbData, file.cbData}, mac)) return KivGuiBase::kErrorSigningFailed;
+    MacResult result = VerifyMac(mac, passPhrase);
+    if (result == MacResult::differs && *passPhrase == L'\0') result = VerifyMac(mac, nullptr);
+    if (result == MacResult::differs) return KivGuiBase::kErrorInvalidPassword;
+    if (result == MacResult::unknown) return KivGuiBase::kErrorSigningFailed;
+    const Holdings holdings = ListHoldings(mac.content);
+    if (!holdings.key) return KivGuiBase::kErrorNoKey;
+    if (!holdings.certificate) return KivGuiBase::kErrorNoCertificate;
+    return KivGuiBase::kErrorBadAlgorithm;
 }
 
 }  // namespace KivOssSec::CryptoApi
