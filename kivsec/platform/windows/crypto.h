@@ -1,0 +1,86 @@
+#pragma once
+
+// The system's header of cryptography, which this folder includes through here.
+#include "kivgui/platform/windows/system.h"
+
+#define CMSG_SIGNER_ENCODE_INFO_HAS_CMS_FIELDS
+#include <wincrypt.h>
+
+#include <memory>
+#include <utility>
+
+#include "kivgui/error.h"
+
+/// The handles of CryptoAPI with an owner.
+namespace KivOssSec::CryptoApi {
+
+struct StoreCloser {
+    void operator()(void* store) const noexcept { CertCloseStore(store, 0); }
+};
+struct CertificateFreer {
+    void operator()(const CERT_CONTEXT* certificate) const noexcept {
+        CertFreeCertificateContext(certificate);
+    }
+};
+struct MessageCloser {
+    void operator()(void* message) const noexcept { CryptMsgClose(message); }
+};
+
+using Store = std::unique_ptr<void, StoreCloser>;
+using Certificate = std::unique_ptr<const CERT_CONTEXT, CertificateFreer>;
+using Message = std::unique_ptr<void, MessageCloser>;
+
+/// A number that stands for something of the system's.
+template <class Number, auto Free>
+class Handle {
+public:
+    Handle() noexcept = default;
+    Handle(Handle&& other) noexcept : number_(std::exchange(other.number_, Number{})) {}
+    Handle& operator=(Handle&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~Handle() {
+        if (number_ != Number{}) Free(number_);
+    }
+    Number Get() const noexcept { return number_; }
+    /// Where a function of the system puts it; there is none yet.
+    Number* GetPlace() noexcept { return &number_; }
+
+private:
+    Number number_{};
+};
+
+inline void ReleaseProvider(HCRYPTPROV provider) noexcept {
+    CryptReleaseContext(provider, 0);
+}
+inline void DestroyKey(HCRYPTKEY key) noexcept {
+    CryptDestroyKey(key);
+}
+
+using Provider = Handle<HCRYPTPROV, ReleaseProvider>;
+using ProviderKey = Handle<HCRYPTKEY, DestroyKey>;
+
+/// How the system names a private key. Whoever it came from owns it.
+struct PrivateKey {
+    HCRYPTPROV_OR_NCRYPT_KEY_HANDLE handle = 0;
+    DWORD spec = 0;  ///< which of a provider's two keys; CERT_NCRYPT_KEY_SPEC for a key of CNG
+};
+
+/// The key that came with a certificate of a PKCS#12 file; its handle is 0 when there is none.
+inline PrivateKey GetKey(const CERT_CONTEXT* certificate) noexcept {
+    CERT_KEY_CONTEXT context{};
+    DWORD size = sizeof context;
+    if (!CertGetCertificateContextProperty(certificate, CERT_KEY_CONTEXT_PROP_ID, &context,
+                                           &size)) {
+        return {};
+    }
+    return {context.hCryptProv, context.dwKeySpec};
+}
+
+inline bool Fail(uint32_t code) noexcept {
+    KivGuiBase::SetLastError(code);
+    return false;
+}
+
+}  // namespace KivOssSec::CryptoApi

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "kivgui/ansi_str.h"
+#include "kivsec/platform/windows/crypto.h"
+#include "kivsec/secret.h"
+
+namespace KivOssSec::CryptoApi {
+
+/// A key container that is removed at the end. It has a name, since Wine keeps the key of one
+/// without a name for ever.
+class TemporaryContainer {
+public:
+    TemporaryContainer() noexcept = default;
+    TemporaryContainer(const TemporaryContainer&) = delete;
+    TemporaryContainer& operator=(const TemporaryContainer&) = delete;
+    ~TemporaryContainer();
+
+    /// Makes the container, with a key from a PRIVATEKEYBLOB in it.
+    bool Import(const SecretBytes& keyBlob) noexcept;
+    /// 0 when there is none.
+    HCRYPTPROV Get() const noexcept { return provider_.Get(); }
+
+private:
+    wchar_t name_[64]{};
+    Provider provider_;
+};
+
+/// What a PKCS#12 file holds.
+struct KeyFile {
+    Store certificates;            ///< and their keys in memory, unless `container` is there
+    TemporaryContainer container;  ///< has the one key of the file
+    DWORD keySpec = 0;             ///< which of the container's
+};
+
+/// Who signs.
+struct Signer {
+    KeyFile file;  ///< owns `key`
+    Certificate certificate;
+    PrivateKey key;
+};
+
+/// Reads a file's bytes; fails with the last error set. It may have no key or certificate.
+bool ReadPkcs12(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, KeyFile& file) noexcept;
+
+/// The same where the system cannot import a key into memory.
+/// @return false with the system's error code in `systemError`, 0 when it gave no reason.
+bool ReadIntoContainer(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file,
+                       DWORD& systemError) noexcept;
+
+/// Takes the signer from a file's bytes.
+/// @return false, with the last error set, when there is none, or it may not sign mail now.
+bool LoadSigner(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, Signer& signer) noexcept;
+
+}  // namespace KivOssSec::CryptoApi
