@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "kivgui/kivgui.h"
+#include "mime/decoding.h"
 
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
 ///
