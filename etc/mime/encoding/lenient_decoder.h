@@ -32,6 +32,11 @@ public:
     size_t Decode(std::string_view piece, char* out) noexcept;
     /// Ends the text. `out` has room for kLenientRoom bytes. @return the number written.
     size_t Finish(char* out) noexcept;
+    /// Decode and Finish in one, for the last piece.
+    size_t DecodeLast(std::string_view piece, char* out) noexcept {
+        const size_t written = Decode(piece, out);
+        return written + Finish(out + written);
+    }
 
     const Tally& GetRubbish() const noexcept { return rubbish_; }
     const Tally& GetBlanks() const noexcept { return blanks_; }
@@ -64,14 +69,20 @@ private:
 ///  2. LF alone ends a line, too; line ends stay as they are. CR alone is text.
 ///  3. Lines may have any length and hold any byte.
 ///
-/// White space at the end of a line is dropped. Where the end of a piece divides a run of more
-/// than kLenientRoom blanks, those before the last ones are written already and stay: only whole
-/// lines give the same result however they are cut.
+/// White space at the end of a line, and of the text, is dropped. Where the end of a piece divides
+/// a run of more than kLenientRoom blanks, those before the last ones are written already and
+/// stay: pieces of whole lines give the same result however the text is cut.
 class LenientQuotedPrintable {
 public:
     /// See LenientBase64.
-    size_t Decode(std::string_view piece, char* out) noexcept;
-    size_t Finish(char* out) noexcept;
+    size_t Decode(std::string_view piece, char* out) noexcept {
+        return DecodePiece(piece, false, out);
+    }
+    size_t Finish(char* out) noexcept { return DecodePiece({}, true, out); }
+    /// Decode and Finish in one, for the last piece.
+    size_t DecodeLast(std::string_view piece, char* out) noexcept {
+        return DecodePiece(piece, true, out);
+    }
 
     const Tally& GetMalformed() const noexcept { return malformed_; }
     /// Lines that ended in white space, soft line breaks among them.
@@ -79,12 +90,16 @@ public:
 
 private:
     struct Run;
-    size_t DecodeRun(std::string_view text, bool isLast, char* out, size_t& written) noexcept;
+    size_t DecodePiece(std::string_view piece, bool isLast, char* out) noexcept;
+    size_t DecodeHeld(std::string_view& piece, bool isLast, char* out) noexcept;
+    size_t DecodeRun(std::string_view& text, bool isLast, char* out) noexcept;
     bool TakeEscape(Run& run) noexcept;
-    void TakeLineEnd(Run& run) noexcept;
+    bool TakeLineEnd(Run& run) noexcept;
+    void DropBlanks(Run& run) noexcept;
+    void Hold(std::string_view rest) noexcept;
 
     uint64_t position_ = 0;    ///< of the next undecoded byte
-    char held_[kLenientRoom];  ///< the end of the last piece: what it means depends on what follows
+    char held_[kLenientRoom];  ///< the end of the last piece, when what follows decides its meaning
     size_t heldSize_ = 0;
     Tally malformed_;
     Tally blanks_;
