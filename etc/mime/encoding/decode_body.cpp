@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <utility>
 
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/foundation/text_builder.h"
@@ -63,6 +63,12 @@ Decoding::BodyResult Decoding::Base64(const char* text, unsigned size) noexcept 
     Report(decoder.GetMissingPadding(), result.missingPadding, result.firstMissingPadding);
     Report(decoder.GetBehindPadding(), result.behindPadding, result.firstBehindPadding);
     return result;
+}
+
+Decoding::TextResult Decoding::ToUtf8(const char* body, unsigned size,
+                                      const AnsiStr& charset) noexcept {
+    KivGuiBase::CharsetResult converted = KivGuiBase::ConvertToUtf8({body, size}, charset);
+    return {std::move(converted.text), converted.known, converted.replaced};
 }
 
 }  // namespace MIME
