@@ -229,13 +229,12 @@ private:
 }  // namespace
 
 DecodedWords DecodeWords(std::string_view text) noexcept {
+    if (text.find(kWordStart) == std::string_view::npos) return {};
     return WordsDecoder(text).Decode();
 }
 
 AnsiStr Decoding::Words(const AnsiStr& text) noexcept {
-    const std::string_view view = text;
-    if (view.find(kWordStart) == std::string_view::npos) return text;
-    DecodedWords decoded = DecodeWords(view);
+    DecodedWords decoded = DecodeWords(text);
     return decoded.hadWord ? std::move(decoded.text) : text;
 }
 
