@@ -51,9 +51,10 @@ size_t MeasureWord(std::string_view text) noexcept {
     return word && !holdsAddress ? word->length : 0;
 }
 
-/// May a display name stand as it is, without quotes?
+/// May a display name stand as it is, without quotes? Spaces that readers do not keep may not.
 bool MayStandBare(std::string_view name) noexcept {
     if (name.starts_with(' ') || name.ends_with(' ')) return false;
+    if (name.find("  ") != std::string_view::npos) return false;
     return std::all_of(name.begin(), name.end(),
                        [](char c) { return c == ' ' || !IsAscii(c) || kAtomBytes.Has(c); });
 }

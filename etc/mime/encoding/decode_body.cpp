@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "mime/encoding/lenient_decoder.h"
@@ -10,29 +13,41 @@ namespace {
 
 constexpr size_t kPiece = 0x4000;
 
-/// Length of the first piece of a text: whole lines, if there is a line end in it.
+/// What may be part of a line end, in any number: the decoder must see all of such a run at once.
+constexpr std::string_view kRunBytes = " \t=";
+
+/// Length of the first piece of a text: whole lines, or what does not end inside a run. Longer than
+/// kPiece only where a run is.
 size_t MeasurePiece(std::string_view text) noexcept {
     if (text.size() <= kPiece) return text.size();
-    const size_t lineEnd = text.substr(0, kPiece).rfind('\n');
-    return lineEnd != std::string_view::npos ? lineEnd + 1 : kPiece;
+    const std::string_view start = text.substr(0, kPiece);
+    const size_t lineEnd = start.rfind('\n');
+    if (lineEnd != std::string_view::npos) return lineEnd + 1;
+    const size_t last = start.find_last_not_of(kRunBytes);
+    if (last != std::string_view::npos) return last + 1;
+    return std::min(text.find_first_not_of(kRunBytes, kPiece), text.size() - 1) + 1;
 }
 
 /// Decodes a whole text by pieces that stay in the processor's nearest memory.
 template <class Decoder>
 bool DecodeAll(Decoder& decoder, std::string_view text, size_t expected, AnsiStr& body) noexcept {
     TextBuilder bytes(static_cast<unsigned>(expected));
-    char out[kPiece + kLenientRoom];
+    char nearRoom[kPiece + kLenientRoom];
     size_t total = 0;
-    const auto append = [&](size_t written) {
+    for (bool isLast = false; !isLast;) {
+        const std::string_view piece = text.substr(0, MeasurePiece(text));
+        text.remove_prefix(piece.size());
+        std::unique_ptr<char[]> farRoom;
+        if (piece.size() > kPiece) {
+            farRoom.reset(new (std::nothrow) char[piece.size() + kLenientRoom]);
+            if (farRoom == nullptr) return false;
+        }
+        char* const out = farRoom != nullptr ? farRoom.get() : nearRoom;
+        isLast = text.empty();
+        const size_t written = isLast ? decoder.DecodeLast(piece, out) : decoder.Decode(piece, out);
         bytes.Append(std::string_view(out, written));
         total += written;
-    };
-    while (text.size() > kPiece) {
-        const size_t length = MeasurePiece(text);
-        append(decoder.Decode(text.substr(0, length), out));
-        text.remove_prefix(length);
     }
-    append(decoder.DecodeLast(text, out));
     body = bytes.Finish();
     return body.GetLength() == total;
 }

@@ -48,21 +48,16 @@ std::optional<Section> ParseSection(std::string_view suffix, std::string_view va
     return section;
 }
 
-/// What stands behind the name in a key that begins with it: "*", or the number of a section too.
-std::string_view GetSuffix(std::string_view key, const AnsiStr& name) noexcept {
-    return key.substr(std::min<size_t>(name.GetLength(), key.size()));
-}
-
 /// Calls `visit` with the suffix and the value of each extended form and section. Their keys
 /// follow each other in the map, the sections ordered as texts are: number 10 before number 2.
 template <class Visit>
 void ForEachForm(const ParameterMap& parameters, const AnsiStr& name, Visit visit) noexcept {
-    AnsiStr start = name;
+    AnsiStr start = GetCText(name);
     start += '*';
+    const unsigned length = start.GetLength();
     for (auto entry = parameters.FindFrom(start); entry != parameters.end(); ++entry) {
-        const unsigned length = start.GetLength();
         if (AnsiStr::NCompare(entry->key.GetStr(), start.GetStr(), length, true) != 0) return;
-        visit(GetSuffix(entry->key, name), entry->value.value);
+        visit(std::string_view(entry->key).substr(length - 1), entry->value.value);
     }
 }
 
@@ -175,7 +170,7 @@ Decoding::ParameterResult Decoding::Parameter(const ParameterMap& parameters,
                                               const AnsiStr& name) noexcept {
     Forms forms;
     ParameterResult result;
-    if (!FindForms(parameters, AnsiStr(GetCText(name)), forms)) return result;
+    if (!FindForms(parameters, name, forms)) return result;
     std::optional<Decoded> used = DecodeForms(forms);
     if (forms.plain != nullptr) {
         Decoded plain = DecodePlain(*forms.plain);
