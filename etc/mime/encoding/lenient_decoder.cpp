@@ -151,20 +151,51 @@ void LenientQuotedPrintable::Hold(std::string_view rest) noexcept {
     heldSize_ = rest.copy(held_, kLenientRoom);
 }
 
+/// Decodes well-formed text up to what needs a closer look, or near the end. In locals, because
+/// bytes that are written could be those of any object that the compiler does not see whole.
+void LenientQuotedPrintable::TakeCleanText(Run& run) noexcept {
+    constexpr size_t kReach = Vector16::kSize + kHexEscapeLength;  // a vector, an escape behind it
+    const char* next = run.next;
+    const char* const end = run.end;
+    char* put = run.put;
+    const char* lineStart = run.lineStart;
+    while (static_cast<size_t>(end - next) >= kReach) {
+        // The text only shrinks, so the store ends before the room does.
+        const Vector16 bytes(next);
+        bytes.Store(put);
+        const unsigned plain = CountLeading(~(bytes.Are('=') | bytes.Are('\r') | bytes.Are('\n')));
+        next += plain;
+        put += plain;
+        if (plain == Vector16::kSize) continue;
+        if (*next == '=') {
+            const unsigned high = GetHexValue(next[1]);
+            const unsigned low = GetHexValue(next[2]);
+            if ((high | low) < 16) {
+                *put++ = static_cast<char>(high << 4 | low);
+            } else if (next[1] != '\r' || next[2] != '\n') {
+                break;
+            }
+            next += kHexEscapeLength;
+        } else {
+            const bool hasBlanks = put != lineStart && IsBlank(put[-1]);
+            const bool isCrLf = *next == '\r' && next[1] == '\n';
+            if (hasBlanks || (*next == '\r' && !isCrLf)) break;
+            if (isCrLf) *put++ = *next++;
+            *put++ = *next++;
+        }
+        lineStart = put;
+    }
+    run.next = next;
+    run.put = put;
+    run.lineStart = lineStart;
+}
+
 /// Decodes as much as can be decided: leaves at most kLenientRoom bytes, none of the last text.
 size_t LenientQuotedPrintable::DecodeRun(std::string_view& text, bool isLast, char* out) noexcept {
     Run run{text.data(), text.data(), text.data() + text.size(), out, out, isLast};
     while (run.next != run.end) {
-        if (run.GetLeft() >= Vector16::kSize) {
-            // The text only shrinks, so the store ends before the room does.
-            const Vector16 bytes(run.next);
-            bytes.Store(run.put);
-            const unsigned plain =
-                CountLeading(~(bytes.Are('=') | bytes.Are('\r') | bytes.Are('\n')));
-            run.next += plain;
-            run.put += plain;
-            if (plain == Vector16::kSize) continue;
-        }
+        TakeCleanText(run);
+        if (run.next == run.end) break;
         if (*run.next == '=') {
             if (!TakeEscape(run)) break;
         } else if (*run.next == '\r' || *run.next == '\n') {

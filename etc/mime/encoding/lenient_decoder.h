@@ -93,6 +93,7 @@ private:
     size_t DecodePiece(std::string_view piece, bool isLast, char* out) noexcept;
     size_t DecodeHeld(std::string_view& piece, bool isLast, char* out) noexcept;
     size_t DecodeRun(std::string_view& text, bool isLast, char* out) noexcept;
+    static void TakeCleanText(Run& run) noexcept;
     bool TakeEscape(Run& run) noexcept;
     bool TakeLineEnd(Run& run) noexcept;
     void DropBlanks(Run& run) noexcept;

@@ -1,6 +1,7 @@
 #include <iconv.h>
 
 #include <cerrno>
+#include <mutex>
 
 #include "kivgui/platform/platform.h"
 #include "kivgui/utf8.h"
@@ -9,17 +10,61 @@ namespace KivGuiBase::Platform {
 
 namespace {
 
+bool IsOpen(iconv_t handle) noexcept {
+    return handle != reinterpret_cast<iconv_t>(-1);
+}
+
+/// One conversion of each charset that was asked for, open until the library is unloaded and used
+/// for nothing. The system unloads a charset's module soon after its last conversion is closed;
+/// loading it anew for each of many short texts takes a hundred times as long as converting them.
+class OpenCharsets {
+public:
+    OpenCharsets() noexcept = default;
+    OpenCharsets(const OpenCharsets&) = delete;
+    OpenCharsets& operator=(const OpenCharsets&) = delete;
+    ~OpenCharsets() {
+        for (size_t i = 0; i < count_; ++i) iconv_close(entries_[i].handle);
+    }
+
+    void Keep(std::string_view charset) noexcept {
+        const std::lock_guard guard(mutex_);
+        for (size_t i = 0; i < count_; ++i) {
+            if (charset == entries_[i].name) return;
+        }
+        Entry& entry = entries_[count_];
+        if (count_ == kMost || charset.size() >= sizeof entry.name) return;
+        entry.name[charset.copy(entry.name, charset.size())] = '\0';
+        entry.handle = iconv_open("UTF-8", entry.name);
+        if (IsOpen(entry.handle)) ++count_;
+    }
+
+private:
+    struct Entry {
+        char name[65];
+        iconv_t handle;
+    };
+    static constexpr size_t kMost = 255;
+
+    std::mutex mutex_;
+    Entry entries_[kMost + 1]{};
+    size_t count_ = 0;
+};
+
+OpenCharsets openCharsets;
+
 /// An open conversion of the system.
 class Converter {
 public:
-    explicit Converter(const char* charset) noexcept : handle_(iconv_open("UTF-8", charset)) {}
+    explicit Converter(const char* charset) noexcept : handle_(iconv_open("UTF-8", charset)) {
+        if (IsOpen()) openCharsets.Keep(charset);
+    }
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
     ~Converter() {
         if (IsOpen()) iconv_close(handle_);
     }
 
-    bool IsOpen() const noexcept { return handle_ != reinterpret_cast<iconv_t>(-1); }
+    bool IsOpen() const noexcept { return Platform::IsOpen(handle_); }
 
     /// Converts from the start of `bytes`, as far as they are well-formed.
     /// @return 0, or the error number that stopped it.
