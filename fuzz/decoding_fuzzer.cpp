@@ -74,7 +74,7 @@ void CheckBodies(std::string_view text, size_t length) {
           "base64 is the same in pieces");
     const Decoding::BodyResult qp = Decoding::QuotedPrintable(text.data(), size);
     const std::string inPieces = DecodeInPieces<MIME::LenientQuotedPrintable>(text, length);
-    constexpr std::string_view kManyBlanks = "         ";
+    constexpr std::string_view kManyBlanks = "        ";  // with "="
     std::string spaces(text);
     for (char& c : spaces) c = c == '\t' || c == '=' ? ' ' : c;
     if (spaces.find(kManyBlanks) == std::string::npos) {

@@ -70,8 +70,9 @@ private:
 ///  3. Lines may have any length and hold any byte.
 ///
 /// White space at the end of a line, and of the text, is dropped. Where the end of a piece divides
-/// a run of more than kLenientRoom blanks, those before the last ones are written already and
-/// stay: pieces of whole lines give the same result however the text is cut.
+/// a run of more than 6 blanks, those before the last ones may be written already and stay then
+/// (kLenientRoom leaves no room for more, with an "=" before and a CR behind): pieces that end
+/// with lines, or with anything but blanks, give the same result however the text is cut.
 class LenientQuotedPrintable {
 public:
     /// See LenientBase64.
