@@ -235,7 +235,7 @@ DecodedWords DecodeWords(std::string_view text) noexcept {
 
 AnsiStr Decoding::Words(const AnsiStr& text) noexcept {
     DecodedWords decoded = DecodeWords(text);
-    return decoded.hadWord ? std::move(decoded.text) : text;
+    return decoded.hadWord ? decoded.text : text;
 }
 
 }  // namespace MIME
