@@ -7,6 +7,7 @@
 
 #include "benchmarks/bodies.h"
 #include "benchmarks/floor.h"
+#include "mime/encoding/lenient_decoder.h"
 #include "mime/encoding/quoted_printable.h"
 
 namespace MIME::Bench {
@@ -71,6 +72,29 @@ void QpDecode(benchmark::State& state, MakeBody makeBody) {
 BENCHMARK_CAPTURE(QpDecode, text, MakeProse)->Arg(kSize);
 BENCHMARK_CAPTURE(QpDecode, binary, MakeBinary)->Arg(kSize);
 
+/// As the reader of mail does, whose decoder tolerates more; in pieces of 16 KiB.
+template <class Decoder>
+void DecodeLeniently(benchmark::State& state, const AnsiStr& text) {
+    constexpr size_t kPiece = 0x4000;
+    std::vector<char> out(kPiece + kLenientRoom);
+    for (auto step : state) {
+        Decoder decoder;
+        for (std::string_view rest = text; !rest.empty();) {
+            const std::string_view piece = rest.substr(0, kPiece);
+            benchmark::DoNotOptimize(decoder.Decode(piece, out.data()));
+            benchmark::ClobberMemory();
+            rest.remove_prefix(piece.size());
+        }
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+
+void QpDecodeLeniently(benchmark::State& state, MakeBody makeBody) {
+    DecodeLeniently<LenientQuotedPrintable>(state, MakeQpText(state, makeBody));
+}
+BENCHMARK_CAPTURE(QpDecodeLeniently, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpDecodeLeniently, binary, MakeBinary)->Arg(kSize);
+
 /// As a host does: line by line through the public function.
 void QpDecodeLine(benchmark::State& state, MakeBody makeBody) {
     const AnsiStr text = MakeQpText(state, makeBody);
@@ -113,6 +137,38 @@ void Base64Decode(benchmark::State& state) {
     SetBytesAndCopy(state, text.GetLength());
 }
 BENCHMARK(Base64Decode);
+
+void Base64DecodeLeniently(benchmark::State& state) {
+    DecodeLeniently<LenientBase64>(state, EncodeBase64(MakeBinary(kSize)));
+}
+BENCHMARK(Base64DecodeLeniently);
+
+void DecodeBodyQp(benchmark::State& state) {
+    const AnsiStr text = MakeQpText(state, MakeProse);
+    for (auto step : state) {
+        benchmark::DoNotOptimize(Decoding::QuotedPrintable(text.GetStr(), text.GetLength()));
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+BENCHMARK(DecodeBodyQp)->Arg(kSize);
+
+void DecodeBodyBase64(benchmark::State& state) {
+    const AnsiStr text = EncodeBase64(MakeBinary(kSize));
+    for (auto step : state) {
+        benchmark::DoNotOptimize(Decoding::Base64(text.GetStr(), text.GetLength()));
+    }
+    SetBytesAndCopy(state, text.GetLength());
+}
+BENCHMARK(DecodeBodyBase64);
+
+/// A header value, once without and once with something to decode.
+void DecodeWords(benchmark::State& state, const char* text) {
+    const AnsiStr value = text;
+    for (auto step : state) benchmark::DoNotOptimize(Decoding::Words(value));
+}
+BENCHMARK_CAPTURE(DecodeWords, plain, "Minutes of the meeting of last Tuesday, with the slides");
+BENCHMARK_CAPTURE(DecodeWords, encoded,
+                  "=?utf-8?Q?Gr=C3=BC=C3=9Fe_aus_K=C3=B6ln?= =?utf-8?B?IGFuIGFsbGU=?=");
 
 }  // namespace
 }  // namespace MIME::Bench

@@ -6,6 +6,7 @@
 #include "kivgui/ansi_str.h"
 #include "kivgui/ansi_sub_str.h"
 #include "kivgui/blob.h"
+#include "kivgui/charset.h"
 #include "kivgui/clock.h"
 #include "kivgui/convert.h"
 #include "kivgui/disk_file.h"

@@ -115,6 +115,15 @@ public:
         return Search(key, update);
     }
 
+    /// The first entry whose key does not sort before `key`, to walk on from; end() when there is
+    /// none.
+    auto FindFrom(const AnsiStr& key) const noexcept {
+        Node* update[kMaxHeight + 1];
+        const Node* found = Search(key, update);
+        if (found == nullptr && head_ != nullptr) found = GetSuccessor(update[0]);
+        return Iterator<const Node>(found);
+    }
+
     auto begin() noexcept { return Iterator<Node>(GetSuccessor(head_)); }
     auto end() noexcept { return Iterator<Node>(); }
     auto begin() const noexcept { return Iterator<const Node>(GetSuccessor(head_)); }

@@ -4,6 +4,9 @@
 
 namespace KivGuiBase {
 
+/// U+FFFD, which stands for what cannot be decoded.
+inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
 /// Length in bytes of the well-formed UTF-8 character at the start of `text` (RFC 3629, 4);
 /// 0 when there is none, `text` must not be empty.
 constexpr unsigned MeasureUtf8(std::string_view text) noexcept {
@@ -28,6 +31,24 @@ constexpr unsigned MeasureUtf8(std::string_view text) noexcept {
         return second && isTail(2) && isTail(3) ? 4 : 0;
     }
     return 0;
+}
+
+/// Bytes at the start of a text where no well-formed character begins that count as one malformed
+/// sequence: those that could begin a character, or else one byte.
+constexpr unsigned MeasureMalformedUtf8(std::string_view text) noexcept {
+    const unsigned tails = static_cast<unsigned char>(text[0]) >= 0xF0   ? 3
+                           : static_cast<unsigned char>(text[0]) >= 0xE0 ? 2
+                                                                         : 0;
+    // Would the bytes so far be a character with some tail behind them? The middle one will do,
+    // because only the byte behind the first is limited further.
+    for (unsigned length = tails; length >= 2; --length) {
+        char whole[4]{};
+        if (text.size() < length) continue;
+        for (unsigned i = 0; i < length; ++i) whole[i] = text[i];
+        for (unsigned i = length; i <= tails; ++i) whole[i] = '\x80';
+        if (MeasureUtf8({whole, size_t{tails} + 1}) != 0) return length;
+    }
+    return 1;
 }
 
 }  // namespace KivGuiBase

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "kivgui/kivgui.h"
+#include "mime/decoding.h"
 
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
 ///
@@ -17,8 +18,9 @@
 ///       Use(part->info.contentType.GetStr(), part->data.file.GetPath());
 ///   }
 ///
-/// Text is bytes: no character set is converted. Output lines end in CR LF, and on input only
-/// CR LF ends a line. Names of header fields and parameters compare without regard to case.
+/// Text is bytes; only `Decoding` (decoding.h) converts character sets. Output lines end in CR LF,
+/// and on input only CR LF ends a line. Names of header fields and parameters compare without
+/// regard to case.
 ///
 /// Failure is a `bool` or an empty text; nothing is thrown. File operations leave the reason in
 /// the calling thread's last error (`KivGuiBase::GetLastError`).

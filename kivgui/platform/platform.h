@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/file_handle.h"
@@ -65,6 +66,16 @@ ThreadData& GetThreadData() noexcept;
 /// Gives the data of all threads back when the module ends. Threads that call the library after
 /// that share one.
 void FreeThreadData() noexcept;
+
+enum class Conversion { done, unknownCharset, noMemory };
+
+/// Appends bytes of a charset as UTF-8. Each byte at which no character of the charset begins
+/// becomes U+FFFD and counts in `replaced`, and so do those of an unfinished character at the end.
+/// @param charset  letters, digits and "-_.:+()" only, NUL behind them; in the spelling that mail
+///                 prefers when there is one.
+/// @return unknownCharset, with nothing appended, when the system has no such charset.
+Conversion AppendAsUtf8(const char* charset, std::string_view bytes, AnsiStr& text,
+                        uint64_t& replaced) noexcept;
 
 /// The system's text for a last-error code, without a line end; empty when it has none.
 AnsiStr GetErrorText(uint32_t code) noexcept;

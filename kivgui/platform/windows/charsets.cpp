@@ -1,0 +1,128 @@
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <new>
+
+#include "kivgui/ascii.h"
+#include "kivgui/platform/platform.h"
+#include "kivgui/platform/windows/system.h"
+#include "kivgui/platform/windows/text.h"
+#include "kivgui/utf8.h"
+
+namespace KivGuiBase::Platform {
+
+namespace {
+
+struct CodePage {
+    std::string_view name;
+    unsigned number;
+};
+
+constexpr CodePage kCodePages[] = {
+    {"gb18030", 54936}, {"hz-gb-2312", 52936},  {"big5", 950},          {"big5-hkscs", 950},
+    {"euc-jp", 20932},  {"iso-2022-jp", 50221}, {"iso-2022-kr", 50225}, {"johab", 1361},
+    {"koi8-r", 20866},  {"koi8-u", 21866},      {"tis-620", 874},       {"macintosh", 10000},
+    {"utf-7", 65000},
+};
+
+bool IsEqual(std::string_view a, std::string_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return ToLowerAscii(x) == ToLowerAscii(y); });
+}
+
+/// The number behind a prefix; 0 when the name has another form.
+unsigned ReadNumber(std::string_view name, std::string_view prefix) noexcept {
+    unsigned number = 0;
+    if (!IsEqual(name.substr(0, prefix.size()), prefix)) return 0;
+    name.remove_prefix(prefix.size());
+    const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
+    return read.ec == std::errc() && read.ptr == name.data() + name.size() ? number : 0;
+}
+
+/// The system's number of a charset; 0 when it has none.
+unsigned FindCodePage(std::string_view name) noexcept {
+    constexpr unsigned kIso8859 = 28590;
+    unsigned number = 0;
+    for (const CodePage& row : kCodePages) {
+        if (IsEqual(row.name, name)) number = row.number;
+    }
+    if (number == 0) number = ReadNumber(name, "cp");
+    if (number == 0) number = ReadNumber(name, "ibm");
+    if (number == 0) {
+        const unsigned part = ReadNumber(name, "iso-8859-");
+        if (part != 0 && part < 16) number = kIso8859 + part;
+    }
+    // Below are names for whatever the machine is set to.
+    constexpr unsigned kFirstFixed = 37;
+    return number >= kFirstFixed && IsValidCodePage(number) != 0 ? number : 0;
+}
+
+/// Of these the system neither takes flags nor says what is malformed.
+constexpr bool IsStateful(unsigned codePage) noexcept {
+    return (codePage >= 50220 && codePage <= 50229) || codePage == 52936 || codePage == 65000 ||
+           (codePage >= 57002 && codePage <= 57011);
+}
+
+bool AppendWide(std::wstring_view wide, AnsiStr& text) noexcept {
+    const AnsiStr converted = ToUtf8(wide);
+    const unsigned before = text.GetLength();
+    text.Append(converted, Growth::spare);
+    return !converted.IsEmpty() && text.GetLength() - before == converted.GetLength();
+}
+
+bool AppendReplacement(AnsiStr& text) noexcept {
+    const unsigned before = text.GetLength();
+    text.Append(kReplacementCharacter, Growth::spare);
+    return text.GetLength() != before;
+}
+
+/// Converts bytes that make at most as many UTF-16 units; 0 when they are malformed.
+int Convert(unsigned codePage, std::string_view bytes, wchar_t* wide, int room) noexcept {
+    const DWORD flags = IsStateful(codePage) ? 0 : MB_ERR_INVALID_CHARS;
+    return MultiByteToWideChar(codePage, flags, bytes.data(), static_cast<int>(bytes.size()), wide,
+                               room);
+}
+
+/// Converts a text that is not well-formed character by character.
+bool AppendCharacters(unsigned codePage, std::string_view bytes, AnsiStr& text,
+                      uint64_t& replaced) noexcept {
+    constexpr size_t kMaxCharacter = 4;
+    while (!bytes.empty()) {
+        wchar_t wide[2 * kMaxCharacter];
+        size_t length = 1;
+        int units = 0;
+        for (; length <= std::min(kMaxCharacter, bytes.size()); ++length) {
+            units = Convert(codePage, bytes.substr(0, length), wide, 2 * kMaxCharacter);
+            if (units != 0) break;
+        }
+        if (units == 0) {
+            length = 1;
+            ++replaced;
+        }
+        const bool appended = units != 0 ? AppendWide({wide, static_cast<size_t>(units)}, text)
+                                         : AppendReplacement(text);
+        if (!appended) return false;
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+}  // namespace
+
+Conversion AppendAsUtf8(const char* charset, std::string_view bytes, AnsiStr& text,
+                        uint64_t& replaced) noexcept {
+    const unsigned codePage = FindCodePage(charset);
+    if (codePage == 0) return Conversion::unknownCharset;
+    if (bytes.empty()) return Conversion::done;
+    constexpr size_t kMostBytes = 0x3FFFFFFF;
+    if (bytes.size() > kMostBytes) return Conversion::noMemory;
+    const size_t room = 2 * bytes.size();
+    const std::unique_ptr<wchar_t[]> wide(new (std::nothrow) wchar_t[room]);
+    if (wide == nullptr) return Conversion::noMemory;
+    const int units = Convert(codePage, bytes, wide.get(), static_cast<int>(room));
+    const bool appended = units != 0 ? AppendWide({wide.get(), static_cast<size_t>(units)}, text)
+                                     : AppendCharacters(codePage, bytes, text, replaced);
+    return appended ? Conversion::done : Conversion::noMemory;
+}
+
+}  // namespace KivGuiBase::Platform

@@ -1,0 +1,175 @@
+#include "mime/encoding/lenient_decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "mime/mime.h"
+#include "support/bytes.h"
+
+namespace MIME {
+namespace {
+
+using Test::Escape;
+using Test::Random;
+
+using Body = Decoding::BodyResult;
+
+Body DecodeQp(std::string_view text) {
+    return Decoding::QuotedPrintable(text.data(), static_cast<unsigned>(text.size()));
+}
+
+Body DecodeBase64(std::string_view text) {
+    return Decoding::Base64(text.data(), static_cast<unsigned>(text.size()));
+}
+
+/// Count and first offset of what was tolerated; "-" for nothing.
+std::string Show(unsigned long long count, unsigned long long first) {
+    return count == 0 ? "-" : std::to_string(count) + "@" + std::to_string(first);
+}
+
+struct QpCase {
+    const char* why;
+    std::string_view text;
+    std::string_view body;
+    const char* malformed = "-";
+    const char* blanks = "-";
+};
+
+TEST(LenientDecoderTest, ReadsQuotedPrintableAsItComes) {
+    constexpr QpCase kCases[] = {
+        {"nothing", "", ""},
+        {"both line ends stay", "a\r\nb\nc", "a\r\nb\nc"},
+        {"escapes of either case", "=41=e4=E4=3d", "A\xE4\xE4="},
+        {"soft line breaks", "a=\r\nb=\nc=", "abc"},
+        {"soft line breaks with white space behind", "a= \t\r\nb= \nc= ", "abc", "-", "3@2"},
+        {"white space at the end of lines", "a \t\r\nb \n \nc\t", "a\r\nb\n\nc", "-", "4@1"},
+        {"encoded white space stays", "a=20\r\nb=09 \nc =20", "a \r\nb\t\nc  ", "-", "1@10"},
+        {"white space before a soft break stays", "a =\r\n \r\nb", "a \r\nb", "-", "1@5"},
+        {"no escapes", "=", ""},
+        {"one digit at the end", "=4", "=4", "1@0"},
+        {"no hexadecimal digit", "x=4G=G4=", "x=4G=G4", "2@1"},
+        {"an escape behind a lone equals sign", "==41", "=A", "1@0"},
+        {"CR alone is text", "a \rb=\rc\r", "a \rb=\rc\r", "1@4"},
+        {"any byte", std::string_view("\0\xFF.", 3), std::string_view("\0\xFF.", 3)},
+    };
+    for (const QpCase& c : kCases) {
+        const Body got = DecodeQp(c.text);
+        EXPECT_TRUE(got.complete) << c.why;
+        EXPECT_EQ(Escape(got.body), Escape(c.body)) << c.why;
+        EXPECT_EQ(Show(got.malformed, got.firstMalformed), c.malformed) << c.why;
+        EXPECT_EQ(Show(got.blanks, got.firstBlank), c.blanks) << c.why;
+    }
+}
+
+struct Base64Case {
+    const char* why;
+    std::string_view text;
+    std::string_view body;
+    const char* rubbish = "-";
+    const char* blanks = "-";
+    const char* missingPadding = "-";
+    const char* behindPadding = "-";
+};
+
+TEST(LenientDecoderTest, ReadsBase64AsItComes) {
+    constexpr Base64Case kCases[] = {
+        {"nothing", "", ""},
+        {"padded", "YQ==\r\n", "a"},
+        {"lines end inside groups", "YW\r\nJj\nZ\r\nA==", "abcd"},
+        {"blanks", "YW Jj\t", "abc", "-", "2@2"},
+        {"no padding, one byte", "YQ", "a", "-", "-", "1@2"},
+        {"no padding, two bytes", "YWJjZGU\r\n", "abcde", "-", "-", "1@9"},
+        {"half of the padding", "YQ=", "a", "-", "-", "1@3"},
+        {"a single character holds no byte", "YWJjZ", "abc", "-", "-", "1@5"},
+        {"several padded runs", "YQ==\r\nYg==YWJj",
+         "ab"
+         "abc",
+         "-", "-", "-", "2@6"},
+        {"a run behind half of the padding", "YQ=YWJj", "aabc", "-", "-", "1@3", "1@3"},
+        {"rubbish", "Y!W\xFFJ*j", "abc", "3@1"},
+        {"padding out of place", "=Y=WJjYQ===", "abca", "3@0"},
+        {"a NUL", std::string_view("YW\0Jj", 5), "abc", "1@2"},
+        {"the other alphabet is rubbish", "-_YWJj", "abc", "2@0"},
+    };
+    for (const Base64Case& c : kCases) {
+        const Body got = DecodeBase64(c.text);
+        EXPECT_TRUE(got.complete) << c.why;
+        EXPECT_EQ(Escape(got.body), Escape(c.body)) << c.why;
+        EXPECT_EQ(Show(got.malformed, got.firstMalformed), c.rubbish) << c.why;
+        EXPECT_EQ(Show(got.blanks, got.firstBlank), c.blanks) << c.why;
+        EXPECT_EQ(Show(got.missingPadding, got.firstMissingPadding), c.missingPadding) << c.why;
+        EXPECT_EQ(Show(got.behindPadding, got.firstBehindPadding), c.behindPadding) << c.why;
+    }
+}
+
+/// Feeds the text in pieces that end at random places, into buffers that are just large enough.
+template <class Decoder>
+std::string DecodeInPieces(Decoder& decoder, std::string_view text, Random& random) {
+    std::string body;
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, 1 + random.Below(random.Below(9) + 1));
+        std::vector<char> out(piece.size() + kLenientRoom);
+        body.append(out.data(), decoder.Decode(piece, out.data()));
+        text.remove_prefix(piece.size());
+    }
+    std::vector<char> out(kLenientRoom);
+    return body.append(out.data(), decoder.Finish(out.data()));
+}
+
+TEST(LenientDecoderTest, PiecesMayEndAnywhere) {
+    Random random(5);
+    for (int round = 0; round < 20000; ++round) {
+        // Of more blanks in a run not all can be held back.
+        std::string text = random.Text(random.Below(80), "= \t\r\nA4=\n z");
+        for (size_t at; (at = text.find("  ")) != std::string::npos;) text.erase(at, 1);
+        for (char& c : text) c = c == '\t' && random.Below(2) == 0 ? 'x' : c;
+        LenientQuotedPrintable qp;
+        const Body whole = DecodeQp(text);
+        ASSERT_EQ(Escape(DecodeInPieces(qp, text, random)), Escape(whole.body)) << Escape(text);
+        ASSERT_EQ(Show(qp.GetMalformed().count, qp.GetMalformed().first),
+                  Show(whole.malformed, whole.firstMalformed))
+            << Escape(text);
+        ASSERT_EQ(Show(qp.GetBlanks().count, qp.GetBlanks().first),
+                  Show(whole.blanks, whole.firstBlank))
+            << Escape(text);
+
+        text = random.Text(random.Below(80), "QUJD4z+/=\r\n !");
+        LenientBase64 base64;
+        const Body decoded = DecodeBase64(text);
+        ASSERT_EQ(Escape(DecodeInPieces(base64, text, random)), Escape(decoded.body))
+            << Escape(text);
+        ASSERT_EQ(base64.GetBehindPadding().first, decoded.firstBehindPadding) << Escape(text);
+    }
+}
+
+TEST(LenientDecoderTest, GivesBackWhatWasEncoded) {
+    Random random(6);
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{76}, size_t{1000}, size_t{70000}}) {
+        const std::string bytes = random.Bytes(size);
+        const auto length = static_cast<unsigned>(size);
+        EXPECT_EQ(Escape(DecodeQp(Encoding::QPEncode(bytes.data(), length)).body), Escape(bytes));
+        for (const char* lineEnd : {"\r\n", "\n", " \r\n"}) {
+            // Lines of 75 characters end inside groups.
+            for (const unsigned line : {76u, 75u}) {
+                const AnsiStr text = KivGuiBase::Binary2B64Str(bytes.data(), length, line, lineEnd);
+                const Body got = DecodeBase64(text);
+                ASSERT_EQ(Escape(got.body), Escape(bytes)) << Escape(lineEnd) << line;
+                EXPECT_EQ(got.malformed + got.missingPadding + got.behindPadding, 0u);
+            }
+        }
+    }
+}
+
+TEST(LenientDecoderTest, HostileTextTakesLinearTime) {
+    const std::string blanks(3 << 20, ' ');
+    EXPECT_EQ(DecodeQp(blanks + "\n" + blanks + "x").body.GetLength(), blanks.size() + 2);
+    EXPECT_EQ(DecodeQp("a=" + blanks).body, "a");
+    EXPECT_EQ(DecodeQp(std::string(3 << 20, '=')).malformed, (3u << 20) - 1);
+    EXPECT_EQ(DecodeBase64(std::string(3 << 20, '=')).malformed, 3u << 20);
+}
+
+}  // namespace
+}  // namespace MIME
