@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,16 +12,26 @@
 
 namespace MIME::Test {
 
-/// A new, empty folder that is the system's temporary folder (TMPDIR) for as long as this lives.
+/// What the system is asked for: platform/posix and platform/windows answer. Paths are UTF-8.
+namespace System {
+
+/// Makes a new, empty folder in the folder for temporary files. One that cannot be made ends the
+/// test.
+/// @return its path, without a separator at its end.
+std::string MakeTempFolder();
+
+/// Makes `path` the folder for temporary files of this process.
+void SetTempFolder(const std::string& path);
+
+}  // namespace System
+
+/// A new, empty folder that is the system's folder for temporary files for as long as this lives.
 /// It goes with everything in it. For one thread; a process has one at a time, or nested ones.
 class TempFolder {
 public:
-    TempFolder() {
-        if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
-        setenv("TMPDIR", path_.c_str(), 1);
-    }
+    TempFolder() { System::SetTempFolder(path_); }
     ~TempFolder() {
-        setenv("TMPDIR", before_.c_str(), 1);
+        System::SetTempFolder(before_);
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
@@ -44,13 +53,13 @@ public:
     }
 
 private:
-    const std::string before_ = std::filesystem::temp_directory_path();
-    std::string path_ = before_ + "/kivmime-test-XXXXXX";
+    const std::string before_ = std::filesystem::temp_directory_path().string();
+    const std::string path_ = System::MakeTempFolder();
 };
 
 /// The bytes of a file. A file that cannot be read ends the test.
 inline std::string ReadWholeFile(std::string_view path) {
-    std::ifstream in{std::string(path), std::ios::binary};
+    std::ifstream in{std::filesystem::path(path), std::ios::binary};
     std::string content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (!in.is_open() || in.bad()) throw std::runtime_error("cannot read " + std::string(path));
     return content;
@@ -58,7 +67,7 @@ inline std::string ReadWholeFile(std::string_view path) {
 
 /// Makes or replaces a file. A file that cannot be written ends the test.
 inline void WriteWholeFile(std::string_view path, std::string_view content) {
-    std::ofstream out{std::string(path), std::ios::binary};
+    std::ofstream out{std::filesystem::path(path), std::ios::binary};
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.close();
     if (!out) throw std::runtime_error("cannot write " + std::string(path));
