@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "kivgui/utf8.h"
 #include "message_source.h"
+#include "paths.h"
 
 namespace Tool {
 
@@ -147,7 +148,7 @@ void NameFile(Part& part, const std::string& name, const char* disposition) {
 
 std::string GetSentName(const std::string& path) {
     std::string name;
-    const std::string found = std::filesystem::path(path).filename().string();
+    const std::string found = FromPath(ToPath(path).filename());
     for (std::string_view rest = found; !rest.empty();) {
         const unsigned length = KivGuiBase::MeasureUtf8(rest);
         const std::string_view character = rest.substr(0, std::max(length, 1u));

@@ -11,6 +11,7 @@
 #include "file_pieces.h"
 #include "leftovers.h"
 #include "output.h"
+#include "paths.h"
 
 namespace Tool {
 
@@ -87,7 +88,7 @@ private:
 
 void MakeFolder(const std::string& folder) {
     std::error_code error;
-    std::filesystem::create_directories(folder, error);
+    std::filesystem::create_directories(ToPath(folder), error);
     if (error) throw Failure(folder, error.message());
 }
 

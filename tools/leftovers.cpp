@@ -5,6 +5,8 @@
 #include <system_error>
 #include <unordered_set>
 
+#include "paths.h"
+
 namespace Tool::Leftovers {
 
 namespace {
@@ -38,7 +40,7 @@ void Remove(std::filesystem::path path) {
 }
 
 void RemovePaths(List& list) {
-    for (const std::string& path : list.paths) Remove(path);
+    for (const std::string& path : list.paths) Remove(ToPath(path));
     list.paths.clear();
 }
 

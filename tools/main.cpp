@@ -1,11 +1,14 @@
 // kivmime: shows, extracts, rewrites, builds and signs MIME messages. docs/kivmime.md is its manual.
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <functional>
 #include <new>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -174,7 +177,8 @@ int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
     return isHelp ? 0 : kWrongUsage;
 }
 
-int Run(int argc, char** argv) {
+int Run(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
     CLI::App app("Shows, extracts, rewrites, builds and signs MIME messages.", "kivmime");
     app.require_subcommand(1);
     app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
@@ -189,7 +193,7 @@ int Run(int argc, char** argv) {
     AddCoding(app, line, "decode", "Decode standard input", Tool::Decode);
     AddType(app, line);
     try {
-        app.parse(argc, argv);
+        app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
         return ReportUsage(app, error);
     }
@@ -203,7 +207,7 @@ int main(int argc, char** argv) {
     int status = kFailed;
     std::string reason;
     try {
-        status = Run(argc, argv);
+        status = Run(Tool::System::GetArguments(argc, argv));
     } catch (const std::bad_alloc&) {
         reason = "not enough memory";
     } catch (const std::exception& error) {

@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "file_pieces.h"
+#include "platform/system.h"
 #include "target.h"
 
 namespace Tool {
@@ -42,7 +43,7 @@ std::string GetShownName(const std::string& path) {
 File GetPlainFile(const std::string& path, const std::string& copy) {
     if (path == "-") return StoreStream(stdin, GetShownName(path), copy);
     if (!IsStream(path)) return File(MIME::AnsiStr(path));
-    const std::unique_ptr<std::FILE, CloseStream> stream(std::fopen(path.c_str(), "rb"));
+    const std::unique_ptr<std::FILE, CloseStream> stream(System::OpenStream(path));
     if (stream == nullptr) throw Failure(path, std::generic_category().message(errno));
     return StoreStream(stream.get(), path, copy);
 }

@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "leftovers.h"
+#include "paths.h"
 
 namespace Tool {
 
@@ -27,21 +28,22 @@ std::string MakeName() {
 
 bool IsStream(const std::string& target) {
     std::error_code ignored;
-    return target == "-" || fs::is_other(fs::status(target, ignored));
+    return target == "-" || fs::is_other(fs::status(ToPath(target), ignored));
 }
 
 void ReplaceFile(const std::string& target, const std::function<void(const std::string&)>& write) {
-    fs::path path = target;
+    fs::path path = ToPath(target);
     std::error_code error;
     if (fs::exists(path, error)) path = fs::canonical(path, error);
     if (error) throw Failure(target, error.message());
-    std::string part = (path.parent_path() / MakeName()).string();
+    const fs::path partPath = path.parent_path() / MakeName();
+    const std::string part = FromPath(partPath);
     // The name is new, so nothing can be there yet that is not ours.
     Leftovers::Add([&part] { return part; });
     write(part);
     const fs::file_status old = fs::status(path, error);
-    if (fs::exists(old)) fs::permissions(part, old.permissions(), error);
-    fs::rename(part, path, error);
+    if (fs::exists(old)) fs::permissions(partPath, old.permissions(), error);
+    fs::rename(partPath, path, error);
     if (error) throw Failure(target, error.message());
     Leftovers::Keep(part);
 }

@@ -88,7 +88,7 @@ private:
         std::vector<std::string> contents;
         for (const std::string& name : folder_.List()) {
             contents.push_back(ReadWholeFile(folder_.At(name)));
-            std::filesystem::remove(folder_.At(name));
+            std::filesystem::remove(MIME::Test::ToPath(folder_.At(name)));
         }
         std::sort(contents.begin(), contents.end());
         return contents;

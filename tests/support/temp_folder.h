@@ -12,7 +12,17 @@
 
 namespace MIME::Test {
 
-/// What the system is asked for: platform/posix and platform/windows answer. Paths are UTF-8.
+/// Paths of the tests are texts as the library's: UTF-8 on Windows, plain bytes elsewhere. The
+/// standard library's own conversions take another character set on Windows.
+inline std::filesystem::path ToPath(std::string_view text) {
+    return std::u8string(text.begin(), text.end());
+}
+inline std::string FromPath(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+/// What the system is asked for: platform/posix and platform/windows answer.
 namespace System {
 
 /// Makes a new, empty folder in the folder for temporary files. One that cannot be made ends the
@@ -22,6 +32,9 @@ std::string MakeTempFolder();
 
 /// Makes `path` the folder for temporary files of this process.
 void SetTempFolder(const std::string& path);
+
+/// Makes a symbolic link to a file. One that cannot be made ends the test.
+void MakeLink(const std::string& target, const std::string& link);
 
 }  // namespace System
 
@@ -33,7 +46,7 @@ public:
     ~TempFolder() {
         System::SetTempFolder(before_);
         std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        std::filesystem::remove_all(ToPath(path_), ignored);
     }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
@@ -41,25 +54,25 @@ public:
     /// The folder's path, without a separator at its end.
     const std::string& GetPath() const { return path_; }
     /// The path of `name` in the folder.
-    std::string At(std::string_view name) const { return path_ + "/" + std::string(name); }
+    std::string At(std::string_view name) const { return FromPath(ToPath(path_) / ToPath(name)); }
     /// The names of what is in the folder, sorted.
     std::vector<std::string> List() const {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(path_)) {
-            names.push_back(entry.path().filename().string());
+        for (const auto& entry : std::filesystem::directory_iterator(ToPath(path_))) {
+            names.push_back(FromPath(entry.path().filename()));
         }
         std::sort(names.begin(), names.end());
         return names;
     }
 
 private:
-    const std::string before_ = std::filesystem::temp_directory_path().string();
+    const std::string before_ = FromPath(std::filesystem::temp_directory_path());
     const std::string path_ = System::MakeTempFolder();
 };
 
 /// The bytes of a file. A file that cannot be read ends the test.
 inline std::string ReadWholeFile(std::string_view path) {
-    std::ifstream in{std::filesystem::path(path), std::ios::binary};
+    std::ifstream in{ToPath(path), std::ios::binary};
     std::string content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (!in.is_open() || in.bad()) throw std::runtime_error("cannot read " + std::string(path));
     return content;
@@ -67,7 +80,7 @@ inline std::string ReadWholeFile(std::string_view path) {
 
 /// Makes or replaces a file. A file that cannot be written ends the test.
 inline void WriteWholeFile(std::string_view path, std::string_view content) {
-    std::ofstream out{std::filesystem::path(path), std::ios::binary};
+    std::ofstream out{ToPath(path), std::ios::binary};
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.close();
     if (!out) throw std::runtime_error("cannot write " + std::string(path));

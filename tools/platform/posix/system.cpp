@@ -52,6 +52,14 @@ void PrepareStreams() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+std::vector<std::string> GetArguments(int argc, char** argv) {
+    return {argv + (argc > 0 ? 1 : 0), argv + argc};
+}
+
+std::FILE* OpenStream(const std::string& path) {
+    return std::fopen(path.c_str(), "rb");
+}
+
 std::string MakeTemporaryFolder() {
     const char* folder = std::getenv("TMPDIR");
     std::string path = folder != nullptr && *folder != '\0' ? folder : "/tmp";

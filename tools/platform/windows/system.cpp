@@ -4,10 +4,15 @@
 #include <io.h>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <new>
 #include <system_error>
 
 #include "kivgui/kivgui.h"
 #include "kivgui/platform/windows/system.h"
+#include "paths.h"
+
+#include <shellapi.h>
 
 namespace Tool::System {
 
@@ -27,18 +32,33 @@ void PrepareStreams() {
     _setmode(_fileno(stdout), _O_BINARY);
 }
 
+// Those of main are in a character set that lacks most characters.
+std::vector<std::string> GetArguments(int /*argc*/, char** /*argv*/) {
+    int count = 0;
+    const std::unique_ptr<wchar_t*[], decltype(&LocalFree)> given(
+        CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
+    if (given == nullptr) throw std::bad_alloc();
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) arguments.push_back(FromPath(given[static_cast<size_t>(i)]));
+    return arguments;
+}
+
+std::FILE* OpenStream(const std::string& path) {
+    return _wfopen(ToPath(path).c_str(), L"rb");
+}
+
 std::string MakeTemporaryFolder() {
     // The library makes names there that nobody can predict, in UTF-8.
     const KivGuiBase::File name(KivGuiBase::FileType::temporary, "kivmime", true);
     const std::string path(std::string_view(name.GetPath()));
-    if (!std::filesystem::create_directory(std::filesystem::u8path(path))) {
+    if (!std::filesystem::create_directory(ToPath(path))) {
         throw std::system_error(std::make_error_code(std::errc::file_exists), path);
     }
     return path;
 }
 
 void SetTemporaryFolder(const std::string& path) {
-    const std::wstring wide = std::filesystem::u8path(path).wstring();
+    const std::wstring wide = ToPath(path).wstring();
     SetEnvironmentVariableW(L"TMP", wide.c_str());
 }
 

@@ -32,8 +32,8 @@ TEST(PosixFilesTest, NewFilesAreTheirOwnersAloneAndFollowNothing) {
     WriteWholeFile(folder.At("source"), "text");
     WriteWholeFile(folder.At("precious"), "precious");
     std::filesystem::permissions(folder.At("source"), std::filesystem::perms::all);
-    std::filesystem::create_symlink(folder.At("precious"), folder.At("link"));
-    std::filesystem::create_symlink(folder.At("nothing"), folder.At("dangling"));
+    System::MakeLink(folder.At("precious"), folder.At("link"));
+    System::MakeLink(folder.At("nothing"), folder.At("dangling"));
     std::filesystem::create_directory(folder.At("folder"));
     const File source(AnsiStr(folder.At("source")));
     const mode_t before = umask(0);

@@ -5,13 +5,17 @@
 namespace MIME::Test::System {
 
 std::string MakeTempFolder() {
-    std::string path = std::filesystem::temp_directory_path().string() + "/kivmime-test-XXXXXX";
+    std::string path = FromPath(std::filesystem::temp_directory_path()) + "/kivmime-test-XXXXXX";
     if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("cannot make " + path);
     return path;
 }
 
 void SetTempFolder(const std::string& path) {
     setenv("TMPDIR", path.c_str(), 1);
+}
+
+void MakeLink(const std::string& target, const std::string& link) {
+    std::filesystem::create_symlink(target, link);
 }
 
 }  // namespace MIME::Test::System
