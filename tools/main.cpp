@@ -181,6 +181,7 @@ int Run(std::vector<std::string> arguments) {
     std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
     CLI::App app("Shows, extracts, rewrites, builds and signs MIME messages.", "kivmime");
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // "/x" is a file, there too
     app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
     app.failure_message(CLI::FailureMessage::help);
     CommandLine line;

@@ -1,0 +1,166 @@
+"""What the program kivmime owes to POSIX systems: pipes, devices, links, permissions, signals."""
+
+import base64
+import os
+import re
+import signal
+import stat
+import subprocess
+import threading
+import time
+import unittest
+
+from kivmime_test import CUT_SHORT, PROGRAM, SAMPLES, Case, multipart, named, part
+
+
+class Streams(Case):
+    def test_output_that_takes_nothing(self):
+        closed_pipe, writer = os.pipe()
+        os.close(closed_pipe)
+        for why, arguments in [("table", ["show"]), ("JSON", ["show", "--json"]),
+                               ("message", ["rewrite", "-o", "-"]), ("names", ["extract", "-d", "d"])]:
+            for stream, reason in [(os.open("/dev/full", os.O_WRONLY), b"No space"), (writer, b"Broken pipe")]:
+                with self.subTest(why, reason=reason):
+                    _, errors = self.run_tool(*arguments, SAMPLES / "nested.eml", stdout=stream, status=1)
+                    self.assertIn(b"standard output: " + reason, errors)
+
+    def test_closed_streams_are_not_mistaken_for_files(self):
+        command = 'exec "$0" extract "$1" -d d <&- >&- 2>&-'
+        shell = subprocess.run(["sh", "-c", command, PROGRAM, SAMPLES / "encodings.eml"],
+                               cwd=self.home, env=self.environment, check=False)
+        self.assertEqual(shell.returncode, 1)
+        self.assertEqual((self.home / "d" / "eight.txt").read_bytes(), "Grüße, naïve façade, 東京\r\n".encode())
+
+    def test_output_to_a_full_device(self):
+        self.file("t", b"x")
+        with open("/dev/full", "wb") as full:
+            _, errors = self.run_tool("build", "--from", "a@b", "--text", "t", stdout=full, status=1)
+        self.assertIn(b"No space", errors)
+
+    def write_pipe(self, name, *arguments):
+        """What the program writes to a new pipe of that name. It must fit into the pipe at once."""
+        pipe = self.home / name
+        os.mkfifo(pipe)
+        # Opened first and without waiting: a program that dies early leaves an empty pipe, not a
+        # reader that waits for ever.
+        with open(os.open(pipe, os.O_RDONLY | os.O_NONBLOCK), "rb") as reader:
+            self.run_tool(*arguments)
+            written = reader.read()
+        self.assertTrue(stat.S_ISFIFO(pipe.lstat().st_mode))
+        return written
+
+    def test_pipe_is_written_and_stays(self):
+        written = self.write_pipe("pipe", "rewrite", SAMPLES / "nested.eml", "-o", "pipe")
+        self.assertEqual(written, self.run_tool("rewrite", SAMPLES / "nested.eml", "-o", "-")[0])
+
+    def test_a_pipe_is_attached(self):
+        source = self.home / "in.txt"
+        os.mkfifo(source)
+        threading.Thread(target=lambda: source.write_bytes(b"from a pipe\n"), daemon=True).start()
+        written = self.write_pipe("out", "build", "--from", "a@b", "--text", "-", "--attach", "in.txt", "-o", "out")
+        self.assertIn(base64.b64encode(b"from a pipe\n"), written)
+
+
+class Names(Case):
+    """Names and arguments that are any bytes but NUL."""
+
+    def test_file_names_cannot_add_fields(self):
+        names = [b"a\r\nX-Injected: 1", b"\xff\x1b.txt", b'"; x="y', "Grüße; =?utf-8?Q?x?=.txt".encode()]
+        for name in names:
+            self.file(os.fsdecode(name), b"x")
+        out, _ = self.run_tool("build", "--from", "a@b", "--attach", *map(os.fsdecode, names))
+        self.assertNotRegex(out, rb"(?m)^X-Injected|\x1b|\xff")
+        self.assertIn(b'filename="a__X-Injected: 1"', out)
+        self.assertIn(b'filename="__.txt"', out)
+        self.assertIn(rb'filename="\"; x=\"y"', out)
+
+    def test_subject_that_is_no_text(self):
+        _, errors = self.run_tool("build", "--from", "a@b", "--subject", os.fsdecode(b"\xfc"), "--attach", PROGRAM, status=1)
+        self.assertIn(b"--subject: is not UTF-8", errors)
+
+
+class Files(Case):
+    def test_extracting_leaves_links_alone(self):
+        outside = self.file("outside", b"mine")
+        out = self.home / "out"
+        out.mkdir()
+        (out / "link").symlink_to(outside)
+        (out / "dangling").symlink_to(self.home / "nothing")
+        printed, _ = self.run_tool("extract", "-", "-d", "out", given=multipart(named(b"link"), named(b"dangling")))
+        self.assertEqual(printed.decode().splitlines(), ["1.1  out/link-2", "1.2  out/dangling-2"])
+        self.assertEqual(outside.read_bytes(), b"mine")
+        self.assertFalse((self.home / "nothing").exists())
+
+    def test_rewriting_keeps_a_link_and_permissions(self):
+        source = SAMPLES / "nested.eml"
+        message = self.file("message.eml", source.read_bytes())
+        message.chmod(0o640)
+        (self.home / "link").symlink_to(message)
+        self.run_tool("rewrite", "link", "-o", "link")
+        self.assertEqual(self.bodies(message), self.bodies(source))
+        self.assertEqual(stat.S_IMODE(message.stat().st_mode), 0o640)
+        self.assertTrue((self.home / "link").is_symlink())
+
+    def test_bodies_are_their_owners_alone(self):
+        self.run_tool("extract", SAMPLES / "nested.eml", "-d", "out")
+        self.assertEqual({stat.S_IMODE(path.lstat().st_mode) for path in (self.home / "out").iterdir()}, {0o600})
+
+    def test_no_room_for_a_body(self):
+        limited = "ulimit -f 2048; trap '' XFSZ; exec \"$0\" show \"$1\""
+        big = self.file("big.eml", multipart(part(b"s"), part(b"0" * 5_000_000)))
+        shell = subprocess.run(["sh", "-c", limited, PROGRAM, big], cwd=self.home, env=self.environment,
+                               capture_output=True, check=False)
+        self.assertEqual(shell.returncode, 1)
+        self.assertIn(b"write failed", shell.stderr)
+        self.assertEqual(os.listdir(self.temp), [])
+
+
+class Interrupt(Case):
+    SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+
+    def wait_for_work(self, process, pattern):
+        """Waits until the program has made a temporary file of that name."""
+        for _ in range(2000):
+            if process.poll() is not None or any(self.temp.glob(pattern)):
+                return
+            time.sleep(0.005)
+        self.fail("the program does not start to work")
+
+    def test_while_input_is_slow(self):
+        for number in self.SIGNALS:
+            with self.subTest(number.name):
+                process = self.start("show", "-")
+                process.stdin.write(CUT_SHORT)
+                process.stdin.flush()
+                self.wait_for_work(process, "*/message")
+                process.send_signal(number)
+                process.wait()  # before its input ends
+                process.communicate()
+                self.assertEqual(process.returncode, -number)
+                self.assertEqual(os.listdir(self.temp), [])
+
+    def test_while_bodies_are_written(self):
+        many = self.file("many.eml", multipart(*[part(b"x")] * 30_000))
+        for number in self.SIGNALS:
+            with self.subTest(number.name):
+                process = self.start("extract", many, "-d", "out-" + number.name)
+                self.wait_for_work(process, "*/mimeio-*")
+                process.send_signal(number)
+                _, errors = process.communicate()
+                self.assertEqual((process.returncode, errors), (-number, b""))
+                self.assertEqual(os.listdir(self.temp), [])
+
+    def test_one_that_is_ignored_stays_so(self):
+        ignore = {"preexec_fn": lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)}
+        process = self.start("show", "-", **ignore)
+        process.stdin.write(multipart(part(b"x")))
+        process.stdin.flush()
+        self.wait_for_work(process, "*/message")
+        process.send_signal(signal.SIGHUP)
+        out, _ = process.communicate()
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(out, re.compile(rb"^1\.1 ", re.MULTILINE))
+
+
+if __name__ == "__main__":
+    unittest.main()
