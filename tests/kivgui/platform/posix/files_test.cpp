@@ -8,10 +8,9 @@
 #include <string>
 
 #include "kivgui/disk_file.h"
+#include "kivgui/full_disk.h"
 #include "kivgui/memory_file.h"
 #include "kivgui/random.h"
-#include "kivgui/stream.h"
-#include "mime/foundation/file_access.h"
 #include "mime/mime.h"
 #include "small_disk.h"
 
@@ -80,29 +79,6 @@ TEST(PosixRandomTest, AForkedChildDrawsOtherBytes) {
     close(ends[0]);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
     EXPECT_NE(std::string(bytes, sizeof bytes), std::string(ofChild, sizeof ofChild));
-}
-
-// Whether a write reports the failure or only the close can, the close fails.
-void ExpectDiskFull(const std::string& path, size_t size) {
-    const File file((AnsiStr(path)));
-    for (const int64_t announced : {int64_t{-1}, MIME::FileAccess::kDiskFileSize}) {
-        MIME::FileAccess out(file);
-        ASSERT_TRUE(out.OpenForWriting(announced));
-        bool isWritten = true;
-        for (size_t at = 0; at < size; at += 1000) {
-            const bool isTaken = out.Write(std::string(1000, 'x').data(), 1000);
-            EXPECT_TRUE(isWritten || !isTaken) << "nothing more can be written";
-            isWritten = isTaken;
-        }
-        SetLastError(kErrorNone);
-        EXPECT_FALSE(out.Close()) << size << ", announced " << announced;
-        EXPECT_EQ(GetLastError(), kErrorDiskFull) << size << ", announced " << announced;
-        EXPECT_TRUE(out.Close()) << "it is closed now";
-    }
-    SetLastError(kErrorNone);
-    WriteStream out(file, WriteStreamMode::create);
-    EXPECT_FALSE(out.Write(std::string(size, 'x').c_str()) && out.Close()) << size;
-    EXPECT_EQ(GetLastError(), kErrorDiskFull) << size;
 }
 
 TEST(FullDiskTest, EveryWriterReportsADeviceThatIsFull) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kivgui/disk_file.h"
+#include "kivgui/full_disk.h"
 #include "kivgui/memory_file.h"
 #include "kivgui/platform/windows/text.h"
 #include "kivgui/random.h"
@@ -274,6 +275,15 @@ TEST_F(WindowsFilesTest, AMappedFileCannotBeCutShort) {
     EXPECT_TRUE(view.Close());
     EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::create));
     EXPECT_EQ(At("file").GetSize(), 0);
+}
+
+// Windows itself has no such device; Wine shows that of Linux.
+TEST_F(WindowsFilesTest, EveryWriterReportsADeviceThatIsFull) {
+    const std::string device = "Z:\\dev\\full";
+    if (!DiskFile().Open(File(AnsiStr(device)), DiskFile::Mode::create)) {
+        GTEST_SKIP() << "no full device";
+    }
+    for (const size_t size : {1u, 5'000'000u}) ExpectDiskFull(device, size);
 }
 
 /// Does the access list of a file let only its owner in? (And the system's own account, which gets
