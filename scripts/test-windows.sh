@@ -24,7 +24,7 @@ if [ $# -gt 0 ]; then
   run_tests windows "$@"
   exit
 fi
-run_tests windows || echo "The comparison decides what that means."
+run_tests windows || echo "(Those that Wine cannot do are among the failed ones: see below.)"
 echo
 python3 -B "$ROOT/scripts/lib/compare_tests.py" "$BUILD_ROOT/release" "$BUILD_ROOT/windows" \
   "$ROOT/tests/wine_cannot.txt"

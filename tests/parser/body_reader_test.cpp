@@ -381,7 +381,8 @@ TEST_F(BodyReaderTest, NamesFilesFromTheHeaders) {
         const std::string path = ToString(MakeBodyFile(headers).GetPath());
         ASSERT_TRUE(path.starts_with(folder_.At(c.start))) << path;
         EXPECT_TRUE(path.ends_with(c.end)) << path;
-        EXPECT_EQ(path.find_first_of("/\\", folder_.GetPath().size() + 1), std::string::npos) << path;
+        EXPECT_EQ(path.find_first_of("/\\", folder_.GetPath().size() + 1), std::string::npos)
+            << path;
         EXPECT_NE(ToString(MakeBodyFile(headers).GetPath()), path);
     }
 }

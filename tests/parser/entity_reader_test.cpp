@@ -267,7 +267,8 @@ TEST_F(EntityReaderTest, AMissingTemporaryFolderFailsTheWrite) {
     EXPECT_FALSE(got.read);
     const uint32_t code = KivGuiBase::GetLastError();
     EXPECT_TRUE(code == KivGuiBase::kErrorFileNotFound || code == KivGuiBase::kErrorPathNotFound);
-    EXPECT_EQ(got.error, "write failed (" + ToString(KivGuiBase::GetErrorMessage(code, 0, 1)) + ")");
+    EXPECT_EQ(got.error,
+              "write failed (" + ToString(KivGuiBase::GetErrorMessage(code, 0, 1)) + ")");
     EXPECT_EQ(ShowBodies(got.part), "()");
     EXPECT_TRUE(Reading(kTop + "--a--").read) << "nothing to write";
 }
