@@ -10,7 +10,7 @@ PACKAGES_interop="pkg-config libgmime-3.0-dev"
 PACKAGES_interop_smime="gpgsm gnupg"
 PACKAGES_interop_imap="dovecot-imapd"
 PACKAGES_checks="clang libclang-rt-dev clang-format clang-tidy valgrind"
-PACKAGES_windows="g++-mingw-w64-x86-64-posix googletest wine64"
+PACKAGES_windows="g++-mingw-w64-x86-64-posix googletest wine64 libgnutls30"
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 BUILD_ROOT=${KIVMIME_BUILD_ROOT:-$ROOT/build}

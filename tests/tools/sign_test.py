@@ -10,7 +10,8 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from kivmime_test import SINGLE_PART, Case, multipart, part
+import kivmime_test
+from kivmime_test import EMULATOR, multipart, part
 
 KEYS = Path(os.environ["KIVMIME_KEYS"])
 PASS = KEYS / "pass"
@@ -19,13 +20,17 @@ HEADER = b"From: Ada <ada@example.com>\r\nTo: bob@example.com\r\nSubject: Pond\r
 # Each kind of key in each form.
 SIGNERS = [name + form for name in ("rsa", "pss", "ec") for form in (".pem", "-locked.pem", ".p12")]
 SIGNERS += ["rsa-old-locked.pem", "rsa-legacy.p12", "rsa-nomac.p12", "unrestricted.p12"]
+if EMULATOR:  # Windows reads PKCS#12 only, and Wine imports RSA keys only
+    SIGNERS = ["rsa.p12", "rsa-legacy.p12", "rsa-nomac.p12", "unrestricted.p12"]
 
 
 def message(body):
     return HEADER + multipart(part(body, b"Content-Type: text/plain", b"Content-Transfer-Encoding: 8bit"))
 
 
-class Sign(Case):
+class Case(kivmime_test.Case):
+    """Signs, and has openssl verify."""
+
     def sign(self, content, signer="rsa.p12"):
         """Signs these bytes; returns the path of the signed message."""
         target = self.home / "signed.eml"
@@ -41,6 +46,8 @@ class Sign(Case):
                                "-CAfile", KEYS / "root.pem"], capture_output=True, check=False)
         return out.read_bytes() if done.returncode == 0 else None
 
+
+class Sign(Case):
     def test_every_kind_of_key_verifies(self):
         content = message(b"The pond is open.\r\n")
         for signer in SIGNERS:
@@ -66,7 +73,7 @@ class Sign(Case):
 
     def test_one_changed_byte_is_refused(self):
         content = message(b"Pay 100 Euro.\r\n")
-        for signer in ("rsa.p12", "pss.p12", "ec.p12"):
+        for signer in {"rsa.p12", "pss.p12", "ec.p12"}.intersection(SIGNERS):
             signed = self.sign(content, signer).read_bytes()
             start = signed.index(content)
             positions = {"first": 0, "header": len(HEADER) - 4, "body": content.index(b"100"),
@@ -106,55 +113,9 @@ class Sign(Case):
         self.assertRegex(out.decode(), r"1 +multipart/signed .*\n1.1 +multipart/mixed .*\n1.1.1 +text/plain .*\n"
                                        r"1.2 +application/(x-)?pkcs7-signature +base64 .* smime.p7s\n$")
 
-    def test_streams_and_pass_files(self):
-        content = message(b"x\r\n")
-        cases = [
-            ("streams", ["-", "--pass-file", PASS, "-o", "-"], "rsa.p12"),
-            ("a line end of Windows", ["-", "--pass-file", self.file("crlf", PASS.read_bytes().strip() + b"\r\nno\n"),
-                                       "-o", "-"], "rsa.p12"),
-            ("no pass phrase", ["-", "-o", "-"], "rsa.pem"),
-        ]
-        for why, arguments, signer in cases:
-            with self.subTest(why):
-                signed, _ = self.run_tool("sign", *arguments, "--signer", KEYS / signer, given=content)
-                self.assertEqual(self.verify(self.file("stream.eml", signed)), content)
-
     def test_byte_order_mark_and_line_ends_in_front_are_not_signed(self):
         content = message(b"x\r\n")
         self.assertEqual(self.verify(self.sign(b"\xef\xbb\xbf\r\n" + content)), content)
-
-    def test_failures(self):
-        content = self.file("content.eml", message(b"x\r\n"))
-        cases = [
-            # why, arguments, exit status, what standard error holds
-            ("no key given", [content], 2, rb"--signer"),
-            ("wrong pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", KEYS / "text.pem"], 1,
-             rb"rsa.p12: Could not create message signature: The pass phrase is not the right one\n$"),
-            ("no pass phrase for a locked key", [content, "--signer", KEYS / "rsa-locked.pem"], 1, rb"pass phrase is not"),
-            ("expired", [content, "--signer", KEYS / "expired.pem"], 1, rb"has expired or is not valid yet\n$"),
-            ("missing key", [content, "--signer", "none.pem"], 1, rb"none.pem: .*No such file or folder\n$"),
-            ("missing pass file", [content, "--signer", KEYS / "rsa.p12", "--pass-file", "none"], 1, rb"kivmime: none: "),
-            ("a NUL in the pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", self.file("nul", b"a\0b\n")],
-             1, rb"nul: the pass phrase has a NUL\n$"),
-            ("a huge pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", "/dev/zero"], 1, rb"has a NUL"),
-            ("a long pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", self.file("long", b"x" * 5000)],
-             1, rb"too long\n$"),
-            ("not readable", [self.file("plain.eml", SINGLE_PART), "--signer", KEYS / "rsa.pem"], 1, rb"boundary missing\n$"),
-            ("only Content- fields", [self.file("bare.eml", multipart(part(b"x"))), "--signer", KEYS / "rsa.pem"], 1,
-             rb"bare.eml: has no header field besides"),
-            ("a lone line feed", [self.file("lf.eml", message(b"a\nb\r\n")), "--signer", KEYS / "rsa.pem"], 1,
-             rb"lf.eml: has a line that does not end in CR LF\n$"),
-            ("a NUL", [self.file("zero.eml", message(b"x\r\n") + b"\0"), "--signer", KEYS / "rsa.pem"], 1,
-             rb"its text holds a NUL byte\n$"),
-            ("nowhere to write", [content, "--signer", KEYS / "rsa.pem", "-o", "no/folder"], 1, rb"no/folder: "),
-        ]
-        for why, arguments, status, errors in cases:
-            with self.subTest(why):
-                target = [] if "-o" in arguments else ["-o", self.home / "out.eml"]
-                out, said = self.run_tool("sign", *arguments, *target, status=status)
-                self.assertRegex(said, errors)
-                self.assertEqual(out, b"")
-                self.assertFalse((self.home / "out.eml").exists())
 
 
 if __name__ == "__main__":
