@@ -1,10 +1,9 @@
 """Keys as PEM, and what is said when signing fails, in the words of POSIX systems."""
 
-import os
 import unittest
 
 from kivmime_test import SINGLE_PART, multipart, part
-from sign_test import HEADER, KEYS, PASS, SIGNERS, Case, message
+from sign_test import KEYS, PASS, Case, message
 
 
 class SignPosix(Case):
