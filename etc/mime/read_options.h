@@ -140,7 +140,8 @@ public:
     /// The field at `index`, which must be below the count.
     Field operator[](unsigned index) const noexcept;
 
-    /// The whole block, without the empty line behind it; also what is no field.
+    /// The whole block, without the empty line behind it; also what is no field, and an mbox line
+    /// before it.
     const AnsiStr& GetText() const noexcept { return text_; }
 
 private:

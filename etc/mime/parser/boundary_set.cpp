@@ -46,7 +46,7 @@ void BoundarySet::Push(const AnsiStr& boundary, const char* where) {
     levels_.push_back({wanted, kNone});
     if (wanted.IsEmpty()) return;
     NotePrefixes(wanted, where);
-    longest_ = std::max<size_t>(longest_, wanted.GetLength());
+    longest_ = std::max<size_t>(longest_, boundary.GetLength());
     const auto [place, isNew] = innermost_.try_emplace(levels_.back().boundary, levels_.size() - 1);
     if (!isNew) levels_.back().shadowed = std::exchange(place->second, levels_.size() - 1);
 }
@@ -83,7 +83,7 @@ bool BoundarySet::Match(const char* line, DelimiterLine& found) const noexcept {
     if (!boundary.ends_with(kLastMark)) return false;
     boundary.remove_suffix(kLastMark.size());
     found.last = true;
-    return Lookup(boundary, found.level);
+    return Lookup(TrimBlanks(boundary), found.level);
 }
 
 bool BoundarySet::IsLineStart(const char* lineStart, const char* place) const noexcept {

@@ -103,9 +103,10 @@ public:
           boundaries_(state, cursor_.GetNext() + cursor_.GetLeft()) {}
 
     bool Read(Part& top, const char* contentType) {
+        const char* const begin = cursor_.GetNext();
         if (state_.options.mboxLine) SkipMboxLine();
         const bool read = state_.CountPart() && state_.CheckDepth(0) &&
-                          ReadHead(top, contentType, false) && ReadTop(top);
+                          ReadHead(top, begin, contentType, false) && ReadTop(top);
         // The children of the top entity stay when reading fails too, in their right order.
         if (!levels_.empty()) levels_.front().PutRootsFirst();
         return read;
@@ -121,7 +122,7 @@ private:
     };
 
     void SkipMboxLine();
-    bool ReadHead(Part& part, const char* contentType, bool isInDigest);
+    bool ReadHead(Part& part, const char* begin, const char* contentType, bool isInDigest);
     bool ReadTop(Part& top);
     bool ReadLevels();
     bool ReadChild();
@@ -152,18 +153,23 @@ private:
     Part* closed_ = nullptr;     ///< the multipart whose epilogue the cursor stands in
 };
 
-/// RFC 4155; ">From " is what mail programs make of such a line inside a message.
+/// RFC 4155; ">From " is what mail programs make of such a line inside a message. With a ":" it is
+/// a field whose name has white space behind it.
 void EntityReader::SkipMboxLine() {
-    const std::string_view rest = cursor_.GetRest();
-    if (!rest.starts_with("From ") && !rest.starts_with(">From ")) return;
-    state_.Note(Deviation::mboxLine, rest.data());
+    std::string_view line = PeekLine(cursor_, state_.GetLineRules()).text;
+    if (!line.starts_with("From ") && !line.starts_with(">From ")) return;
+    line.remove_prefix(line.find(' '));
+    const size_t next = line.find_first_not_of(" \t");
+    if (next != std::string_view::npos && line[next] == ':') return;
+    state_.Note(Deviation::mboxLine, cursor_.GetNext());
     TakeLine(cursor_, state_.GetLineRules());
 }
 
-bool EntityReader::ReadHead(Part& part, const char* contentType, bool isInDigest) {
-    const char* const begin = cursor_.GetNext();
+/// @param begin  of the header block, an mbox line before it included.
+bool EntityReader::ReadHead(Part& part, const char* begin, const char* contentType,
+                            bool isInDigest) {
     if (contentType == nullptr) {
-        if (!ReadHeaderBlock(part, state_, &boundaries_)) return false;
+        if (!ReadHeaderBlock(part, state_, &boundaries_, begin)) return false;
     } else {
         const AnsiStr text(contentType);
         HeaderMap::Node* field = part.headers.FindOrInsert(Header::Content_Type);
@@ -354,8 +360,9 @@ bool EntityReader::ReadChild() {
     }
     const Level& level = levels_.back();
     state_.EnterEntity(level.CountChildren() + 1);
+    const char* const begin = cursor_.GetNext();
     if (level.IsMessage() && state_.options.mboxLine) SkipMboxLine();
-    if (!ReadHead(*child, nullptr, level.IsDigest())) return false;
+    if (!ReadHead(*child, begin, nullptr, level.IsDigest())) return false;
     return HasChildren(*child) ? Open(std::move(child)) : ReadLeaf(child);
 }
 

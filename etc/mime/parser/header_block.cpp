@@ -56,11 +56,12 @@ bool BeginsField(std::string_view line) noexcept {
 /// Reads one header block.
 class BlockReader {
 public:
-    BlockReader(Part& part, ReadState& state, const BoundarySet* boundaries) noexcept
+    BlockReader(Part& part, ReadState& state, const BoundarySet* boundaries,
+                const char* begin) noexcept
         : part_(part),
           state_(state),
           boundaries_(boundaries),
-          begin_(state.cursor.GetNext()),
+          begin_(begin),
           source_(part.fields, begin_) {}
 
     bool Read() {
@@ -179,14 +180,15 @@ bool BlockReader::StoreField(std::string_view text) {
 
 }  // namespace
 
-bool ReadHeaderBlock(Part& part, ReadState& state, const BoundarySet* boundaries) {
-    return BlockReader(part, state, boundaries).Read();
+bool ReadHeaderBlock(Part& part, ReadState& state, const BoundarySet* boundaries,
+                     const char* begin) {
+    return BlockReader(part, state, boundaries, begin).Read();
 }
 
 bool ReadHeaderBlock(Part& part, Cursor& cursor, AnsiStr& error) {
     const ReadOptions none;
     ReadState state(cursor.GetNext(), cursor, error, none, nullptr);
-    return ReadHeaderBlock(part, state, nullptr);
+    return ReadHeaderBlock(part, state, nullptr, cursor.GetNext());
 }
 
 bool ParseHeaderValue(HeaderValue& target, const AnsiSubStr& text) noexcept {

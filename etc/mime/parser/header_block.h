@@ -10,9 +10,11 @@ namespace MIME {
 /// (RFC 5322, 2.2). Without ReadOptions::unfold each line is a field of its own.
 ///
 /// @param boundaries  null, or what may cut an open header block off.
+/// @param begin       of what is kept as the block's source, at or before the cursor.
 /// @return false, with a message, at a line that is no field, a NUL, or the end of the text, as
 ///         far as the options do not allow them. Throws std::bad_alloc.
-bool ReadHeaderBlock(Part& part, ReadState& state, const BoundarySet* boundaries);
+bool ReadHeaderBlock(Part& part, ReadState& state, const BoundarySet* boundaries,
+                     const char* begin);
 
 /// The same by the reader's own rules.
 bool ReadHeaderBlock(Part& part, Cursor& cursor, AnsiStr& error);
