@@ -117,9 +117,10 @@ uint64_t CountBytes(const std::vector<std::string>& messages) {
     return bytes;
 }
 
-void Read(Part& tree, const std::string& message) {
+void Read(Part& tree, const std::string& message, const ReadOptions& options) {
     AnsiStr error;
-    if (!tree.Read(message.data(), message.size(), error)) throw std::runtime_error(error.GetStr());
+    if (!tree.Read(message.data(), message.size(), error, options))
+        throw std::runtime_error(error.GetStr());
 }
 
 }  // namespace MIME::Bench

@@ -28,6 +28,6 @@ std::string MakeTextMessage(const std::string& body);
 uint64_t CountBytes(const std::vector<std::string>& messages);
 
 /// Reads a message that must be readable: throws when it is not.
-void Read(Part& tree, const std::string& message);
+void Read(Part& tree, const std::string& message, const ReadOptions& options = {});
 
 }  // namespace MIME::Bench

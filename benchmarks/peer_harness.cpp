@@ -3,6 +3,7 @@
 //
 // usage: peer_harness CORPUSDIR NAME TASK [TMPDIR [REPS [BUDGET_SECONDS]]]
 //   a  read every message; each decoded body goes into its own new file
+//   m  the same with the options for mail
 //   e  write trees whose bodies are held decoded, one new file per message
 //   s  print the sha256 of all decoded bodies in document order, untimed
 // The first round is a warm-up; deleting files is not timed.
@@ -78,6 +79,13 @@ std::unique_ptr<MIME::Part> Read(const std::string& message) {
     MIME::AnsiStr error;
     if (!tree->Read(message.data(), message.size(), error)) Fail(error.GetStr());
     return tree;
+}
+
+void ReadAsMail(const std::string& message) {
+    static const auto options = MIME::ReadOptions::Mail();
+    MIME::Part tree;
+    MIME::AnsiStr error;
+    if (!tree.Read(message.data(), message.size(), error, options)) Fail(error.GetStr());
 }
 
 /// Calls `use` with every part that has a body file, in document order.
@@ -206,7 +214,8 @@ private:
 
 int main(int argc, char** argv) {
     if (argc < 4) {
-        std::fprintf(stderr, "usage: %s CORPUSDIR NAME a|e|s [TMPDIR [REPS [BUDGET]]]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s CORPUSDIR NAME a|m|e|s [TMPDIR [REPS [BUDGET]]]\n",
+                     argv[0]);
         return 2;
     }
     const char* corpus = argv[2];
@@ -224,6 +233,10 @@ int main(int argc, char** argv) {
     } else if (task == "a") {
         Print("a", corpus, bytes, Measure(bodies.GetPath(), reps, budget, [&] {
                   for (const auto& message : messages) Read(message);
+              }));
+    } else if (task == "m") {
+        Print("m", corpus, bytes, Measure(bodies.GetPath(), reps, budget, [&] {
+                  for (const auto& message : messages) ReadAsMail(message);
               }));
     } else if (task == "e") {
         const auto trees = ReadAll(messages);

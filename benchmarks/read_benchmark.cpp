@@ -1,5 +1,5 @@
 // Reading messages in memory, every body decoded into its own new file, beside creating, writing
-// and closing files of the same sizes.
+// and closing files of the same sizes; and reading them with the options for mail, beside that.
 
 #include <string>
 #include <vector>
@@ -12,18 +12,18 @@
 namespace MIME::Bench {
 namespace {
 
-void ReadAll(const std::vector<std::string>& messages) {
+void ReadAll(const std::vector<std::string>& messages, const ReadOptions& options = {}) {
     for (const std::string& message : messages) {
         Part tree;
-        Read(tree, message);
+        Read(tree, message, options);
     }
 }
 
 void MeasureRead(benchmark::State& state, const std::vector<std::string>& messages,
-                 const std::string& floor) {
+                 const std::string& floor, const ReadOptions& options = {}) {
     const Test::TempFolder folder;
     for (auto step : state) {
-        ReadAll(messages);
+        ReadAll(messages, options);
         WipeUntimed(state, folder);
     }
     SetBytesAndFloor(state, CountBytes(messages), floor);
@@ -45,6 +45,11 @@ void MeasureFloor(benchmark::State& state, const std::vector<std::string>& messa
         benchmark::RegisterBenchmark(
             ("Read/" + std::string(name)).c_str(),
             [floor, mail = mail](auto& state) { MeasureRead(state, GetMessages(mail), floor); });
+        benchmark::RegisterBenchmark(
+            ("ReadMail/" + std::string(name)).c_str(),
+            [strict = "Read/" + std::string(name), mail = mail](auto& state) {
+                MeasureRead(state, GetMessages(mail), strict, ReadOptions::Mail());
+            });
         benchmark::RegisterBenchmark(
             floor.c_str(), [mail = mail](auto& state) { MeasureFloor(state, GetMessages(mail)); });
     }

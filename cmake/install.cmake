@@ -12,7 +12,8 @@ install(TARGETS KIVMIME EXPORT KIVMIMETargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT KIVMIMETargets NAMESPACE KIVMIME:: DESTINATION ${KIVMIME_PACKAGE_DIR})
 
-install(FILES etc/mime/mime.h etc/mime/decoding.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES etc/mime/mime.h etc/mime/decoding.h etc/mime/read_options.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES etc/mime/parser/deviations.inc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/parser)
 install(FILES
   etc/mime/vocabulary/types.inc
   etc/mime/vocabulary/subtypes.inc

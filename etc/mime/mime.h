@@ -4,6 +4,7 @@
 
 #include "kivgui/kivgui.h"
 #include "mime/decoding.h"
+#include "mime/read_options.h"
 
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
 ///
@@ -20,7 +21,9 @@
 ///
 /// Text is bytes; only `Decoding` (decoding.h) converts character sets. Output lines end in CR LF,
 /// and on input only CR LF ends a line. Names of header fields and parameters compare without
-/// regard to case.
+/// regard to case. Mail as it travels is read with options, which lift these rules:
+///
+///   message.Read(text, size, error, MIME::ReadOptions::Mail());
 ///
 /// Failure is a `bool` or an empty text; nothing is thrown. File operations leave the reason in
 /// the calling thread's last error (`KivGuiBase::GetLastError`).
@@ -177,6 +180,10 @@ struct KIV_EXPORT Info {
     ContentType contentType;
     AnsiStr boundary;  ///< without the leading "--"; not empty for a multipart entity
     AnsiStr charset;   ///< set by hosts for writing; the reader leaves it empty
+    /// The entity is a message/rfc822 or the like (RFC 2046, 5.2.1): its one child is the message
+    /// that it carries, and writers write that, and no other child, without boundary lines. Set by
+    /// ReadOptions::messages.
+    bool isMessage = false;
 
     /// Gives `boundary` a new value that no text contains by chance: "=_Qvm_=-" and 32
     /// hexadecimal digits. Empty when memory runs out.
@@ -216,6 +223,14 @@ public:
     HeaderMap headers;
     SharedArray<Part*> parts;  ///< the children, in order; owned
 
+    /// @name What the text had beside the tree
+    /// Filled with ReadOptions::keepSource alone; writers do not look at them.
+    /// @{
+    FieldList fields;  ///< every field as it stood, in order, repeated ones included
+    AnsiStr preamble;  ///< before the first delimiter (RFC 2046, 5.1.1)
+    AnsiStr epilogue;  ///< behind the closing delimiter
+    /// @}
+
     Part() noexcept = default;
     Part(const Part&) = delete;
     Part& operator=(const Part&) = delete;
@@ -250,6 +265,20 @@ public:
     /// Reads a file as above. When it cannot be opened the result is false and `error` empty; the
     /// last error says why. A file of 4 MiB or more is mapped: nobody may cut it short meanwhile.
     bool Read(const File& file, AnsiStr& error, const char* contentType = nullptr) noexcept;
+
+    /// @name Reading with options
+    /// As above, as far as the options do not change it; `ReadOptions{}` changes nothing.
+    ///
+    /// @param report  null, or what receives the deviations that were tolerated and the place of
+    ///                the failure. It is emptied first.
+    /// @return false at the first failure, with a message in `error`, or without one when memory
+    ///         ran out or the file could not be opened.
+    /// @{
+    bool Read(const char* text, unsigned long long size, AnsiStr& error, const ReadOptions& options,
+              ReadReport* report = nullptr) noexcept;
+    bool Read(const File& file, AnsiStr& error, const ReadOptions& options,
+              ReadReport* report = nullptr) noexcept;
+    /// @}
 
     /// Attaches content: sets `info.contentType`, the transfer encoding in `info` and in the
     /// headers, and stores the bytes in `data.content` transfer-encoded: quoted-printable when

@@ -1,6 +1,8 @@
-// interop_gmime FILE: what GMime finds in a message, as JSON of the form that check.py compares.
+// interop_gmime FILE...: what GMime finds in messages, a line of JSON each, of the form that check.py
+// compares. interop_gmime - takes the paths from standard input, one a line.
 
 #include <cstdio>
+#include <iostream>
 #include <string>
 
 #include <gmime/gmime.h>
@@ -79,19 +81,31 @@ json Describe(GMimeMessage* message) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    if (argc != 2) return 2;
-    g_mime_init();
-    GMimeStream* stream = g_mime_stream_file_open(argv[1], "rb", nullptr);
-    if (stream == nullptr) return 1;
+/// False when GMime makes no message of the file.
+static bool PrintFile(const char* path) {
+    GMimeStream* stream = g_mime_stream_file_open(path, "rb", nullptr);
+    if (stream == nullptr) return false;
     GMimeParser* parser = g_mime_parser_new_with_stream(stream);
     GMimeMessage* message = g_mime_parser_construct_message(parser, nullptr);
-    if (message == nullptr) return 1;
-    const json found = Describe(message);
+    const json found = message != nullptr ? Describe(message) : json{{"error", "no message"}};
     std::puts(found.dump(-1, ' ', true, json::error_handler_t::replace).c_str());
-    g_object_unref(message);
+    if (message != nullptr) g_object_unref(message);
     g_object_unref(parser);
     g_object_unref(stream);
+    return message != nullptr;
+}
+
+int main(int argc, char** argv) {
+    if (argc < 2) return 2;
+    g_mime_init();
+    int status = 0;
+    if (std::string(argv[1]) == "-") {
+        for (std::string path; std::getline(std::cin, path);) PrintFile(path.c_str());
+    } else {
+        for (int i = 1; i < argc; ++i) {
+            if (!PrintFile(argv[i])) status = 1;
+        }
+    }
     g_mime_shutdown();
-    return 0;
+    return status;
 }

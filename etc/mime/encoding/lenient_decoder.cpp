@@ -45,6 +45,23 @@ size_t LenientBase64::Decode(std::string_view piece, char* out) noexcept {
     return static_cast<size_t>(put - out);
 }
 
+size_t LenientBase64::DecodePlain(std::string_view piece, char* out, size_t& taken) noexcept {
+    std::string_view rest = piece;
+    char* put = out;
+    while (open_ == 0 && !isPadded_) {
+        const size_t groups = KivGuiBase::Base64::DecodeGroups(
+            rest.data(), rest.size() / 4 * 4, reinterpret_cast<unsigned char*>(put));
+        put += groups / 4 * 3;
+        rest.remove_prefix(groups);
+        const size_t lineEnd = rest.starts_with("\r\n") ? 2 : rest.starts_with('\n') ? 1 : 0;
+        rest.remove_prefix(lineEnd);
+        if (groups == 0 || lineEnd == 0) break;
+    }
+    taken = piece.size() - rest.size();
+    position_ += taken;
+    return static_cast<size_t>(put - out);
+}
+
 size_t LenientBase64::Take(char c, uint64_t offset, char* out) noexcept {
     const unsigned value = KivGuiBase::Base64::GetValue(c);
     if (value == KivGuiBase::Base64::kNoValue) {

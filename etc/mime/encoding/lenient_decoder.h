@@ -30,6 +30,10 @@ public:
     /// Decodes a piece. `out` has room for kLenientRoom bytes more than the piece has.
     /// @return the number of bytes written.
     size_t Decode(std::string_view piece, char* out) noexcept;
+    /// Decodes the start of a piece as far as it is whole groups and line ends: the usual text,
+    /// which needs no further look. `out` has as much room as the piece.
+    /// @param taken  receives the bytes of the piece that were decoded.
+    size_t DecodePlain(std::string_view piece, char* out, size_t& taken) noexcept;
     /// Ends the text. `out` has room for kLenientRoom bytes. @return the number written.
     size_t Finish(char* out) noexcept;
     /// Decode and Finish in one, for the last piece.

@@ -5,15 +5,6 @@
 
 namespace MIME {
 
-namespace {
-
-bool FailWrite(AnsiStr& error) noexcept {
-    error = Messages::WriteFailed();
-    return false;
-}
-
-}  // namespace
-
 bool Base64BodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
     // Longer lines take the general way.
     constexpr size_t kLongestLine = 0x4000;
@@ -21,7 +12,7 @@ bool Base64BodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
     for (;;) {
         const std::string_view text = cursor.GetRest().substr(0, kLongestLine);
         char* room = output_.GetRoom(kLongestLine / 4 * 3);
-        if (room == nullptr) return FailWrite(error_);
+        if (room == nullptr) return sink_.Fail();
         auto* out = reinterpret_cast<unsigned char*>(room);
         const size_t length =
             KivGuiBase::Base64::DecodeGroups(text.data(), text.size() / 4 * 4, out);
@@ -33,8 +24,7 @@ bool Base64BodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
 
 bool Base64BodyDecoder::DecodeLine(std::string_view line) noexcept {
     if (line.size() > AnsiStr::kMaxLength - pending_.GetLength()) {
-        error_ = Messages::kLineTooLong;
-        return false;
+        return state_.Fail(Messages::kLineTooLong);
     }
     pending_.Append(line, KivGuiBase::Growth::spare);
     return pending_.IsEmpty() || pending_.GetLength() % 4 != 0 || DecodePending();
@@ -46,21 +36,21 @@ bool Base64BodyDecoder::DecodePending() noexcept {
     char* bytes = bytes_.Renew(size);
     if (bytes == nullptr) {
         KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
-        return FailWrite(error_);
+        return sink_.Fail();
     }
     if (!KivGuiBase::B64Str2Binary(pending_, bytes, size, "\r\n")) {
-        error_ = Messages::UnexpectedData("base64", pending_);
-        return false;
+        return state_.Fail(Messages::UnexpectedData("base64", pending_));
     }
     pending_.Trunc(0);
-    return (bytes_.Resize(size) && output_.Write(bytes_)) || FailWrite(error_);
+    return (bytes_.Resize(size) && output_.Write(bytes_)) || sink_.Fail();
 }
 
 bool QuotedPrintableBodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
     constexpr size_t kPass = 0x4000;
+    if (state_.options.lineFeeds) return true;  // the pass knows CR LF alone
     for (;;) {
         char* room = output_.GetRoom(kPass);
-        if (room == nullptr) return FailWrite(error_);
+        if (room == nullptr) return sink_.Fail();
         const QuotedPrintable::Progress done =
             QuotedPrintable::DecodePlainLines(cursor.GetRest().substr(0, kPass), room);
         if (done.taken == 0) return true;
@@ -72,18 +62,16 @@ bool QuotedPrintableBodyDecoder::TakePlainLines(Cursor& cursor) noexcept {
 bool QuotedPrintableBodyDecoder::DecodeLine(std::string_view line) noexcept {
     constexpr size_t kLineEnd = 2;
     if (line.size() > AnsiStr::kMaxLength) {
-        error_ = Messages::kLineTooLong;
-        return false;
+        return state_.Fail(Messages::kLineTooLong);
     }
     if (line.size() > BodyOutput::kMaxRoom - kLineEnd) {
         if (!Encoding::QPDecodeLine({line.data(), static_cast<unsigned>(line.size())}, bytes_)) {
-            error_ = Messages::UnexpectedData("quoted-printable", line);
-            return false;
+            return state_.Fail(Messages::UnexpectedData("quoted-printable", line));
         }
-        return output_.Write(bytes_) || FailWrite(error_);
+        return output_.Write(bytes_) || sink_.Fail();
     }
     char* room = output_.GetRoom(line.size() + kLineEnd);
-    if (room == nullptr) return FailWrite(error_);
+    if (room == nullptr) return sink_.Fail();
     output_.Commit(QuotedPrintable::DecodeLine(line, room));
     return true;
 }

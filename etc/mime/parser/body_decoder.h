@@ -5,7 +5,6 @@
 #include "mime/mime.h"
 #include "mime/parser/body_output.h"
 #include "mime/parser/cursor.h"
-#include "mime/parser/delimiter.h"
 #include "mime/parser/messages.h"
 
 namespace MIME {
@@ -16,8 +15,8 @@ namespace MIME {
 /// end inside a group. Anything outside the alphabet fails, unlike in the RFC.
 class Base64BodyDecoder {
 public:
-    Base64BodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
-        : output_(writer), error_(error) {}
+    Base64BodyDecoder(BodySink& sink, ReadState& state) noexcept
+        : output_(sink), sink_(sink), state_(state) {}
 
     /// Decodes lines of whole groups, all alphabet, as long as they come: the usual body, whose
     /// line ends the decoding itself finds.
@@ -30,7 +29,8 @@ private:
     bool DecodePending() noexcept;
 
     BodyOutput output_;
-    AnsiStr& error_;
+    BodySink& sink_;
+    ReadState& state_;
     AnsiStr pending_;  ///< joined lines that do not fill their last group yet
     Blob bytes_;
 };
@@ -38,8 +38,8 @@ private:
 /// Decodes the lines of a quoted-printable body (RFC 2045, 6.7) into a file.
 class QuotedPrintableBodyDecoder {
 public:
-    QuotedPrintableBodyDecoder(FileAccess& writer, AnsiStr& error) noexcept
-        : output_(writer), error_(error) {}
+    QuotedPrintableBodyDecoder(BodySink& sink, ReadState& state) noexcept
+        : output_(sink), sink_(sink), state_(state) {}
 
     /// Decodes lines in one pass over text and line ends, up to one that may be the delimiter.
     bool TakePlainLines(Cursor& cursor) noexcept;
@@ -48,28 +48,26 @@ public:
 
 private:
     BodyOutput output_;
-    AnsiStr& error_;
+    BodySink& sink_;
+    ReadState& state_;
     Blob bytes_;
 };
 
-/// Feeds a decoder the lines from the cursor to the line that begins with the delimiter, which is
-/// not taken.
-template <class Decoder>
-bool DecodeLines(Decoder& decoder, Cursor& cursor, const Delimiter& delimiter,
-                 AnsiStr& error) noexcept {
+/// Feeds a decoder the lines from the cursor to the one where `isEnd(line)` is true, which is not
+/// taken.
+template <class Decoder, class IsEnd>
+bool DecodeLines(Decoder& decoder, ReadState& state, IsEnd isEnd) noexcept {
     for (;;) {
-        if (!decoder.TakePlainLines(cursor)) return false;
-        const Line line = PeekLine(cursor);
-        if (line.kind == Line::Kind::hasNul) {
-            error = Messages::kNulInText;
-            return false;
-        }
-        if (delimiter.IsAtStartOf(line.text)) return decoder.Finish();
-        cursor.Skip(line.extent);
+        if (!decoder.TakePlainLines(state.cursor)) return false;
+        const Line line = PeekLine(state.cursor, state.GetLineRules());
+        if (line.kind == Line::Kind::hasNul) return state.Fail(Messages::kNulInText);
+        if (isEnd(line)) return decoder.Finish();
         if (line.kind == Line::Kind::rest && line.text.empty()) {
-            error = Messages::kTextBoundaryMissing;
-            return false;
+            state.cursor.Skip(line.extent);
+            if (state.options.openEnd) return decoder.Finish();
+            return state.Fail(Messages::kTextBoundaryMissing);
         }
+        state.cursor.Skip(line.extent);
         if (!decoder.DecodeLine(line.text)) return false;
     }
 }

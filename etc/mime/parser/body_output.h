@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mime/foundation/file_access.h"
+#include "mime/parser/body_sink.h"
 
 namespace MIME {
 
@@ -9,7 +9,7 @@ namespace MIME {
 /// the latest when this goes.
 class BodyOutput {
 public:
-    explicit BodyOutput(FileAccess& writer) noexcept : writer_(writer) {}
+    explicit BodyOutput(BodySink& sink) noexcept : sink_(sink) {}
     ~BodyOutput() { Flush(); }
     BodyOutput(const BodyOutput&) = delete;
     BodyOutput& operator=(const BodyOutput&) = delete;
@@ -20,17 +20,17 @@ public:
         return size <= size_ - used_ ? room_ + used_ : GetFreshRoom(size);
     }
     void Commit(size_t size) noexcept { used_ += size; }
-    static constexpr size_t kMaxRoom = FileAccess::kMaxRoom;
+    static constexpr size_t kMaxRoom = BodySink::kMaxRoom;
 
     /// Writes bytes that are too many for a room.
     bool Write(const KivGuiBase::Blob& bytes) noexcept {
         Flush();
-        return writer_.Write(bytes.GetData(), bytes.GetSize());
+        return sink_.Write(bytes.GetData(), bytes.GetSize());
     }
 
 private:
     void Flush() noexcept {
-        if (used_ != 0) writer_.Commit(static_cast<unsigned>(used_));
+        if (used_ != 0) sink_.Commit(static_cast<unsigned>(used_));
         room_ = nullptr;
         size_ = used_ = 0;
     }
@@ -39,12 +39,12 @@ private:
         constexpr size_t kUsualRoom = 0x4000;
         Flush();
         const size_t wanted = size > kUsualRoom ? size : kUsualRoom;
-        room_ = writer_.GetWriteRoom(static_cast<unsigned>(wanted));
+        room_ = sink_.GetWriteRoom(static_cast<unsigned>(wanted));
         size_ = room_ != nullptr ? wanted : 0;
         return room_;
     }
 
-    FileAccess& writer_;
+    BodySink& sink_;
     char* room_ = nullptr;
     size_t size_ = 0;
     size_t used_ = 0;

@@ -39,10 +39,21 @@ struct Line {
     uint64_t extent;  ///< bytes to skip to stand behind it
 };
 
-/// Looks at the line at the cursor, which stays where it is. Only CR LF ends a line.
-Line PeekLine(const Cursor& cursor) noexcept;
+/// What lines are made of, beside text and CR LF.
+struct LineRules {
+    bool lineFeeds = false;  ///< LF alone ends a line too
+    bool nuls = false;       ///< a NUL is text
+};
+
+/// Looks at the line at the cursor, which stays where it is.
+///
+/// With rules other than the default a last line without a line end is given as it stands.
+Line PeekLine(const Cursor& cursor, LineRules rules = {}) noexcept;
 
 /// The same, and moves the cursor behind the line.
-Line TakeLine(Cursor& cursor) noexcept;
+Line TakeLine(Cursor& cursor, LineRules rules = {}) noexcept;
+
+/// The text without the line end behind it, if it has one.
+std::string_view TrimLineEnd(std::string_view text, LineRules rules) noexcept;
 
 }  // namespace MIME

@@ -4,10 +4,10 @@
 
 namespace MIME {
 
-bool SkipToBoundary(Cursor& cursor, Delimiter& delimiter, bool& last,
-                    KivGuiBase::AnsiStr& error) noexcept {
+bool SkipToBoundary(Cursor& cursor, Delimiter& delimiter, bool& last, KivGuiBase::AnsiStr& error,
+                    LineRules rules) noexcept {
     for (;;) {
-        const Line line = TakeLine(cursor);
+        const Line line = TakeLine(cursor, rules);
         if (line.kind == Line::Kind::hasNul) {
             error = Messages::kNulInText;
             return false;

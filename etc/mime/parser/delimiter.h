@@ -31,7 +31,7 @@ private:
 ///
 /// @param last  set to true when "--" follows the delimiter, which closes the entity.
 /// @return false, with a message, at a NUL or the end of the text.
-bool SkipToBoundary(Cursor& cursor, Delimiter& delimiter, bool& last,
-                    KivGuiBase::AnsiStr& error) noexcept;
+bool SkipToBoundary(Cursor& cursor, Delimiter& delimiter, bool& last, KivGuiBase::AnsiStr& error,
+                    LineRules rules = {}) noexcept;
 
 }  // namespace MIME

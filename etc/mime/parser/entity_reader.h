@@ -1,7 +1,7 @@
 #pragma once
 
 #include "mime/mime.h"
-#include "mime/parser/cursor.h"
+#include "mime/parser/read_state.h"
 
 namespace MIME {
 
@@ -12,6 +12,6 @@ namespace MIME {
 ///         complete then stay; the one being read is destroyed.
 /// Memory: one level of the descent costs about 100 bytes beside its entity. Throws
 /// std::bad_alloc.
-bool ReadEntity(Part& part, Cursor& cursor, AnsiStr& error, const char* contentType);
+bool ReadEntity(Part& part, ReadState& state, const char* contentType);
 
 }  // namespace MIME

@@ -40,6 +40,10 @@ AnsiStr UnexpectedData(std::string_view encoding, std::string_view text) noexcep
     return Join({"unexpected ", encoding, " data \"", text, "\""});
 }
 
+AnsiStr LimitReached(std::string_view what, unsigned long long limit) noexcept {
+    return Join({"limit reached: more than ", KivGuiBase::FmtArgs("%llu", limit), " ", what});
+}
+
 AnsiStr WriteFailed() noexcept {
     const AnsiStr reason = KivGuiBase::GetErrorMessage(KivGuiBase::GetLastError(), 0, 1);
     return Join({"write failed (", reason, ")"});

@@ -19,6 +19,8 @@ KivGuiBase::AnsiStr UnsupportedTransferEncoding(std::string_view name) noexcept;
 KivGuiBase::AnsiStr InvalidContentLength(std::string_view value) noexcept;
 KivGuiBase::AnsiStr ContentLengthExceedsData(uint64_t length, uint64_t left) noexcept;
 KivGuiBase::AnsiStr UnexpectedData(std::string_view encoding, std::string_view text) noexcept;
+/// A limit of ReadOptions: "limit reached: more than 5 levels of entities".
+KivGuiBase::AnsiStr LimitReached(std::string_view what, unsigned long long limit) noexcept;
 /// Names the reason that the last error gives.
 KivGuiBase::AnsiStr WriteFailed() noexcept;
 

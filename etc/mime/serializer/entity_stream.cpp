@@ -48,6 +48,10 @@ public:
         if (!Begin(top, writeHeaders)) return false;
         while (!levels_.empty()) {
             Level& level = levels_.back();
+            if (level.part->info.isMessage) {
+                if (!WriteMessage(level)) return false;
+                continue;
+            }
             if (level.next != 0 && !endsLine_ && !out_.Write("\r\n")) return false;
             if (level.next == level.count) {
                 const bool closed = WriteBoundaryLine(*level.part, "--\r\n");
@@ -81,6 +85,16 @@ private:
         if (part.parts.IsEmpty()) return WriteBody(part, out_, endsLine_);
         levels_.push_back({&part, part.parts.GetCount()});
         return true;
+    }
+
+    /// The message that an entity carries stands right behind its header block (RFC 2046, 5.2.1).
+    bool WriteMessage(Level& level) {
+        if (level.next != 0) {
+            levels_.pop_back();
+            return true;
+        }
+        const Part* message = level.part->parts[level.next++];
+        return message != nullptr && Begin(*message, true);
     }
 
     bool WriteHeaderBlock(const HeaderMap& headers) noexcept {

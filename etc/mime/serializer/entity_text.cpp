@@ -39,7 +39,9 @@ public:
         if (!Begin(top, contentOnly)) return false;
         while (!levels_.empty()) {
             Level& level = levels_.back();
-            if (level.next == level.part->parts.GetCount()) {
+            if (level.part->info.isMessage) {
+                if (!AppendMessage(level)) return false;
+            } else if (level.next == level.part->parts.GetCount()) {
                 AppendDelimiter(*level.part, "--\r\n");
                 levels_.pop_back();
             } else {
@@ -67,7 +69,9 @@ private:
             return true;
         }
         if (part.parts.IsEmpty()) return AppendLeaf(part, contentOnly);
-        if (!AppendMultipartHead(part)) return false;
+        if (!(part.info.isMessage ? AppendMessageHead(part) : AppendMultipartHead(part))) {
+            return false;
+        }
         levels_.push_back({&part});
         return true;
     }
@@ -99,6 +103,28 @@ private:
             EncodeBody(data.content.GetStr(), data.content.GetLength(), encoding, body);
         text_.Append(body);
         return isWritten;
+    }
+
+    /// The message that an entity carries stands right behind its header block (RFC 2046, 5.2.1).
+    bool AppendMessage(Level& level) {
+        if (level.next != 0) {
+            levels_.pop_back();
+            return true;
+        }
+        const Part* message = level.part->parts[level.next++];
+        return message != nullptr && Begin(*message, false);
+    }
+
+    bool AppendMessageHead(const Part& part) noexcept {
+        HeaderMap headers;
+        if (!headers.CopyFrom(part.headers) ||
+            SetField(headers, Header::GetStr(Header::Content_Type),
+                     part.info.contentType.GetStr()) == nullptr) {
+            return false;
+        }
+        text_.Append(headers.Serialize(false, false));
+        text_.Append("\r\n");
+        return true;
     }
 
     bool AppendMultipartHead(const Part& part) noexcept {
