@@ -41,7 +41,8 @@ OpenHow GetOpenHow(OpenMode mode) noexcept {
         case OpenMode::read:
             break;
         case OpenMode::replace:
-            return {GENERIC_WRITE, kShareOfWriter, CREATE_ALWAYS, 0};
+            // CREATE_ALWAYS refuses a file that is hidden, and takes its attributes off another.
+            return {GENERIC_WRITE, kShareOfWriter, OPEN_ALWAYS, 0};
         // Without the flag the system would create the file that a dangling link names.
         case OpenMode::createNew:
             return {GENERIC_WRITE, kShareOfWriter, CREATE_NEW, FILE_FLAG_OPEN_REPARSE_POINT};
@@ -66,12 +67,29 @@ OwnedHandle CreateForOwner(const char* path, const OpenHow& how) noexcept {
     return attributes != nullptr ? Create(path, how, attributes) : nullptr;
 }
 
+bool IsOnDisk(HANDLE file) noexcept {
+    return GetFileType(file) == FILE_TYPE_DISK;
+}
+
+/// Makes the opened file what the mode promises; devices such as NUL are opened by any of them.
+bool Prepare(HANDLE file, OpenMode mode) noexcept {
+    if (mode == OpenMode::replace && IsOnDisk(file)) {
+        return SetEndOfFile(file) || FailWithSystemError();
+    }
+    if (mode == OpenMode::createNew && !IsOnDisk(file)) {
+        SetLastError(kErrorFileExists);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
     const OpenHow how = GetOpenHow(mode);
     OwnedHandle file =
         mode == OpenMode::createNew ? CreateForOwner(path, how) : Create(path, how, nullptr);
+    if (file != nullptr && !Prepare(file.get(), mode)) return kInvalidFile;
     return file != nullptr ? reinterpret_cast<FileHandle>(file.release()) : kInvalidFile;
 }
 
