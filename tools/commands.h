@@ -18,6 +18,20 @@ struct ShowOptions {
 };
 int Show(const ShowOptions& options);
 
+struct LintOptions {
+    Source source;
+    bool json = false;
+};
+/// Prints what the reader had to tolerate. @return 1 when there is something, 3 when the message
+/// cannot be read.
+int Lint(const LintOptions& options);
+
+struct TextOptions {
+    Source source;
+};
+/// Prints what people would read.
+int PrintText(const TextOptions& options);
+
 struct ExtractOptions {
     Source source;
     std::string part = "1";  ///< an index as Show prints it

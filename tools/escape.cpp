@@ -1,5 +1,7 @@
 #include "escape.h"
 
+#include <algorithm>
+
 #include "kivgui/utf8.h"
 
 namespace Tool {
@@ -67,6 +69,20 @@ std::string Escape(std::string_view text, char quote) {
             out += text.substr(0, length);
         }
         text.remove_prefix(length);
+    }
+    return out;
+}
+
+std::string EscapeLines(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find_first_of("\n\t"), text.size());
+        std::string_view piece = text.substr(0, end);
+        const bool hasMark = end != text.size();
+        if (hasMark && text[end] == '\n' && piece.ends_with('\r')) piece.remove_suffix(1);
+        out += Escape(piece);
+        if (hasMark) out += text[end];
+        text.remove_prefix(end + (hasMark ? 1 : 0));
     }
     return out;
 }

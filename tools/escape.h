@@ -15,6 +15,9 @@ namespace Tool {
 /// @param quote  a character that gets a backslash in front; NUL for none.
 std::string Escape(std::string_view text, char quote = '\0');
 
+/// The same for a text of several lines: LF, and CR LF as LF, stay line ends, and tabs stay.
+std::string EscapeLines(std::string_view text);
+
 /// Columns that an escaped text takes, counting every character as one.
 size_t MeasureColumns(std::string_view text);
 

@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "file_pieces.h"
 #include "leftovers.h"
+#include "message_writer.h"
 #include "output.h"
 #include "paths.h"
 
@@ -26,9 +27,12 @@ std::string MakeName(const Entity& entity) {
     constexpr unsigned kMaxName = 240;
     std::string name(GetFileName(*entity.part));
     if (name.empty()) {
-        MIME::AnsiStr extension;
-        if (!MIME::GetExtFromTypeStr(MIME::AnsiStr(GetMediaType(*entity.part)), extension))
+        MIME::AnsiStr extension = "bin";
+        if (entity.part->info.isMessage) {
+            extension = "eml";
+        } else if (!MIME::GetExtFromTypeStr(MIME::AnsiStr(GetMediaType(*entity.part)), extension)) {
             extension = "bin";
+        }
         name = "part-" + entity.index + "." + std::string(std::string_view(extension));
     }
     return std::string(
@@ -92,6 +96,19 @@ void MakeFolder(const std::string& folder) {
     if (error) throw Failure(folder, error.message());
 }
 
+constexpr unsigned kNone = static_cast<unsigned>(-1);
+
+/// Does the entity carry a whole message?
+bool IsWhole(const Entity& entity) {
+    return entity.part->info.isMessage && !entity.part->parts.IsEmpty();
+}
+
+File MakeMessageFile(const Entity& entity, const WorkFolder& folder) {
+    const std::string path = folder.At("attached");
+    WriteMessage(*entity.part->parts[0], path);
+    return File(MIME::AnsiStr(path));
+}
+
 }  // namespace
 
 int Extract(const ExtractOptions& options) {
@@ -103,9 +120,20 @@ int Extract(const ExtractOptions& options) {
 
     MakeFolder(options.folder);
     Extraction extraction(options.folder);
+    unsigned messageDepth = kNone;  // of the message that was written last, while inside it
     for (const Entity& entity : chosen) {
-        if (!entity.IsLeaf()) continue;
-        const std::string path = extraction.Store(entity.part->data.file, MakeName(entity));
+        if (entity.depth <= messageDepth) messageDepth = kNone;
+        std::string path;
+        if (entity.IsLeaf()) {
+            path = extraction.Store(entity.part->data.file, MakeName(entity));
+        } else if (IsWhole(entity) && messageDepth == kNone) {
+            // Those inside it are part of the file. To write each of them would take space as the
+            // depth squared.
+            messageDepth = entity.depth;
+            path = extraction.Store(MakeMessageFile(entity, folder), MakeName(entity));
+        } else {
+            continue;
+        }
         Print(entity.index + "  " + Escape(path) + "\n");
     }
     FinishOutput();

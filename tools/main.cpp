@@ -26,6 +26,8 @@ constexpr int kWrongUsage = 2;
 /// The command line, parsed.
 struct CommandLine {
     Tool::ShowOptions show;
+    Tool::TextOptions text;
+    Tool::LintOptions lint;
     Tool::ExtractOptions extract;
     Tool::RewriteOptions rewrite;
     Tool::BuildOptions build;
@@ -40,6 +42,8 @@ void AddSource(CLI::App& command, Tool::Source& source) {
     command.add_option("--content-type", source.contentType,
                        "The value of a Content-Type field that travelled apart: FILE then starts "
                        "with the body");
+    command.add_flag("--strict", source.strict,
+                     "Read by the library's exact rules, not mail as it really is");
 }
 
 void AddShow(CLI::App& app, CommandLine& line) {
@@ -48,6 +52,19 @@ void AddShow(CLI::App& app, CommandLine& line) {
     command.add_flag("--headers", line.show.headers, "Print the header fields too");
     command.add_flag("--json", line.show.json, "Print JSON");
     command.callback([&line] { line.command = [&line] { return Tool::Show(line.show); }; });
+}
+
+void AddText(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("text", "Print the readable text in UTF-8");
+    AddSource(command, line.text.source);
+    command.callback([&line] { line.command = [&line] { return Tool::PrintText(line.text); }; });
+}
+
+void AddLint(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("lint", "Print what is not as the RFCs have it");
+    AddSource(command, line.lint.source);
+    command.add_flag("--json", line.lint.json, "Print JSON");
+    command.callback([&line] { line.command = [&line] { return Tool::Lint(line.lint); }; });
 }
 
 void AddExtract(CLI::App& app, CommandLine& line) {
@@ -186,6 +203,8 @@ int Run(std::vector<std::string> arguments) {
     app.failure_message(CLI::FailureMessage::help);
     CommandLine line;
     AddShow(app, line);
+    AddText(app, line);
+    AddLint(app, line);
     AddExtract(app, line);
     AddRewrite(app, line);
     AddBuild(app, line);

@@ -14,6 +14,7 @@ namespace Tool {
 struct Source {
     std::string file;                        ///< a path, or "-" for standard input
     std::optional<std::string> contentType;  ///< given when it travelled apart from the body
+    bool strict = false;                     ///< by the library's exact rules, not as mail
 };
 
 /// What messages call a file that the user names: its path, or "standard input" for "-".
@@ -24,9 +25,13 @@ std::string GetShownName(const std::string& path);
 KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
 
 /// Reads a message; its bodies are files in the work folder. A stream is copied there first.
+///
+/// @param report  null, or what receives the deviations; their offsets count bytes of the source.
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
-/// The same for a message that GetPlainFile has found.
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file);
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder,
+                                        MIME::ReadReport* report = nullptr);
+/// The same for a message that GetPlainFile has found; no field of it travelled apart.
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file,
+                                        MIME::ReadReport* report = nullptr);
 
 }  // namespace Tool

@@ -1,9 +1,14 @@
+#include <algorithm>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "commands.h"
+#include "entity_list.h"
 #include "escape.h"
 #include "failure.h"
 #include "file_pieces.h"
+#include "message_writer.h"
 #include "output.h"
 #include "target.h"
 
@@ -15,23 +20,13 @@ using MIME::AnsiStr;
 
 namespace {
 
-/// Writes the message; `contentType` as for Part::Write. `shown` is what the user calls the file.
-void Write(MIME::Part& message, const std::string& path, AnsiStr* contentType,
-           const std::string& shown) {
-    KivGuiBase::SetLastError(KivGuiBase::kErrorNone);
-    if (!message.Write(File(AnsiStr(path)), contentType)) throw Failure(shown, GetLastReason());
-}
-
-void WriteToFile(MIME::Part& message, const std::string& target, AnsiStr* contentType) {
-    ReplaceFile(target,
-                [&](const std::string& path) { Write(message, path, contentType, target); });
-}
+/// Writes the message to the path; `shown` is what the user calls the file.
+using Write = std::function<void(const std::string& path, const std::string& shown)>;
 
 /// A pipe or a device cannot be replaced: it gets the message when that is complete.
-void WriteToStream(MIME::Part& message, const std::string& target, AnsiStr* contentType,
-                   const WorkFolder& folder) {
+void WriteToStream(const Write& write, const std::string& target, const WorkFolder& folder) {
     const std::string path = folder.At("output");
-    Write(message, path, contentType, path);
+    write(path, path);
     DiskFile stream;
     const bool isOutput = target == "-";
     bool written = isOutput || stream.Open(File(AnsiStr(target)), DiskFile::Mode::create);
@@ -45,18 +40,82 @@ void WriteToStream(MIME::Part& message, const std::string& target, AnsiStr* cont
     if (!written || !stream.Close()) throw Failure(target, GetLastReason());
 }
 
+void WriteTo(const std::string& target, const WorkFolder& folder, const Write& write) {
+    if (IsStream(target)) return WriteToStream(write, target, folder);
+    ReplaceFile(target, [&](const std::string& path) { write(path, target); });
+}
+
+/// The value of the Content-Type field that counts, on one line.
+std::string GetContentType(const MIME::Part& message) {
+    constexpr char kName[] = "Content-Type";
+    for (unsigned i = 0; i < message.fields.GetCount(); ++i) {
+        const MIME::FieldList::Field field = message.fields[i];
+        if (AnsiStr::Compare(AnsiStr(field.name).GetStr(), kName, true) != 0) continue;
+        std::string value(field.value);
+        std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
+        std::replace(value.begin(), value.end(), '\t', ' ');
+        return value;
+    }
+    return {};
+}
+
+/// Without its header block nothing says how a body is encoded.
+void CheckHasPlainBody(const MIME::Part& message, const std::string& shown) {
+    const MIME::TransferEncoding::keys encoding = message.info.transferEncoding;
+    if (!Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) return;
+    if (encoding != MIME::TransferEncoding::base64 &&
+        encoding != MIME::TransferEncoding::quoted_printable) {
+        return;
+    }
+    const AnsiStr name = MIME::TransferEncoding::GetStr(encoding);
+    throw Failure(shown, "the body is " + std::string(std::string_view(name)) +
+                             ", and --body leaves out the field that says so");
+}
+
+/// Reads back what was written: nothing may be lost without a word.
+void CheckWritten(const MIME::Part& message, const Source& written, const WorkFolder& folder,
+                  const std::string& shown) {
+    const std::unique_ptr<MIME::Part> again = ReadMessage(written, folder);
+    if (!IsSameMessage(message, *again, !written.contentType)) {
+        throw Failure(shown, "cannot be written so that it reads the same");
+    }
+}
+
+/// @return what --body prints.
+std::string RewriteMail(const MIME::Part& message, const RewriteOptions& options,
+                        const WorkFolder& folder) {
+    const std::string source = GetShownName(options.source.file);
+    std::optional<std::string> contentType;
+    if (options.bodyOnly) {
+        CheckHasPlainBody(message, source);
+        contentType = GetContentType(message);
+    }
+    WriteTo(options.target, folder, [&](const std::string& path, const std::string&) {
+        WriteMessage(message, path, !options.bodyOnly);
+        CheckWritten(message, {path, contentType}, folder, source);
+    });
+    return contentType.value_or("");
+}
+
+std::string RewriteStrict(MIME::Part& message, const RewriteOptions& options,
+                          const WorkFolder& folder) {
+    AnsiStr contentType;
+    WriteTo(options.target, folder, [&](const std::string& path, const std::string& shown) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNone);
+        if (!message.Write(File(AnsiStr(path)), options.bodyOnly ? &contentType : nullptr)) {
+            throw Failure(shown, GetLastReason());
+        }
+    });
+    return std::string(std::string_view(contentType));
+}
+
 }  // namespace
 
 int Rewrite(const RewriteOptions& options) {
     const WorkFolder folder;
     const std::unique_ptr<MIME::Part> message = ReadMessage(options.source, folder);
-    AnsiStr contentType;
-    AnsiStr* const contentTypeOut = options.bodyOnly ? &contentType : nullptr;
-    if (IsStream(options.target)) {
-        WriteToStream(*message, options.target, contentTypeOut, folder);
-    } else {
-        WriteToFile(*message, options.target, contentTypeOut);
-    }
+    const std::string contentType = options.source.strict ? RewriteStrict(*message, options, folder)
+                                                          : RewriteMail(*message, options, folder);
     if (options.bodyOnly) Print(Escape(contentType) + "\n");
     FinishOutput();
     return 0;

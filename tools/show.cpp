@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "entity_list.h"
 #include "escape.h"
+#include "fields.h"
 #include "output.h"
 
 namespace Tool {
@@ -23,23 +24,14 @@ std::optional<int64_t> GetBodySize(const Entity& entity) {
     return entity.part->data.file.GetSize();
 }
 
-/// Empty when the entity does not state it, and its body was taken as it stands.
+/// As the entity states it; empty when it does not. Of an unknown one the body is kept as it stands.
 std::string GetTransferEncoding(const Entity& entity) {
     const MIME::HeaderMap::Node* field = entity.part->headers.Find("Content-Transfer-Encoding");
     if (field == nullptr || field->value.value.IsEmpty()) return {};
-    return std::string(
-        std::string_view(MIME::TransferEncoding::GetStr(entity.part->info.transferEncoding)));
-}
-
-// The reader adds, without a value, the fields and the one parameter that it looks for. They were
-// not in the message.
-
-bool IsAdded(const MIME::HeaderMap::Node& field) {
-    return field.value.value.IsEmpty();
-}
-
-bool IsAdded(const MIME::ParameterMap::Node& parameter) {
-    return parameter.key == "filename" && parameter.value.value.IsEmpty();
+    const MIME::AnsiStr known = MIME::TransferEncoding::GetStr(entity.part->info.transferEncoding);
+    const bool isKnown =
+        MIME::AnsiStr::Compare(field->value.value.GetStr(), known.GetStr(), true) == 0;
+    return std::string(std::string_view(isKnown ? known : field->value.value));
 }
 
 // ------------------------------------------------------------------------------- as a table --
@@ -61,7 +53,7 @@ Row MakeRow(const Entity& entity) {
     const std::string indent(2 * size_t{std::min(entity.depth, kMaxIndent)}, ' ');
     const std::optional<int64_t> size = GetBodySize(entity);
     return {entity.index, indent + OrDash(Escape(GetMediaType(*entity.part))),
-            OrDash(GetTransferEncoding(entity)), size ? std::to_string(*size) : "-",
+            OrDash(Escape(GetTransferEncoding(entity))), size ? std::to_string(*size) : "-",
             OrDash(Escape(GetFileName(*entity.part)))};
 }
 
@@ -101,11 +93,10 @@ private:
     size_t size_ = 0;
 };
 
-void PrintFields(const MIME::HeaderMap& headers) {
-    for (const MIME::HeaderMap::Node& field : headers) {
-        if (IsAdded(field)) continue;
-        std::string line = "    " + Escape(field.key) + ": " + Escape(field.value.value);
-        for (const MIME::ParameterMap::Node& parameter : field.value.parameters) {
+void PrintFields(const MIME::Part& part) {
+    for (const Field& field : ListFields(part)) {
+        std::string line = "    " + Escape(field.name) + ": " + Escape(field.value);
+        for (const MIME::ParameterMap::Node& parameter : field.GetParameters()) {
             if (IsAdded(parameter)) continue;
             line += "; " + Escape(parameter.key);
             if (parameter.value.value.IsEmpty()) continue;
@@ -122,7 +113,7 @@ void PrintTable(const std::vector<Entity>& entities, bool withFields) {
     Print(table.Format(rows.front()));
     for (size_t i = 0; i < entities.size(); ++i) {
         Print(table.Format(rows[i + 1]));
-        if (withFields) PrintFields(entities[i].part->headers);
+        if (withFields) PrintFields(*entities[i].part);
     }
 }
 
@@ -132,19 +123,17 @@ Json ToJson(std::string_view text) {
     return text.empty() ? Json(nullptr) : Json(std::string(text));
 }
 
-Json DescribeFields(const MIME::HeaderMap& headers) {
+Json DescribeFields(const MIME::Part& part) {
     Json fields = Json::array();
-    for (const MIME::HeaderMap::Node& field : headers) {
-        if (IsAdded(field)) continue;
+    for (const Field& field : ListFields(part)) {
         Json parameters = Json::array();
-        for (const MIME::ParameterMap::Node& parameter : field.value.parameters) {
+        for (const MIME::ParameterMap::Node& parameter : field.GetParameters()) {
             if (IsAdded(parameter)) continue;
             parameters.push_back({{"name", std::string_view(parameter.key)},
                                   {"value", std::string_view(parameter.value.value)}});
         }
-        fields.push_back({{"name", std::string_view(field.key)},
-                          {"value", std::string_view(field.value.value)},
-                          {"parameters", std::move(parameters)}});
+        fields.push_back(
+            {{"name", field.name}, {"value", field.value}, {"parameters", std::move(parameters)}});
     }
     return fields;
 }
@@ -160,7 +149,7 @@ Json Describe(const Entity& entity, bool withFields) {
         {"size", size ? Json(*size) : Json(nullptr)},
         {"fileName", ToJson(GetFileName(*entity.part))},
     };
-    if (withFields) description["headers"] = DescribeFields(entity.part->headers);
+    if (withFields) description["headers"] = DescribeFields(*entity.part);
     return description;
 }
 

@@ -1,0 +1,155 @@
+#include "message_writer.h"
+
+#include <string_view>
+
+#include "entity_list.h"
+#include "failure.h"
+#include "transfer_encoder.h"
+
+namespace Tool {
+
+using KivGuiBase::DiskFile;
+using KivGuiBase::File;
+using KivGuiBase::MemoryFile;
+using MIME::AnsiStr;
+using MIME::Part;
+
+namespace {
+
+/// Lines of a message that is kept with LF line ends get such.
+std::string_view GetLineEnd(const Part& message) {
+    const std::string_view block = message.fields.GetText();
+    const size_t feed = block.find('\n');
+    return feed == std::string_view::npos || (feed > 0 && block[feed - 1] == '\r') ? "\r\n" : "\n";
+}
+
+class MessageWriter {
+public:
+    MessageWriter(const std::string& path, std::string_view lineEnd)
+        : path_(path), lineEnd_(lineEnd) {
+        if (!out_.Open(File(AnsiStr(path)), DiskFile::Mode::create)) Fail();
+    }
+
+    void Close() {
+        if (!out_.Close()) Fail();
+    }
+
+    /// Calls itself for the levels of the tree, of which the reader lets in 256.
+    void WriteEntity(const Part& part, bool withHeaderBlock) {
+        if (withHeaderBlock) WriteHeaderBlock(part);
+        if (!part.info.boundary.IsEmpty()) {
+            WriteMultipart(part);
+        } else if (part.info.isMessage && !part.parts.IsEmpty()) {
+            WriteEntity(*part.parts[0], true);
+        } else {
+            EncodeBody(part, lineEnd_, [this](std::string_view piece) { Put(piece); });
+            isInLine_ = true;
+        }
+    }
+
+    /// The last line of base64 text may have a line end, which is not part of the body.
+    void EndBase64(const Part& top) {
+        if (top.info.transferEncoding == MIME::TransferEncoding::base64 && isInLine_) Put(lineEnd_);
+    }
+
+private:
+    [[noreturn]] void Fail() const { throw Failure(path_, GetLastReason()); }
+
+    void Put(std::string_view bytes) {
+        if (!out_.Write(bytes.data(), static_cast<unsigned>(bytes.size()))) Fail();
+        if (!bytes.empty()) last_ = bytes.back();
+    }
+
+    void WriteHeaderBlock(const Part& part) {
+        const std::string_view text = part.fields.GetText();
+        Put(text);
+        if (!text.empty() && text.back() != '\n') Put(lineEnd_);
+        Put(lineEnd_);
+        isInLine_ = false;
+    }
+
+    void WriteMultipart(const Part& part) {
+        WriteText(part.preamble);
+        for (const Part* child : part.parts) {
+            WriteDelimiter(part, "");
+            WriteEntity(*child, true);
+        }
+        // Without any delimiter before the last it would be no multipart.
+        if (part.parts.IsEmpty()) WriteDelimiter(part, "");
+        WriteDelimiter(part, "--");
+        WriteText(part.epilogue);
+    }
+
+    void WriteText(std::string_view text) {
+        Put(text);
+        isInLine_ = !text.empty();
+    }
+
+    /// The line end before a delimiter belongs to it (RFC 2046, 5.1.1).
+    void WriteDelimiter(const Part& part, std::string_view tail) {
+        // A CR before LF would be taken for a part of the line end.
+        if (isInLine_) Put(last_ == '\r' ? "\r\n" : lineEnd_);
+        isInLine_ = false;
+        Put("--");
+        Put(part.info.boundary);
+        Put(tail);
+        Put(lineEnd_);
+    }
+
+    DiskFile out_;
+    std::string path_;
+    std::string_view lineEnd_;
+    char last_ = '\0';
+    bool isInLine_ = false;  ///< a delimiter needs a line end before it
+};
+
+bool HasSameBody(const Part& a, const Part& b) {
+    MemoryFile first;
+    MemoryFile second;
+    const auto open = [](MemoryFile& view, const File& file) {
+        if (!view.Open(file, MemoryFile::Mode::read)) {
+            throw Failure(std::string(std::string_view(file.GetPath())), GetLastReason());
+        }
+        return std::string_view(view.GetData(), static_cast<size_t>(view.GetSize()));
+    };
+    return open(first, a.data.file) == open(second, b.data.file);
+}
+
+/// The empty line behind a block may have been missing, and its last line end with it.
+std::string_view GetHeaderBlock(const Part& part) {
+    std::string_view text = part.fields.GetText();
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    return text;
+}
+
+bool IsSameEntity(const Entity& a, const Entity& b, bool withHeaderBlock) {
+    const Part& first = *a.part;
+    const Part& second = *b.part;
+    if (withHeaderBlock && GetHeaderBlock(first) != GetHeaderBlock(second)) return false;
+    return a.parent == b.parent && first.info.boundary == second.info.boundary &&
+           first.info.isMessage == second.info.isMessage && first.preamble == second.preamble &&
+           first.epilogue == second.epilogue && a.IsLeaf() == b.IsLeaf() &&
+           (!a.IsLeaf() || HasSameBody(first, second));
+}
+
+}  // namespace
+
+void WriteMessage(const Part& message, const std::string& path, bool withHeaderBlock) {
+    MessageWriter writer(path, GetLineEnd(message));
+    writer.WriteEntity(message, withHeaderBlock);
+    if (Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) writer.EndBase64(message);
+    writer.Close();
+}
+
+bool IsSameMessage(const Part& a, const Part& b, bool withHeaderBlock) {
+    const std::vector<Entity> first = ListEntities(a);
+    const std::vector<Entity> second = ListEntities(b);
+    if (first.size() != second.size()) return false;
+    for (size_t i = 0; i < first.size(); ++i) {
+        if (!IsSameEntity(first[i], second[i], withHeaderBlock || i > 0)) return false;
+    }
+    return true;
+}
+
+}  // namespace Tool

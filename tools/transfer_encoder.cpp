@@ -1,0 +1,136 @@
+#include "transfer_encoder.h"
+
+#include <new>
+#include <string>
+
+#include "file_pieces.h"
+
+namespace Tool {
+
+using MIME::AnsiStr;
+
+namespace {
+
+using Take = std::function<void(std::string_view)>;
+
+/// Takes a body in pieces and gives base64 in lines of 76 characters, with line ends between them.
+class Base64Encoder {
+public:
+    Base64Encoder(std::string_view lineEnd, const Take& take) : lineEnd_(lineEnd), take_(take) {}
+
+    void Add(std::string_view piece) {
+        waiting_ += piece;
+        const size_t whole = waiting_.size() / kLineBytes * kLineBytes;
+        Encode(std::string_view(waiting_).substr(0, whole));
+        waiting_.erase(0, whole);
+    }
+    void Finish() { Encode(waiting_); }
+
+private:
+    static constexpr unsigned kLine = 76;
+    static constexpr size_t kLineBytes = kLine / 4 * 3;
+
+    void Encode(std::string_view bytes) {
+        if (bytes.empty()) return;
+        if (hasLines_) take_(lineEnd_);
+        hasLines_ = true;
+        const AnsiStr text = KivGuiBase::Binary2B64Str(
+            bytes.data(), static_cast<unsigned>(bytes.size()), kLine, lineEnd_.c_str());
+        if (text.IsEmpty()) throw std::bad_alloc();
+        take_(text);
+    }
+
+    std::string lineEnd_;
+    const Take& take_;
+    std::string waiting_;
+    bool hasLines_ = false;
+};
+
+/// Takes a body in pieces and gives quoted-printable; a line of the body is a line of the text.
+class QuotedPrintableEncoder {
+public:
+    QuotedPrintableEncoder(std::string_view lineEnd, const Take& take)
+        : lineEnd_(lineEnd), take_(take) {}
+
+    void Add(std::string_view piece) {
+        waiting_ += piece;
+        std::string_view rest = waiting_;
+        for (size_t end; (end = rest.find(lineEnd_)) != std::string_view::npos;) {
+            Encode(rest.substr(0, end));
+            take_(lineEnd_);
+            rest.remove_prefix(end + lineEnd_.size());
+        }
+        while (rest.size() > kLongest) {
+            // At least one byte stays behind: a CR may belong to a line end.
+            Encode(rest.substr(0, kLongest));
+            TakeSoftBreak();
+            rest.remove_prefix(kLongest);
+        }
+        waiting_ = std::string(rest);
+    }
+    void Finish() { Encode(waiting_); }
+
+private:
+    static constexpr size_t kLongest = 0x10000;  ///< bytes of a line that are encoded at once
+
+    void TakeSoftBreak() {
+        take_("=");
+        take_(lineEnd_);
+    }
+
+    /// Encodes a line, or a part of one.
+    void Encode(std::string_view bytes) {
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        while (bytes.starts_with(kByteOrderMark)) {  // the library drops it
+            take_("=EF=BB=BF");
+            TakeSoftBreak();
+            bytes.remove_prefix(kByteOrderMark.size());
+        }
+        if (bytes.empty()) return;
+        const AnsiStr encoded =
+            MIME::Encoding::QPEncode(bytes.data(), static_cast<unsigned>(bytes.size()));
+        if (encoded.IsEmpty()) throw std::bad_alloc();
+        std::string_view rest = encoded;
+        for (size_t end; (end = rest.find("\r\n")) != std::string_view::npos;) {
+            TakeLine(rest.substr(0, end));
+            take_(lineEnd_);
+            rest.remove_prefix(end + 2);
+        }
+        TakeLine(rest);
+    }
+
+    void TakeLine(std::string_view line) {
+        constexpr size_t kMaxLine = 76;
+        if (line.starts_with("--")) {
+            take_("=2D");
+            line.remove_prefix(1);
+            if (line.size() + 3 > kMaxLine) TakeSoftBreak();
+        }
+        take_(line);
+    }
+
+    std::string lineEnd_;
+    const Take& take_;
+    std::string waiting_;
+};
+
+template <class Encoder>
+void Encode(const MIME::Part& part, Encoder encoder) {
+    ReadPieces(part.data.file, [&](std::string_view piece) { encoder.Add(piece); });
+    encoder.Finish();
+}
+
+}  // namespace
+
+void EncodeBody(const MIME::Part& part, std::string_view lineEnd, const Take& take) {
+    switch (part.info.transferEncoding) {
+        case MIME::TransferEncoding::base64:
+            return Encode(part, Base64Encoder(lineEnd, take));
+        case MIME::TransferEncoding::quoted_printable:
+            return Encode(part, QuotedPrintableEncoder(lineEnd, take));
+        default:
+            return ReadPieces(part.data.file, take);
+    }
+}
+
+}  // namespace Tool
