@@ -105,7 +105,7 @@ bool IsWhole(const Entity& entity) {
 
 File MakeMessageFile(const Entity& entity, const WorkFolder& folder) {
     const std::string path = folder.At("attached");
-    WriteMessage(*entity.part->parts[0], path);
+    WriteMessage(*entity.part->parts[0], path, path, true);
     return File(MIME::AnsiStr(path));
 }
 

@@ -25,8 +25,8 @@ std::string_view GetLineEnd(const Part& message) {
 
 class MessageWriter {
 public:
-    MessageWriter(const std::string& path, std::string_view lineEnd)
-        : path_(path), lineEnd_(lineEnd) {
+    MessageWriter(const std::string& path, const std::string& shown, std::string_view lineEnd)
+        : shown_(shown), lineEnd_(lineEnd) {
         if (!out_.Open(File(AnsiStr(path)), DiskFile::Mode::create)) Fail();
     }
 
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    [[noreturn]] void Fail() const { throw Failure(path_, GetLastReason()); }
+    [[noreturn]] void Fail() const { throw Failure(shown_, GetLastReason()); }
 
     void Put(std::string_view bytes) {
         if (!out_.Write(bytes.data(), static_cast<unsigned>(bytes.size()))) Fail();
@@ -91,13 +91,15 @@ private:
         if (isInLine_) Put(last_ == '\r' ? "\r\n" : lineEnd_);
         isInLine_ = false;
         Put("--");
-        Put(part.info.boundary);
+        // A boundary cannot end in blanks (RFC 2046, 5.1.1); the reader does not count them.
+        const std::string_view boundary = part.info.boundary;
+        Put(boundary.substr(0, boundary.find_last_not_of(" \t") + 1));
         Put(tail);
         Put(lineEnd_);
     }
 
     DiskFile out_;
-    std::string path_;
+    std::string shown_;
     std::string_view lineEnd_;
     char last_ = '\0';
     bool isInLine_ = false;  ///< a delimiter needs a line end before it
@@ -135,8 +137,9 @@ bool IsSameEntity(const Entity& a, const Entity& b, bool withHeaderBlock) {
 
 }  // namespace
 
-void WriteMessage(const Part& message, const std::string& path, bool withHeaderBlock) {
-    MessageWriter writer(path, GetLineEnd(message));
+void WriteMessage(const Part& message, const std::string& path, const std::string& shown,
+                  bool withHeaderBlock) {
+    MessageWriter writer(path, shown, GetLineEnd(message));
     writer.WriteEntity(message, withHeaderBlock);
     if (Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) writer.EndBase64(message);
     writer.Close();

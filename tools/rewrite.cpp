@@ -90,8 +90,8 @@ std::string RewriteMail(const MIME::Part& message, const RewriteOptions& options
         CheckHasPlainBody(message, source);
         contentType = GetContentType(message);
     }
-    WriteTo(options.target, folder, [&](const std::string& path, const std::string&) {
-        WriteMessage(message, path, !options.bodyOnly);
+    WriteTo(options.target, folder, [&](const std::string& path, const std::string& shown) {
+        WriteMessage(message, path, shown, !options.bodyOnly);
         CheckWritten(message, {path, contentType}, folder, source);
     });
     return contentType.value_or("");

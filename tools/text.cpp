@@ -123,12 +123,14 @@ void PrintNote(const Entity& entity, const std::string& why) {
     Print(line + "]\n");
 }
 
-void PrintMessageHead(const MIME::Part& message) {
+std::string MakeMessageHead(const MIME::Part& message) {
+    std::string lines;
     for (const char* name : {"From", "To", "Date", "Subject"}) {
         const MIME::HeaderMap::Node* field = message.headers.Find(name);
         if (field == nullptr || field->value.value.IsEmpty()) continue;
-        Print(std::string(name) + ": " + Escape(field->value.value) + "\n");
+        lines += std::string(name) + ": " + Escape(field->value.value) + "\n";
     }
+    return lines;
 }
 
 /// Text that calls itself ASCII, or nothing at all, is often UTF-8.
@@ -178,13 +180,14 @@ class Printer {
 public:
     void PrintEntity(const std::vector<Entity>& entities, size_t place, Use use) {
         const Entity& entity = entities[place];
-        const bool isMessage =
-            place == 0 || entities[entity.parent].part->info.isMessage;
-        if (isMessage) {
-            Separate();
-            if (place != 0) Print("[" + entity.index + ": a message]\n");
-            PrintMessageHead(*entity.part);
+        std::string head;
+        if (place == 0) {
+            head = MakeMessageHead(*entity.part);
+        } else if (entities[entity.parent].part->info.isMessage) {
+            head = "[" + entity.index + ": a message]\n" + MakeMessageHead(*entity.part);
         }
+        if (!head.empty()) Separate();
+        Print(head);
         if (!entity.IsLeaf() || use == Use::passOver) return;
         Separate();
         if (use == Use::show) {
