@@ -25,10 +25,10 @@ struct Entity {
     std::string_view text;
 };
 constexpr Entity kEntities[] = {
-    {"amp", "&"},           {"lt", "<"},       {"gt", ">"},           {"quot", "\""},
-    {"apos", "'"},          {"nbsp", " "},     {"copy", "\u00A9"},    {"euro", "\u20AC"},
-    {"ndash", "\u2013"},    {"mdash", "\u2014"}, {"hellip", "\u2026"}, {"bull", "\u2022"},
-    {"lsquo", "\u2018"},    {"rsquo", "\u2019"}, {"ldquo", "\u201C"},  {"rdquo", "\u201D"},
+    {"amp", "&"},        {"lt", "<"},         {"gt", ">"},          {"quot", "\""},
+    {"apos", "'"},       {"nbsp", " "},       {"copy", "\u00A9"},   {"euro", "\u20AC"},
+    {"ndash", "\u2013"}, {"mdash", "\u2014"}, {"hellip", "\u2026"}, {"bull", "\u2022"},
+    {"lsquo", "\u2018"}, {"rsquo", "\u2019"}, {"ldquo", "\u201C"},  {"rdquo", "\u201D"},
 };
 
 template <size_t kCount>

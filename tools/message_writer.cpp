@@ -16,11 +16,18 @@ using MIME::Part;
 
 namespace {
 
-/// Lines of a message that is kept with LF line ends get such.
-std::string_view GetLineEnd(const Part& message) {
-    const std::string_view block = message.fields.GetText();
-    const size_t feed = block.find('\n');
-    return feed == std::string_view::npos || (feed > 0 && block[feed - 1] == '\r') ? "\r\n" : "\n";
+/// Lines of a message that is kept with LF line ends get such. The first header block that is
+/// written and has a line decides.
+std::string_view GetLineEnd(const Part& message, bool withHeaderBlock) {
+    for (const Entity& entity : ListEntities(message)) {
+        if (entity.depth == 0 && !withHeaderBlock) continue;
+        const std::string_view block = entity.part->fields.GetText();
+        const size_t feed = block.find('\n');
+        if (feed != std::string_view::npos) {
+            return feed > 0 && block[feed - 1] == '\r' ? "\r\n" : "\n";
+        }
+    }
+    return "\r\n";
 }
 
 class MessageWriter {
@@ -139,7 +146,7 @@ bool IsSameEntity(const Entity& a, const Entity& b, bool withHeaderBlock) {
 
 void WriteMessage(const Part& message, const std::string& path, const std::string& shown,
                   bool withHeaderBlock) {
-    MessageWriter writer(path, shown, GetLineEnd(message));
+    MessageWriter writer(path, shown, GetLineEnd(message, withHeaderBlock));
     writer.WriteEntity(message, withHeaderBlock);
     if (Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) writer.EndBase64(message);
     writer.Close();

@@ -66,7 +66,8 @@ public:
         for (size_t i = 1; i < entities.size(); ++i) {
             const size_t parent = entities[i].parent;
             const Node& above = nodes_[parent];
-            const bool isOther = IsAlternative(parent) && above.chosen != kNone && above.chosen != i;
+            const bool isOther =
+                IsAlternative(parent) && above.chosen != kNone && above.chosen != i;
             nodes_[i].isPassedOver = isOther || above.isPassedOver;
         }
     }
@@ -115,7 +116,8 @@ private:
 /// A line that says what is not shown. @param why  may be empty
 void PrintNote(const Entity& entity, const std::string& why) {
     const AnsiStr type = entity.part->info.contentType.GetStr();
-    std::string line = "[" + entity.index + ": " + Escape(std::string_view(type));
+    std::string line = "[";
+    line += entity.index + ": " + Escape(std::string_view(type));
     const std::string_view name = GetFileName(*entity.part);
     if (!name.empty()) line += ", \"" + Escape(name, '"') + "\"";
     line += ", " + std::to_string(entity.part->data.file.GetSize()) + " bytes";
@@ -151,8 +153,8 @@ std::string MakeReadable(const Entity& entity, const AnsiStr& text) {
         return std::string(std::string_view(text));
     }
     const AnsiStr delSp = GetParameter(part, "Content-Type", "delsp");
-    return std::string(std::string_view(
-        MIME::Decoding::FlowedToParagraphs(text, EqualsCaseless(delSp, "yes"))));
+    return std::string(
+        std::string_view(MIME::Decoding::FlowedToParagraphs(text, EqualsCaseless(delSp, "yes"))));
 }
 
 void PrintBody(const Entity& entity) {
@@ -184,7 +186,8 @@ public:
         if (place == 0) {
             head = MakeMessageHead(*entity.part);
         } else if (entities[entity.parent].part->info.isMessage) {
-            head = "[" + entity.index + ": a message]\n" + MakeMessageHead(*entity.part);
+            head = "[";
+            head += entity.index + ": a message]\n" + MakeMessageHead(*entity.part);
         }
         if (!head.empty()) Separate();
         Print(head);

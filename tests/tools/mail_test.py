@@ -75,7 +75,7 @@ class RewriteMail(Case):
         source = self.file("body", lines(body))
         printed, _ = self.run_tool("rewrite", source, "--content-type", given, "--body", "-o", "again")
         self.assertEqual(printed.split(), [b"multipart/mixed;", b"boundary=cut"])
-        self.assertEqual((self.home / "again").read_bytes(), body)
+        self.assertEqual((self.home / "again").read_bytes(), lines(body))
         self.assertEqual(sorted(self.bodies("again", "--content-type", given).values()), [b"one", b"two"])
         encoded = part(b"dHdv", b"Content-Transfer-Encoding: base64")
         _, errors = self.run_tool("rewrite", "-", "--body", "-o", "again", given=encoded, status=1)
