@@ -118,8 +118,7 @@ private:
         std::string text;
         if (end != std::string_view::npos) text = DecodeEntity(rest_.substr(1, end - 1));
         const size_t used = text.empty() ? 1 : end + 1;
-        if (text.empty()) text = "&";
-        if (hidden_.empty()) Append(text);
+        if (hidden_.empty()) Append(text.empty() ? rest_.substr(0, 1) : std::string_view(text));
         rest_.remove_prefix(used);
     }
 
