@@ -44,7 +44,12 @@ void FillMessage(const SignOptions& options, MIME::Message& message) {
     const WorkFolder folder;
     const std::string shown = GetShownName(options.file);
     const File file = GetPlainFile(options.file, folder.At("message"));
-    const std::unique_ptr<MIME::Part> read = ReadMessage({options.file, {}}, file);
+    MIME::ReadReport report;
+    const std::unique_ptr<MIME::Part> read = ReadMessage({options.file, {}, {}}, file, &report);
+    for (const MIME::ReadReport::Entry& entry : report.deviations) {
+        if (entry.kind == MIME::Deviation::mboxLine)
+            throw Failure(shown, "begins with an mbox line");
+    }
     if (!message.headers.CopyFrom(read->headers)) throw std::bad_alloc();
     if (message.headers.Serialize(false, true).IsEmpty()) {
         throw Failure(shown, "has no header field besides Content- fields and MIME-Version");

@@ -47,8 +47,6 @@ TEST(DecodeWordsTest, DecodesUnstructuredText) {
         {"a group divided between three words",
          "=?utf-8?B?SGV?= =?utf-8?B?sb?= =?utf-8?B?G8?=", "Hello"},
         {"padding left out of two words", "=?utf-8?B?SGk?= =?utf-8?B?SGk?=", "HiHi"},
-        {"a shifted state goes on",
-         "=?iso-2022-jp?B?GyRCRnw=?= =?iso-2022-jp?B?S1wbKEI=?=", "\xE6\x97\xA5\xE6\x9C\xAC"},
         // What senders do.
         {"no white space around", "a=?utf-8?Q?b?=c=?utf-8?Q?d?==?utf-8?Q?e?=", "abcde"},
         {"blanks inside", "=?utf-8?Q?a b\tc?=", "a b\tc"},
@@ -79,6 +77,11 @@ TEST(DecodeWordsTest, DecodesUnstructuredText) {
         {"decoded once", "=?utf-8?Q?=3D=3Futf-8=3FQ=3Fa=3F=3D?=", "=?utf-8?Q?a?="},
     };
     Check(&Decoding::Words, kCases);
+}
+
+TEST(DecodeWordsTest, AShiftedStateGoesOnInTheNextWord) {
+    EXPECT_EQ(Decoding::Words("=?iso-2022-jp?B?GyRCRnw=?= =?iso-2022-jp?B?S1wbKEI=?="),
+              "\xE6\x97\xA5\xE6\x9C\xAC");
 }
 
 TEST(DecodeWordsTest, DecodesAddressLists) {

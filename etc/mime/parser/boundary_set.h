@@ -54,7 +54,7 @@ private:
     const char* textEnd_;
     std::vector<Level> levels_;
     std::unordered_map<std::string_view, size_t> innermost_;  ///< by boundary
-    size_t longest_ = 0;                                      ///< no boundary so far was longer, with its blanks
+    size_t longest_ = 0;  ///< no boundary so far was longer, with its blanks
 };
 
 }  // namespace MIME

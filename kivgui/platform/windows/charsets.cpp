@@ -52,6 +52,10 @@ unsigned FindCodePage(std::string_view name) noexcept {
         const unsigned part = ReadNumber(name, "iso-8859-");
         if (part != 0 && part < 16) number = kIso8859 + part;
     }
+    // Nearly all text that says GB 18030 is of its older part.
+    constexpr unsigned kGb18030 = 54936;
+    constexpr unsigned kGbk = 936;
+    if (number == kGb18030 && IsValidCodePage(number) == 0) number = kGbk;
     // Below are names for whatever the machine is set to.
     constexpr unsigned kFirstFixed = 37;
     return number >= kFirstFixed && IsValidCodePage(number) != 0 ? number : 0;

@@ -2,7 +2,7 @@
 
 import unittest
 
-from kivmime_test import SINGLE_PART, multipart, part
+from kivmime_test import multipart, part
 from sign_test import KEYS, PASS, Case, message
 
 
@@ -36,7 +36,8 @@ class SignPosix(Case):
             ("a huge pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", "/dev/zero"], 1, rb"has a NUL"),
             ("a long pass phrase", [content, "--signer", KEYS / "rsa.p12", "--pass-file", self.file("long", b"x" * 5000)],
              1, rb"too long\n$"),
-            ("not readable", [self.file("plain.eml", SINGLE_PART), "--signer", KEYS / "rsa.pem"], 1, rb"boundary missing\n$"),
+            ("an mbox line", [self.file("mbox.eml", b"From x\r\n" + message(b"x\r\n")), "--signer", KEYS / "rsa.pem"], 1,
+             rb"mbox.eml: begins with an mbox line\n$"),
             ("only Content- fields", [self.file("bare.eml", multipart(part(b"x"))), "--signer", KEYS / "rsa.pem"], 1,
              rb"bare.eml: has no header field besides"),
             ("a lone line feed", [self.file("lf.eml", message(b"a\nb\r\n")), "--signer", KEYS / "rsa.pem"], 1,
