@@ -147,6 +147,7 @@ TEST(MailReaderTest, ReadsWhatTravels) {
          "uuencodedBody@0"},
         {"an encoding with a comment", "Content-Transfer-Encoding: BASE64 (x)\n\nQQ==\n",
          "text/plain[A]", ""},
+        {"an empty base64 body", "Content-Transfer-Encoding: base64\n\n", "text/plain[]", ""},
         {"base64 with rubbish, a second run, no padding",
          "Content-Transfer-Encoding: base64\n\nQ Q=\n=-Qk\tI=\nQw", "text/plain[ABBC]",
          "base64Rubbish@41 base64Padding@50 base64AfterPadding@42"},

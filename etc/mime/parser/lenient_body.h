@@ -67,7 +67,7 @@ using LenientQuotedPrintableBody = LenientBody<LenientQuotedPrintable>;
 template <class Decoder>
 bool LenientBody<Decoder>::TakePlain(Cursor& cursor) noexcept {
     if constexpr (requires(size_t taken) { decoder_.DecodePlain({}, nullptr, taken); }) {
-        for (size_t taken = 1; taken != 0; cursor.Skip(taken)) {
+        for (size_t taken = 1; taken != 0 && cursor.GetLeft() != 0; cursor.Skip(taken)) {
             const std::string_view text = cursor.GetRest().substr(0, kPiece);
             char* room = output_.GetRoom(text.size());
             if (room == nullptr) return sink_.Fail();
