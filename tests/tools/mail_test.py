@@ -8,7 +8,7 @@ import email.policy
 import json
 import unittest
 
-from kivmime_test import SAMPLES, Case, multipart, named, part
+from kivmime_test import NO_SUCH_FILE, SAMPLES, Case, multipart, named, part
 
 BOM = b"\xef\xbb\xbf"
 QP = b"Content-Transfer-Encoding: quoted-printable"
@@ -151,7 +151,7 @@ class Lint(Case):
                     self.assertEqual(out.decode(), f"-:{offset}: 1: failure: {reason}\n")
                 report = json.loads(self.run_tool("lint", "-", "--strict", "--json", *options, given=message, status=3)[0])
                 self.assertEqual(report["failure"]["text"], reason)
-        self.assertIn(b"No such file", self.run_tool("lint", "none", status=3)[1])
+        self.assertRegex(self.run_tool("lint", "none", status=3)[1], NO_SUCH_FILE)
 
     def test_offsets_count_the_body_that_travelled_apart(self):
         body = b"--cut\r\n\r\nx\r\n--cut--\n"
