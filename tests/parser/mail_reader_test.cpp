@@ -470,5 +470,24 @@ TEST(MailReaderTest, WhatSerializeWritesComesBack) {
     }
 }
 
+TEST(MailReaderTest, CarriedMessagesAreStreamedBack) {
+    const TempFolder folder;
+    const std::string text = "Content-Type: message/rfc822\n\n" + kTop +
+                             "--a\nContent-Type: message/rfc822\n\nX: 1\n\n1\n--a" +
+                             "\nContent-Type: multipart/digest; boundary=b\n\n--b\n\nX: "
+                             "2\n\n2\n--b--\n--a\n\n3\n--a--\n";
+    MailReading first(text);
+    ASSERT_TRUE(first.read) << first.error;
+    const File file(AnsiStr(std::string_view(folder.At("out"))));
+    ASSERT_TRUE(first.part.Write(file));
+    const MailReading again(ReadWholeFile(folder.At("out")));
+    ASSERT_TRUE(again.read) << again.error;
+    EXPECT_EQ(MailReading::ShowTree(first.part),
+              "message/rfc822(multipart/mixed(message/rfc822(text/plain[1]) "
+              "multipart/digest(message/rfc822(text/plain[2])) text/plain[3]))");
+    EXPECT_EQ(MailReading::ShowTree(again.part), MailReading::ShowTree(first.part));
+    EXPECT_EQ(again.ShowReport(), "");
+}
+
 }  // namespace
 }  // namespace MIME

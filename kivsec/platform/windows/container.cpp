@@ -50,7 +50,7 @@ void RemoveDefaultContainer() noexcept {
 bool ExportKey(const PrivateKey& key, SecretBytes& blob) noexcept {
     ProviderKey handle;
     DWORD size = 0;
-    return CryptGetUserKey(key.handle, key.spec, handle.GetPlace()) &&
+    return CryptGetUserKey(key.handle, key.purpose, handle.GetPlace()) &&
            CryptExportKey(handle.Get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size) && blob.Renew(size) &&
            CryptExportKey(handle.Get(), 0, PRIVATEKEYBLOB, 0,
                           reinterpret_cast<BYTE*>(blob.GetData()), &size);
@@ -68,7 +68,7 @@ bool TakeApart(HCERTSTORE imported, KeyFile& file, SecretBytes& keyBlob) noexcep
                              next->cbCertEncoded, CERT_STORE_ADD_USE_EXISTING, nullptr);
         const PrivateKey key = GetKey(next);
         if (key.handle == 0 || keyBlob.GetSize() != 0) continue;
-        file.keySpec = key.spec;
+        file.keySpec = key.purpose;
         taken = taken && ExportKey(key, keyBlob);
     }
     return taken;

@@ -64,7 +64,7 @@ using ProviderKey = Handle<HCRYPTKEY, DestroyKey>;
 /// How the system names a private key. Whoever it came from owns it.
 struct PrivateKey {
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE handle = 0;
-    DWORD spec = 0;  ///< which of a provider's two keys; CERT_NCRYPT_KEY_SPEC for a key of CNG
+    DWORD purpose = 0;  ///< which of a provider's two keys; CERT_NCRYPT_KEY_SPEC for a key of CNG
 };
 
 /// The key that came with a certificate of a PKCS#12 file; its handle is 0 when there is none.

@@ -81,7 +81,7 @@ Message Open(const Signer& signer, SigningTime& time, std::vector<CERT_BLOB>& ce
     who.cbSize = sizeof who;
     who.pCertInfo = signer.certificate->pCertInfo;
     who.hCryptProv = signer.key.handle;
-    who.dwKeySpec = signer.key.spec;
+    who.dwKeySpec = signer.key.purpose;
     who.HashAlgorithm.pszObjId = kSha256;
     who.cAuthAttr = 1;
     who.rgAuthAttr = time.GetAttribute();

@@ -15,7 +15,7 @@ bool BelongTogether(const CERT_CONTEXT* certificate, const PrivateKey& key) noex
     alignas(std::max_align_t) BYTE memory[4096];
     auto* const ofKey = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(memory);
     DWORD size = sizeof memory;
-    return CryptExportPublicKeyInfo(key.handle, key.spec, X509_ASN_ENCODING, ofKey, &size) &&
+    return CryptExportPublicKeyInfo(key.handle, key.purpose, X509_ASN_ENCODING, ofKey, &size) &&
            CertComparePublicKeyInfo(X509_ASN_ENCODING, ofKey,
                                     &certificate->pCertInfo->SubjectPublicKeyInfo);
 }
