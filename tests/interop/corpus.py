@@ -36,12 +36,13 @@ def squeeze(text):
 
 
 def make_facts(described):
-    entities = described["entities"]
+    entities = [{**one, "shown": squeeze(one["fileName"] or one["name"])} for one in described["entities"]]
     return {
+        "entities": entities,
         "structure": [[one["depth"], (one["type"] or "text/plain").lower()] for one in entities],
         "bodies": [digest(one["body"]) for one in entities if "body" in one],
         "subject": squeeze(described["subject"]),
-        "file names": [squeeze(one["fileName"] or one["name"]) for one in entities],
+        "file names": [one["shown"] for one in entities],
     }
 
 

@@ -154,6 +154,9 @@ TEST(MailReaderTest, ReadsWhatTravels) {
         {"quoted-printable with blanks at line ends, LF and a bad escape",
          "Content-Transfer-Encoding: quoted-printable\n\na \t\nb= \nc=xd=e9\n",
          "text/plain[a\\nbc=xd\\xe9\\n]", "quotedPrintableEscape@54"},
+        {"many blanks at the end of quoted-printable",
+         "Content-Transfer-Encoding: quoted-printable\n\na                    ", "text/plain[a]",
+         ""},
         {"NULs in a body", "A: 1\n\n\0x\0"s, "text/plain[\\x00x\\x00]", ""},
     };
     for (const Case& c : cases) {

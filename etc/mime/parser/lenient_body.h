@@ -19,7 +19,7 @@ public:
     bool Take(std::string_view piece) noexcept {
         return sink_.Write(piece.data(), piece.size()) || sink_.Fail();
     }
-    bool Finish(const char* /*begin*/) noexcept { return true; }
+    bool TakeLast(std::string_view piece, const char* /*begin*/) noexcept { return Take(piece); }
 
 private:
     BodySink& sink_;
@@ -36,23 +36,29 @@ public:
     /// Takes text that cannot hold a delimiter, as the decoding itself finds out: no base64 has
     /// a "-".
     bool TakePlain(Cursor& cursor) noexcept;
-    /// @param piece  at most about kPiece bytes.
+    /// @param piece  at most about kPiece bytes, of whole lines where there are any.
     bool Take(std::string_view piece) noexcept {
-        char* room = output_.GetRoom(piece.size() + kLenientRoom);
-        if (room == nullptr) return sink_.Fail();
-        output_.Commit(decoder_.Decode(piece, room));
-        return true;
+        return Store(piece, [this](std::string_view text, char* room) noexcept {
+            return decoder_.Decode(text, room);
+        });
     }
     /// @param begin  of the body's text.
-    bool Finish(const char* begin) {
-        char* room = output_.GetRoom(kLenientRoom);
-        if (room == nullptr) return sink_.Fail();
-        output_.Commit(decoder_.Finish(room));
-        Note(begin);
-        return true;
+    bool TakeLast(std::string_view piece, const char* begin) {
+        const bool stored = Store(piece, [this](std::string_view text, char* room) noexcept {
+            return decoder_.DecodeLast(text, room);
+        });
+        if (stored) Note(begin);
+        return stored;
     }
 
 private:
+    template <class Decode>
+    bool Store(std::string_view piece, Decode decode) noexcept {
+        char* room = output_.GetRoom(piece.size() + kLenientRoom);
+        if (room == nullptr) return sink_.Fail();
+        output_.Commit(decode(piece, room));
+        return true;
+    }
     void Note(const char* begin);
 
     BodySink& sink_;
@@ -106,15 +112,12 @@ bool ReadPieces(Body& body, ReadState& state, BodyEnd& end) {
             const size_t lineFeed = piece.rfind('\n');
             if (lineFeed != std::string_view::npos) piece = piece.substr(0, lineFeed + 1);
         }
-        if (!body.Take(piece)) return false;
+        const bool isLast = line != nullptr || piece.size() == text.size();
+        if (!(isLast ? body.TakeLast(piece, begin) : body.Take(piece))) return false;
         cursor.Skip(piece.size());
-        if (line != nullptr) return body.Finish(begin);
-        if (cursor.GetLeft() == 0) {
-            if (!end.IsOpen() && !state.options.openEnd) {
-                return state.Fail(Messages::kDataBoundaryMissing);
-            }
-            return body.Finish(begin);
-        }
+        if (!isLast) continue;
+        return line != nullptr || end.IsOpen() || state.options.openEnd ||
+               state.Fail(Messages::kDataBoundaryMissing);
     }
 }
 
