@@ -94,6 +94,29 @@ protected:
     const TempFolder folder_;
 };
 
+/// Temporary files of which only some get a name, as when memory runs out.
+template <int kNamed>
+struct FewNames : ScratchFile {
+    static inline int made = 0;
+    explicit FewNames(const char* name) noexcept : ScratchFile(name), isNamed(made++ < kNamed) {}
+    const File& GetFile() const noexcept {
+        static const File none;
+        return isNamed ? ScratchFile::GetFile() : none;
+    }
+    bool isNamed;
+};
+
+TEST_F(MessageSignerTest, WithoutANameForEachFileNothingIsBegun) {
+    Message message;
+    Fill(message);
+    EXPECT_EQ((SignMessage<FakeSecurity, FewNames<0>>(message, File("key"), "pass")), "");
+    EXPECT_EQ((SignMessage<FakeSecurity, FewNames<1>>(message, File("key"), "pass")), "");
+    EXPECT_EQ(FakeSecurity::log, "");
+    EXPECT_EQ(GetLastError(), 7u);
+    EXPECT_EQ(GetStoredErrorMessage(), "from before");
+    EXPECT_TRUE(folder_.List().empty());
+}
+
 TEST_F(MessageSignerTest, WhatTheSecurityLayerGets) {
     Message message;
     Fill(message);

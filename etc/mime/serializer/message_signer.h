@@ -46,11 +46,11 @@ inline void ReportSigningFailure(const char* what) noexcept {
 
 /// Signs with a security layer, which has the two functions of PKCS7Msg.
 /// @return false leaves `result` empty.
-template <class Security>
+template <class Security, class Scratch>
 bool SignText(const AnsiStr& text, const AnsiStr& outerHeaders, const File& signerFile,
               const AnsiStr& signerText, AnsiStr& result) noexcept {
-    const ScratchFile content("kivmime-sign-mime");
-    const ScratchFile signedMessage("kivmime-sign-smime");
+    const Scratch content("kivmime-sign-mime");
+    const Scratch signedMessage("kivmime-sign-smime");
     if (content.GetFile().IsEmpty() || signedMessage.GetFile().IsEmpty()) return false;
     if (!content.Write(text)) return false;
     Security security;
@@ -67,8 +67,9 @@ bool SignText(const AnsiStr& text, const AnsiStr& outerHeaders, const File& sign
     return stream.Read(result);
 }
 
-/// Message::Sign with a security layer of the caller's choice: a test needs one that fails.
-template <class Security>
+/// Message::Sign with a security layer and temporary files of the caller's choice: a test needs
+/// some that fail.
+template <class Security, class Scratch = ScratchFile>
 AnsiStr SignMessage(const Message& message, const File& signerFile,
                     const AnsiStr& signerText) noexcept {
     const AnsiStr text = message.Serialize(false);
@@ -85,7 +86,7 @@ AnsiStr SignMessage(const Message& message, const File& signerFile,
         return {};
     }
     AnsiStr result;
-    SignText<Security>(text, outerHeaders, signerFile, signerText, result);
+    SignText<Security, Scratch>(text, outerHeaders, signerFile, signerText, result);
     return result;
 }
 
