@@ -1,5 +1,226 @@
-"""Why other programs read real messages otherwise than we do."""
+"""Why other programs read real messages otherwise than we do: each reason with a check that the
+difference is of just that kind. docs/interoperability.md says more about them.
+
+Entities are what corpus.py makes of them: depth, type, names, and the body in bytes for those without
+children. The two lists are walked side by side; entities that only one reader makes are left out there,
+with a reason, so that bodies and file names of the others can still be compared.
+"""
+
+import base64
+import binascii
+import quopri
+import re
+
+# What no rule can tell, by reader and the end of the path.
+FILES = {
+    ("Python", "mbox__simple__2"): "one boundary for all levels: Python puts them side by side",
+    ("GMime", "mbox__jwz__5"): "GMime passes over lines among the fields that are none",
+    ("GMime", "5230-thai-chinese.eml"): "GMime loses an encoded word between two others",
+}
+OPAQUE = {"message/partial", "message/external-body", "message/delivery-status", "message/feedback-report"}
+ENCODED_WORD = re.compile(r"=\?([^?*]*)(?:\*[^?]*)?\?([BbQq])\?([^?]*)\?=")
+
+
+def end_of_tree(entities, start):
+    end = start + 1
+    while end < len(entities) and entities[end]["depth"] > entities[start]["depth"]:
+        end += 1
+    return end
+
+
+def strip_blanks(body):
+    return re.sub(rb"[ \t]+(?=\r?\n|\Z)", b"", body)
+
+
+def decode_all(body):
+    """What a body may say under either transfer encoding."""
+    letters = re.sub(rb"[^A-Za-z0-9+/]", b"", body)
+    decoded = [quopri.decodestring(body)]
+    try:
+        decoded.append(base64.b64decode(letters + b"A" * (-len(letters) % 4)))
+    except binascii.Error:
+        pass
+    return decoded
+
+
+def decode_uu(body):
+    lines = body.split(b"\n")[1:]
+    try:
+        return b"".join(binascii.a2b_uu(line) for line in lines if line.strip(b"\r") not in (b"", b"end"))
+    except binascii.Error:
+        return None
+
+
+def decode_words(text, charset=None):
+    """Encoded words decoded, all of them in one character set when it is given."""
+    def decode(match):
+        name, form, word = match.groups()
+        data = word.encode("latin-1", "replace")
+        data = base64.b64decode(data + b"=" * (-len(data) % 4)) if form in "Bb" else \
+            quopri.decodestring(data.replace(b"_", b" "))
+        return data.decode(charset or name, "replace")
+    try:
+        return ENCODED_WORD.sub(decode, re.sub(r"\?=\s+=\?", "?==?", text))
+    except (LookupError, ValueError):
+        return None
+
+
+def find_field(source, name):
+    match = re.search(rb"^" + name + rb"[ \t]*:((?:.*\n)(?:[ \t].*\n)*)", source, re.I | re.M)
+    return " ".join(match.group(1).decode("latin-1").split()) if match else ""
+
+
+# Structure ---------------------------------------------------------------------------------------
+
+
+def explain_type(reader, ours, theirs):
+    if "/" not in ours and theirs == {"Python": "text/plain", "GMime": "application/octet-stream"}[reader]:
+        return f"a type without a slash is {theirs} for {reader}"
+    return None
+
+
+def explain_children(reader, ours, theirs, deviations, source):
+    """`theirs`, a subtree, has children where our entity is a body."""
+    kind, body = ours["type"].lower(), ours["body"]
+    leaf = theirs[-1].get("body", b"")
+    if reader == "Python" and kind in OPAQUE and body in source:
+        return f"Python reads the body of {kind} as a message"
+    if reader == "Python" and "encodedMessage" in deviations and kind == "message/rfc822" and \
+            any(strip_blanks(body)[:40] in decoded for decoded in decode_all(leaf)):
+        return "Python reads an encoded message/rfc822 without decoding it"
+    if kind.startswith("multipart/") and "unusableBoundary" in deviations and \
+            re.search(rb'boundary=""', source):
+        return 'boundary="" is a boundary for others'
+    if reader == "Python" and "doubledDelimiter" in deviations and [one.get("body") for one in theirs[1:]] == [b""]:
+        return "two delimiters in a row have an empty entity between for Python"
+    return None
+
+
+def walk(reader, ours, theirs, deviations, source):
+    """Pairs of entities that stand for each other, and the reasons for those that have no pair; None
+    when the structures differ for no known reason."""
+    pairs, reasons, i, j = [], set(), 0, 0
+    while i < len(ours) and j < len(theirs):
+        one, other = ours[i], theirs[j]
+        kind, kindOfOther = one["type"].lower() or "text/plain", other["type"].lower()
+        if one["depth"] != other["depth"]:
+            return None
+        if kind != kindOfOther:
+            reason = explain_type(reader, kind, kindOfOther)
+            if reader == "Python" and other.get("body", b"").startswith(b">From ") and i and \
+                    ours[i - 1]["type"].lower() == "message/rfc822":
+                reasons.add('Python ends the header block at a ">From " line')
+                i, j = end_of_tree(ours, i), j + 1
+                continue
+            if not reason:
+                return None
+            reasons.add(reason)
+        end, endOfOther = end_of_tree(ours, i), end_of_tree(theirs, j)
+        if end == i + 1 and endOfOther > j + 1:
+            reason = explain_children(reader, one, theirs[j:endOfOther], deviations, source)
+            if not reason:
+                return None
+            reasons.add(reason)
+            pairs.append((one, dict(other, body=one["body"])))
+            j = endOfOther
+        else:
+            pairs.append((one, other))
+            j += 1
+        i += 1
+    return (pairs, reasons) if i == len(ours) and j == len(theirs) else None
+
+
+def explain_message(reader, ours, theirs, deviations, source):
+    """Reasons that account for a message as a whole."""
+    types = [one["type"].lower() for one in theirs]
+    if reader == "GMime" and "repeatedContentType" in deviations and \
+            re.findall(rb"^content-type:\s*([^\s;]+)", source, re.I | re.M)[1:2] == [types[0].encode()]:
+        return "of two Content-Type fields GMime takes the last"
+    if re.search(rb'boundary="[^"]*[ \t]"', source) and types == [one["type"] for one in ours][:len(types)] and \
+            sum(len(one.get("body", b"")) for one in theirs) != sum(len(one.get("body", b"")) for one in ours):
+        return "blanks at the end of a boundary count for others"
+    return None
+
+
+# Bodies, names, subjects -------------------------------------------------------------------------
+
+
+def explain_body(reader, kind, ours, theirs, deviations):
+    if kind.startswith("multipart/") and theirs is None:
+        return f"{reader} keeps no body of a multipart without entities"
+    if ours is None or theirs is None:
+        return None
+    if strip_blanks(ours) == strip_blanks(theirs) and len(ours) < len(theirs):
+        return f"{reader} keeps white space at the end of quoted-printable lines"
+    if kind.startswith("multipart/") and "unusedBoundary" in deviations and \
+            (ours.startswith(theirs.rstrip(b"\r\n")) or not ours and not theirs.strip(b"\r\n")):
+        return f"{reader} ends a multipart that is one body otherwise"
+    if reader == "Python" and "missingEnd" in deviations and ours in (theirs + b"\n", theirs + b"\r\n"):
+        return "Python drops the last line end of a text without closing delimiter"
+    if reader == "GMime" and deviations & {"base64Padding", "base64Rubbish"} and \
+            ours.startswith(theirs) and 0 < len(ours) - len(theirs) < 3:
+        return "GMime drops what an incomplete last base64 group holds"
+    if reader == "GMime" and "uuencodedBody" in deviations and decode_uu(ours) == theirs:
+        return "GMime decodes uuencoded bodies"
+    if reader == "GMime" and deviations & {"bodyWithoutBlankLine", "blankLineInHeader"} and \
+            len(theirs) < len(ours) and ours.endswith(theirs):
+        return "GMime passes over lines among the fields that are none"
+    if reader == "Python" and "malformedFieldName" in deviations and theirs.endswith(ours):
+        return "Python knows no field with white space before the colon"
+    if reader == "Python":
+        for decoded in decode_all(theirs):
+            if ours and strip_blanks(decoded)[:len(ours) - 2].startswith(strip_blanks(ours)[:-2]):
+                return "Python gives a base64 body with rubbish undecoded" if "base64Rubbish" in deviations \
+                    else "Python leaves a body encoded whose encoding has blanks behind it"
+    return None
+
+
+def explain_name(reader, ours, theirs, deviations, source):
+    if reader == "Python" and "encodedWordInFileName" in deviations:
+        if theirs and decode_words(theirs) == ours:
+            return "Python decodes no encoded word inside a longer text"
+        if not theirs and ours and re.search(rb"name==\?", source):
+            return "Python reads no encoded word without quotes"
+    return None
+
+
+def explain_subject(reader, ours, theirs, deviations, source):
+    raw = find_field(source, b"subject")
+    if reader == "GMime" and re.search("[\x80-\xff]", raw) and " ".join(raw.split()) == theirs:
+        return "GMime takes 8-bit text that is not UTF-8 for Latin-1"
+    if reader == "GMime" and "\ufffd" in ours and ours.replace("\ufffd", "?") == theirs:
+        return 'GMime writes "?" for a malformed sequence'
+    if reader == "GMime" and decode_words(raw, "latin-1") == theirs and decode_words(raw) == ours:
+        return "GMime does not know a character set"
+    if reader == "Python" and ENCODED_WORD.search(raw) and decode_words(raw) is None:
+        return "Python does not know a character set"
+    if reader == "Python" and not theirs and "malformedFieldName" in deviations:
+        return "Python knows no field with white space before the colon"
+    return None
 
 
 def explain(reader, path, fact, ours, theirs):
-    return None
+    """The reason why `fact` differs, or None. `path` is the message's."""
+    for (who, end), reason in FILES.items():
+        if who == reader and path.name.endswith(end):
+            return reason
+    source, deviations = path.read_bytes(), ours["deviations"]
+    if fact == "subject":
+        return explain_subject(reader, ours["subject"], theirs["subject"], deviations, source)
+    reason = explain_message(reader, ours["entities"], theirs["entities"], deviations, source)
+    if reason:
+        return reason
+    walked = walk(reader, ours["entities"], theirs["entities"], deviations, source)
+    if walked is None:
+        return None
+    pairs, reasons = walked
+    for one, other in pairs:
+        reason = "the same"
+        if fact == "bodies" and one.get("body") != other.get("body"):
+            reason = explain_body(reader, one["type"].lower(), one.get("body"), other.get("body"), deviations)
+        elif fact == "file names" and one["fileName"] != other["fileName"]:
+            reason = explain_name(reader, one["fileName"], other["fileName"], deviations, source)
+        if reason is None:
+            return None
+        reasons |= {reason} - {"the same"}
+    return "; ".join(sorted(reasons)) or None

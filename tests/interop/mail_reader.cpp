@@ -58,7 +58,9 @@ json Describe(const std::string& path) {
     json deviations = json::array();
     for (const MIME::ReadReport::Entry& entry : report.deviations) {
         deviations.push_back(
-            {ToText(MIME::Deviation::GetName(entry.kind)), entry.offset, ToText(entry.path)});
+            {ToText(MIME::Deviation::GetName(entry.kind)),
+             static_cast<unsigned>(MIME::Deviation::GetSeverity(entry.kind)), entry.offset,
+             ToText(entry.path)});
     }
     json entities = json::array();
     Describe(message, 0, entities);
