@@ -34,8 +34,10 @@ MIME::AnsiStr GetParameter(const MIME::Part& part, const char* field, const char
 }
 
 void Describe(const MIME::Part& part, unsigned depth, json& entities) {
+    const MIME::HeaderMap::Node* encoding = part.headers.Find("Content-Transfer-Encoding");
     json entity = {{"depth", depth},
                    {"type", ToText(part.info.contentType.GetStr())},
+                   {"encoding", encoding != nullptr ? ToText(encoding->value.value) : ""},
                    {"charset", ToText(GetParameter(part, "Content-Type", "charset"))},
                    {"fileName", ToText(GetParameter(part, "Content-Disposition", "filename"))},
                    {"name", ToText(GetParameter(part, "Content-Type", "name"))}};
