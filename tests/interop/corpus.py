@@ -21,7 +21,7 @@ from pathlib import Path
 
 from corpus_differences import explain, squeeze
 
-NOTES = re.compile(r"NOTICE|LICENSE|COPY|README|\.git|.*\.(tree|type)$")
+NOTES = re.compile(r"NOTICE|LICENSE|COPY|README|\.git|separate_body|.*\.(tree|type)$")
 SEVERITIES = ("harmless", "repaired", "ambiguous")
 FACTS = ("structure", "bodies", "subject", "file names")
 
