@@ -86,7 +86,9 @@ def explain_type(reader, ours, theirs):
 
 def explain_children(reader, ours, theirs, deviations, source):
     """`theirs`, a subtree, has children where our entity is a body."""
-    kind, body = ours["type"].lower(), ours["body"]
+    kind, body = ours["type"], ours.get("body")
+    if body is None:
+        return None
     leaf = theirs[-1].get("body", b"")
     if reader == "Python" and kind in OPAQUE and body in source:
         return f"Python reads the body of {kind} as a message"
@@ -120,13 +122,13 @@ def walk(reader, ours, theirs, deviations, source):
     pairs, reasons, i, j = [], set(), 0, 0
     while i < len(ours) and j < len(theirs):
         one, other = ours[i], theirs[j]
-        kind, kindOfOther = one["type"].lower() or "text/plain", other["type"].lower()
+        kind, kindOfOther = one["type"], other["type"]
         if one["depth"] != other["depth"]:
             return None
         if kind != kindOfOther:
             reason = explain_type(reader, kind, kindOfOther)
             if reader == "Python" and other.get("body", b"").startswith(b">From ") and i and \
-                    ours[i - 1]["type"].lower() == "message/rfc822":
+                    ours[i - 1]["type"] == "message/rfc822":
                 reasons.add('Python ends the header block at a ">From " line')
                 i, j = end_of_tree(ours, i), j + 1
                 continue
@@ -156,7 +158,7 @@ def walk(reader, ours, theirs, deviations, source):
 
 def explain_message(reader, ours, theirs, deviations, source):
     """Reasons that account for a message as a whole."""
-    types = [one["type"].lower() for one in theirs]
+    types = [one["type"] for one in theirs]
     if reader == "GMime" and "repeatedContentType" in deviations and \
             re.findall(rb"^content-type:\s*([^\s;]+)", source, re.I | re.M)[1:2] == [types[0].encode()]:
         return "of two Content-Type fields GMime takes the last"
