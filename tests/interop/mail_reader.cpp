@@ -59,10 +59,9 @@ json Describe(const std::string& path) {
     const MIME::HeaderMap::Node* subject = message.headers.Find("Subject");
     json deviations = json::array();
     for (const MIME::ReadReport::Entry& entry : report.deviations) {
-        deviations.push_back(
-            {ToText(MIME::Deviation::GetName(entry.kind)),
-             static_cast<unsigned>(MIME::Deviation::GetSeverity(entry.kind)), entry.offset,
-             ToText(entry.path)});
+        deviations.push_back({ToText(MIME::Deviation::GetName(entry.kind)),
+                              static_cast<unsigned>(MIME::Deviation::GetSeverity(entry.kind)),
+                              entry.offset, ToText(entry.path)});
     }
     json entities = json::array();
     Describe(message, 0, entities);
