@@ -34,8 +34,10 @@ MIME::AnsiStr GetParameter(const MIME::Part& part, const char* field, const char
 }
 
 void Describe(const MIME::Part& part, unsigned depth, json& entities) {
+    const MIME::HeaderMap::Node* encoding = part.headers.Find("Content-Transfer-Encoding");
     json entity = {{"depth", depth},
                    {"type", ToText(part.info.contentType.GetStr())},
+                   {"encoding", encoding != nullptr ? ToText(encoding->value.value) : ""},
                    {"charset", ToText(GetParameter(part, "Content-Type", "charset"))},
                    {"fileName", ToText(GetParameter(part, "Content-Disposition", "filename"))},
                    {"name", ToText(GetParameter(part, "Content-Type", "name"))}};
@@ -57,8 +59,9 @@ json Describe(const std::string& path) {
     const MIME::HeaderMap::Node* subject = message.headers.Find("Subject");
     json deviations = json::array();
     for (const MIME::ReadReport::Entry& entry : report.deviations) {
-        deviations.push_back(
-            {ToText(MIME::Deviation::GetName(entry.kind)), entry.offset, ToText(entry.path)});
+        deviations.push_back({ToText(MIME::Deviation::GetName(entry.kind)),
+                              static_cast<unsigned>(MIME::Deviation::GetSeverity(entry.kind)),
+                              entry.offset, ToText(entry.path)});
     }
     json entities = json::array();
     Describe(message, 0, entities);
