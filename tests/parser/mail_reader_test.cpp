@@ -411,8 +411,8 @@ private:
     /// Text that a field can hold: words with single spaces between.
     AnsiStr MakeText() {
         constexpr const char* kWords[] = {"a",
-                                          "Gr\xC3\xBC\xC3\x9F"
-                                          "e",
+                                          ("Gr\xC3\xBC\xC3\x9F"
+                                           "e"),
                                           "\xE6\x97\xA5\xE6\x9C\xAC",
                                           ";x=1",
                                           "\"q\"",

@@ -133,7 +133,7 @@ public:
     const char* GetName() const { return what_; }
 
     /// Reads what the sanitizers keep closed, too.
-    [[gnu::no_sanitize("address", "undefined", "thread")]] bool StandsIn(
+    __attribute__((no_sanitize("address", "undefined", "thread"))) bool StandsIn(
         const unsigned char* start, const unsigned char* end) const {
         const size_t size = bytes_.size();
         const unsigned char* const hidden = bytes_.data();
