@@ -393,10 +393,22 @@ CharsetResult ConvertBySystem(std::string_view bytes, const char* charset) noexc
     return result;
 }
 
+/// Some senders put quotes around the name where none belong.
+std::string_view TrimQuotes(std::string_view name) noexcept {
+    constexpr std::string_view kQuotes = "\"'";
+    while (!name.empty() && kQuotes.find(name.front()) != std::string_view::npos) {
+        name.remove_prefix(1);
+    }
+    while (!name.empty() && kQuotes.find(name.back()) != std::string_view::npos) {
+        name.remove_suffix(1);
+    }
+    return name;
+}
+
 }  // namespace
 
 CharsetResult ConvertToUtf8(std::string_view bytes, std::string_view charset) noexcept {
-    const std::string_view name = TrimSpace(charset);
+    const std::string_view name = TrimQuotes(TrimSpace(charset));
     if (name.empty()) return ConvertBytes(bytes, Kind::ascii);
     if (!IsName(name)) return {};
     const Name key = MakeKey(name);

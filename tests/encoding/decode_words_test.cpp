@@ -47,6 +47,7 @@ TEST(DecodeWordsTest, DecodesUnstructuredText) {
         {"a group divided between three words",
          "=?utf-8?B?SGV?= =?utf-8?B?sb?= =?utf-8?B?G8?=", "Hello"},
         {"padding left out of two words", "=?utf-8?B?SGk?= =?utf-8?B?SGk?=", "HiHi"},
+        {"the same, of one byte each", "=?utf-8?B?YQ?= =?utf-8?B?Yg?=", "ab"},
         // What senders do.
         {"no white space around", "a=?utf-8?Q?b?=c=?utf-8?Q?d?==?utf-8?Q?e?=", "abcde"},
         {"blanks inside", "=?utf-8?Q?a b\tc?=", "a b\tc"},

@@ -139,7 +139,7 @@ TEST(MailReaderTest, ReadsWhatTravels) {
         {"a message that is encoded stays a body",
          "Content-Type: message/rfc822\nContent-Transfer-Encoding: base64\n\nQTogMQ==",
          "message/rfc822[A: 1]", "encodedMessage@0"},
-        {"Content-Length does not count", "Content-Length: 2\n\n1234", "text/plain[1234]",
+        {"Content-Length does not count", "Content-Length: 1\n\n1234", "text/plain[1234]",
          "contentLengthDisagrees@19"},
         {"an unknown encoding", "Content-Transfer-Encoding: x-new\n\n=41", "text/plain[=41]",
          "unknownTransferEncoding@0"},

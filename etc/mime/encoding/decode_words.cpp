@@ -125,11 +125,9 @@ private:
     }
 
     /// Some senders cut groups between words, others leave padding out: a group is cut when the
-    /// word before cannot end there, or when this one would not be whole but both are.
+    /// word before cannot end there, or when this one cannot begin there.
     bool GoesOnWithGroup(size_t characters) const noexcept {
-        const size_t open = groups_.GetOpenCharacters();
-        return open == 1 || groups_.HasSpareBits() ||
-               (characters % 4 != 0 && (open + characters) % 4 == 0);
+        return groups_.GetOpenCharacters() == 1 || groups_.HasSpareBits() || characters % 4 == 1;
     }
 
     void AddBase64(std::string_view text) noexcept {

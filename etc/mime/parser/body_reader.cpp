@@ -131,14 +131,17 @@ bool StoreBody(BodySink& sink, const Part& part, ReadState& state, BodyEnd& end,
     }
 }
 
-/// Content-Length counts the body as it travels; programs that believe it read another one.
+/// Content-Length counts the body as it travels; programs that believe it read another one. The
+/// last line end may be counted or not.
 void NoteContentLength(ReadState& state, const AnsiStr& contentLength, const char* begin) {
     if (contentLength.IsEmpty() || !state.options.ignoreContentLength) return;
     const auto size = static_cast<uint64_t>(state.cursor.GetNext() - begin);
     uint64_t length = 0;
     const bool isNumber =
         Str2UHyper(contentLength.GetStr(), nullptr, &length, false, kMaxDigits) == 0;
-    if (!isNumber || length != size) state.Note(Deviation::contentLengthDisagrees, begin);
+    constexpr uint64_t kLineEnd = 2;
+    const bool agrees = isNumber && length <= size + kLineEnd && size <= length + kLineEnd;
+    if (!agrees) state.Note(Deviation::contentLengthDisagrees, begin);
 }
 
 }  // namespace

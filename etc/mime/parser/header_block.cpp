@@ -147,7 +147,7 @@ bool BlockReader::TakeContinuations() {
     }
     if (blankLine == nullptr) return true;
     const Line next = PeekLine(cursor, state_.GetLineRules());
-    if (!next.text.empty()) state_.Note(Deviation::blankLineInHeader, blankLine);
+    if (BeginsField(next.text)) state_.Note(Deviation::blankLineInHeader, blankLine);
     return true;
 }
 
