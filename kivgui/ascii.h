@@ -14,6 +14,11 @@ constexpr bool IsSpaceAscii(char c) noexcept {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+/// Space and tab, the white space inside a line.
+constexpr bool IsBlankAscii(char c) noexcept {
+    return c == ' ' || c == '\t';
+}
+
 constexpr bool IsDigitAscii(char c) noexcept {
     return c >= '0' && c <= '9';
 }

@@ -1,18 +1,17 @@
 #include <algorithm>
 
+#include "kivgui/ascii.h"
 #include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
+using KivGuiBase::IsBlankAscii;
+
 namespace {
 
 constexpr size_t kSoftLimit = 78;   // RFC 5322, 2.1.1
 constexpr size_t kHardLimit = 998;  // RFC 5322, 2.1.1
-
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
 
 constexpr bool IsLineBreak(char c) noexcept {
     return c == '\r' || c == '\n';
@@ -20,7 +19,7 @@ constexpr bool IsLineBreak(char c) noexcept {
 
 /// Does a line that is cut before this place of the text end where it should?
 constexpr bool IsCut(std::string_view text, size_t at) noexcept {
-    return at == text.size() || IsBlank(text[at]) || IsLineBreak(text[at]);
+    return at == text.size() || IsBlankAscii(text[at]) || IsLineBreak(text[at]);
 }
 
 /// Length of the line at the start of the text, which is not empty.
@@ -29,7 +28,7 @@ size_t MeasureLine(std::string_view text) noexcept {
     size_t end = 0;
     size_t fold = 0;  // 0: there is none behind the start
     for (; end < limit && !IsLineBreak(text[end]); ++end) {
-        if (IsBlank(text[end])) fold = end;
+        if (IsBlankAscii(text[end])) fold = end;
     }
     if (IsCut(text, end)) fold = end;
     if (fold != 0) return fold;
@@ -53,7 +52,7 @@ AnsiStr Encoding::FoldHeader(const AnsiStr& text) noexcept {
         // A line break that was there already is the one just written.
         if (rest.starts_with('\r')) rest.remove_prefix(1);
         if (rest.starts_with('\n')) rest.remove_prefix(1);
-        if (!rest.empty() && !IsBlank(rest.front())) folded.Append(' ');
+        if (!rest.empty() && !IsBlankAscii(rest.front())) folded.Append(' ');
     }
     return folded.Finish();
 }

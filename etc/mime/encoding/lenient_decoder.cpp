@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
 #include "mime/encoding/hex.h"
 #include "mime/foundation/vector16.h"
 
 namespace MIME {
 
-namespace {
+using KivGuiBase::IsBlankAscii;
 
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
+namespace {
 
 constexpr bool IsHexDigit(char c) noexcept {
     return GetHexValue(c) != kNoHexDigit;
@@ -66,7 +65,7 @@ size_t LenientBase64::Take(char c, uint64_t offset, char* out) noexcept {
     const unsigned value = KivGuiBase::Base64::GetValue(c);
     if (value == KivGuiBase::Base64::kNoValue) {
         if (c == '=') return TakePadding(offset, out);
-        (IsBlank(c) ? blanks_ : rubbish_).Note(offset);
+        (IsBlankAscii(c) ? blanks_ : rubbish_).Note(offset);
         return 0;
     }
     if (isPadded_) {
@@ -194,7 +193,7 @@ void LenientQuotedPrintable::TakeCleanText(Run& run) noexcept {
             }
             next += kHexEscapeLength;
         } else {
-            const bool hasBlanks = put != lineStart && IsBlank(put[-1]);
+            const bool hasBlanks = put != lineStart && IsBlankAscii(put[-1]);
             const bool isCrLf = *next == '\r' && next[1] == '\n';
             if (hasBlanks || (*next == '\r' && !isCrLf)) break;
             if (isCrLf) *put++ = *next++;
@@ -225,7 +224,8 @@ size_t LenientQuotedPrintable::DecodeRun(std::string_view& text, bool isLast, ch
         DropBlanks(run);
     } else if (run.next == run.end || *run.next != '=') {
         // Blanks before what may be a line end wait for it, too.
-        while (run.GetLeft() < kLenientRoom && run.put != run.lineStart && IsBlank(run.put[-1])) {
+        while (run.GetLeft() < kLenientRoom && run.put != run.lineStart &&
+               IsBlankAscii(run.put[-1])) {
             --run.put;
             --run.next;
         }
@@ -246,7 +246,7 @@ bool LenientQuotedPrintable::TakeEscape(Run& run) noexcept {
         return true;
     }
     const char* const blanks = run.next + 1;
-    const char* const stop = std::find_if_not(blanks, run.end, IsBlank);
+    const char* const stop = std::find_if_not(blanks, run.end, IsBlankAscii);
     const size_t lineEnd = run.MeasureLineEnd(stop);
     if (lineEnd != 0 || (run.isLast && stop == run.end)) {
         if (stop != blanks) blanks_.Note(position_ + static_cast<size_t>(blanks - run.start));
@@ -277,7 +277,7 @@ bool LenientQuotedPrintable::TakeLineEnd(Run& run) noexcept {
 
 void LenientQuotedPrintable::DropBlanks(Run& run) noexcept {
     char* kept = run.put;
-    while (kept != run.lineStart && IsBlank(kept[-1])) --kept;
+    while (kept != run.lineStart && IsBlankAscii(kept[-1])) --kept;
     if (kept == run.put) return;
     blanks_.Note(position_ + static_cast<size_t>(run.next - run.start) -
                  static_cast<size_t>(run.put - kept));

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "kivgui/ascii.h"
 #include "mime/encoding/hex.h"
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/text_builder.h"
@@ -8,15 +9,13 @@
 
 namespace MIME {
 
+using KivGuiBase::IsBlankAscii;
+
 namespace {
 
 constexpr size_t kMaxLine = 77;  // one parameter, without the ";" behind it
 constexpr size_t kMaxName = 52;  // with the space before it
 constexpr std::string_view kCharset = "utf-8''";
-
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
 
 bool IsAsciiText(std::string_view text) noexcept {
     return std::all_of(text.begin(), text.end(), IsAscii);
@@ -27,7 +26,7 @@ bool HasLongRun(std::string_view text) noexcept {
     constexpr size_t kMaxRun = 78;
     size_t run = 0;
     for (const char c : text) {
-        run = IsBlank(c) ? 1 : run + 1;
+        run = IsBlankAscii(c) ? 1 : run + 1;
         if (run > kMaxRun) return true;
     }
     return false;
@@ -37,7 +36,7 @@ bool HasLongRun(std::string_view text) noexcept {
 AnsiStr MakeEncodedWordForm(std::string_view name, const AnsiStr& value) noexcept {
     const AnsiStr quoted = Encoding::Quote(Encoding::QEncode(value, HasLongRun(GetCText(value))));
     const std::string_view text = quoted;
-    const auto firstBlank = std::find_if(text.begin(), text.end(), IsBlank);
+    const auto firstBlank = std::find_if(text.begin(), text.end(), IsBlankAscii);
     const auto firstWord = static_cast<size_t>(firstBlank - text.begin());
     TextBuilder out;
     out.Append(name);

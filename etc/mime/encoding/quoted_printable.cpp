@@ -4,11 +4,14 @@
 #include <array>
 #include <cstring>
 
+#include "kivgui/ascii.h"
 #include "mime/encoding/hex.h"
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/vector16.h"
 
 namespace MIME {
+
+using KivGuiBase::IsBlankAscii;
 
 namespace QuotedPrintable {
 
@@ -21,12 +24,8 @@ constexpr char kEscape = '=';
 constexpr unsigned kLastPlace = kMaxLine - 1;
 constexpr unsigned kLastEscape = kMaxLine - 4;
 
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
-
 constexpr bool IsPlain(char c) noexcept {
-    return kQpLiteralBytes.Has(c) || IsBlank(c);
+    return kQpLiteralBytes.Has(c) || IsBlankAscii(c);
 }
 
 /// Copies literal and blank bytes from the start of the text, at most `limit`. Writes up to 16
@@ -62,7 +61,7 @@ constexpr std::array<Unit, 256> kUnits = [] {
         const char c = static_cast<char>(byte);
         if (kQpLiteralBytes.Has(c)) {
             units[byte] = {{c}, 1};
-        } else if (!IsBlank(c) && c != '\r') {
+        } else if (!IsBlankAscii(c) && c != '\r') {
             units[byte].length = kHexEscapeLength;
             WriteHexEscape(kEscape, c, units[byte].text);
         }
@@ -152,7 +151,7 @@ bool PutByte(LineState& line) noexcept {
         line.TakeLineEnd();
         return true;
     }
-    if (IsBlank(c) && !line.IsLast() && !line.DoesLineEndFollow() && line.pos < kLastPlace) {
+    if (IsBlankAscii(c) && !line.IsLast() && !line.DoesLineEndFollow() && line.pos < kLastPlace) {
         line.WriteByte();
         return false;
     }
@@ -173,7 +172,7 @@ unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
         size_t plain =
             CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace), out + line.pos);
         // Whether a blank may stand at the end of the run depends on what follows it.
-        if (plain > 0 && IsBlank(line.next[plain - 1])) --plain;
+        if (plain > 0 && IsBlankAscii(line.next[plain - 1])) --plain;
         line.next += plain;
         line.pos += static_cast<unsigned>(plain);
         PutUnits(line);

@@ -3,18 +3,17 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kivgui/ascii.h"
 #include "mime/foundation/vector16.h"
 
 namespace MIME {
 
+using KivGuiBase::IsBlankAscii;
+
 namespace {
 
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
-
 std::string_view TrimBlanks(std::string_view text) noexcept {
-    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && IsBlankAscii(text.back())) text.remove_suffix(1);
     return text;
 }
 

@@ -10,6 +10,7 @@
 namespace MIME {
 
 using KivGuiBase::ExtendedUnQuote;
+using KivGuiBase::IsBlankAscii;
 using KivGuiBase::TrimSpace;
 
 namespace {
@@ -34,12 +35,8 @@ bool ParseParameter(ParameterMap& parameters, std::string_view text) noexcept {
     return true;
 }
 
-constexpr bool IsBlank(char c) noexcept {
-    return c == ' ' || c == '\t';
-}
-
 bool IsBlankText(std::string_view text) noexcept {
-    return std::all_of(text.begin(), text.end(), IsBlank);
+    return std::all_of(text.begin(), text.end(), IsBlankAscii);
 }
 
 /// Does the line begin a field: a name of visible characters, which may be missing, and ":"
@@ -48,7 +45,7 @@ bool BeginsField(std::string_view line) noexcept {
     const size_t colon = line.find(':');
     if (colon == std::string_view::npos) return false;
     size_t end = colon;
-    while (end > 0 && IsBlank(line[end - 1])) --end;
+    while (end > 0 && IsBlankAscii(line[end - 1])) --end;
     return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end),
                        [](char c) noexcept { return c > ' ' && c < '\x7F'; });
 }
@@ -108,7 +105,7 @@ bool BlockReader::ReadFields(const char*& end) {
 
 bool BlockReader::EndsOpenBlock(const Line& line) {
     const char* place = line.text.data();
-    if (state_.options.unfold && IsBlank(line.text.front())) return false;
+    if (state_.options.unfold && IsBlankAscii(line.text.front())) return false;
     DelimiterLine delimiter;
     if (boundaries_ != nullptr && boundaries_->Match(place, delimiter)) {
         state_.Note(Deviation::headerCutOff, place);
@@ -127,7 +124,7 @@ bool BlockReader::TakeField(const Line& firstLine) {
     if (!TakeContinuations()) return false;
     const std::string_view whole(begin, static_cast<size_t>(cursor.GetNext() - begin));
     if (!CheckLimits()) return false;
-    if (IsBlank(*begin)) {  // it continues nothing
+    if (IsBlankAscii(*begin)) {  // it continues nothing
         state_.Note(Deviation::malformedFieldName, begin);
         return true;
     }
@@ -139,7 +136,7 @@ bool BlockReader::TakeField(const Line& firstLine) {
 bool BlockReader::TakeContinuations() {
     Cursor& cursor = state_.cursor;
     const char* blankLine = nullptr;
-    while (cursor.GetLeft() > 0 && IsBlank(*cursor.GetNext())) {
+    while (cursor.GetLeft() > 0 && IsBlankAscii(*cursor.GetNext())) {
         const Line line = PeekLine(cursor, state_.GetLineRules());
         if (line.kind == Line::Kind::hasNul) return state_.Fail(Messages::kNulInText);
         if (blankLine == nullptr && IsBlankText(line.text)) blankLine = cursor.GetNext();

@@ -2,13 +2,13 @@
 
 #include <cstddef>
 
+#include "kivgui/ascii.h"
+
 namespace MIME {
 
-namespace {
+using KivGuiBase::IsSpaceAscii;
 
-constexpr bool IsSpace(char c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
+namespace {
 
 /// Reads from the front of a text.
 class Scanner {
@@ -24,7 +24,7 @@ public:
     }
 
     void SkipSpaceAndComments() noexcept {
-        while (!IsAtEnd() && (IsSpace(Peek()) || Peek() == '(')) {
+        while (!IsAtEnd() && (IsSpaceAscii(Peek()) || Peek() == '(')) {
             if (Take() == '(') SkipComment();
         }
     }
@@ -63,7 +63,7 @@ public:
                 SkipComment();
                 continue;
             }
-            afterSpace = IsSpace(c);
+            afterSpace = IsSpaceAscii(c);
             if (afterSpace && out.empty()) continue;
             out += c;
             if (!afterSpace) kept = out.size();
