@@ -17,7 +17,7 @@ using MIME::Fuzz::Check;
 
 ReadOptions MakeOptions() {
     ReadOptions options = ReadOptions::Mail();
-    options.bodiesInMemory = true;
+    options.bodies = MIME::Bodies::memory;
     options.memoryLimit = 0x7FFFFFFF;
     options.maxDepth = 20;
     options.maxParts = 200;

@@ -23,6 +23,24 @@ constexpr bool IsDigitAscii(char c) noexcept {
     return c >= '0' && c <= '9';
 }
 
+constexpr bool IsAscii(char c) noexcept {
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+/// Compares names the way mail does: the case of ASCII letters is ignored, other bytes count.
+constexpr bool EqualsCaseless(std::string_view a, std::string_view b) noexcept {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (ToLowerAscii(a[i]) != ToLowerAscii(b[i])) return false;
+    }
+    return true;
+}
+
+/// Does `text` begin with `prefix`, ASCII case ignored?
+constexpr bool StartsWithCaseless(std::string_view text, std::string_view prefix) noexcept {
+    return EqualsCaseless(text.substr(0, prefix.size()), prefix);
+}
+
 constexpr char kUpperHexDigits[] = "0123456789ABCDEF";
 
 /// The text without white space at both ends.

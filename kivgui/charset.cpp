@@ -239,23 +239,10 @@ private:
 };
 
 void Output::AppendCodePoint(uint32_t c) noexcept {
-    const auto tail = [c](unsigned shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); };
-    if (c < 0x80) {
-        const char one = static_cast<char>(c);
-        Append({&one, 1});
-    } else if (c < 0x800) {
-        const char two[] = {static_cast<char>(0xC0 | c >> 6), tail(0)};
-        Append({two, sizeof two});
-    } else if (c < 0x10000) {
-        const char three[] = {static_cast<char>(0xE0 | c >> 12), tail(6), tail(0)};
-        if (c >= 0xD800 && c <= 0xDFFF) return AppendMalformed();
-        Append({three, sizeof three});
-    } else if (c <= 0x10FFFF) {
-        const char four[] = {static_cast<char>(0xF0 | c >> 18), tail(12), tail(6), tail(0)};
-        Append({four, sizeof four});
-    } else {
-        AppendMalformed();
-    }
+    char bytes[4];
+    const unsigned length = EncodeUtf8(c, bytes);
+    if (length == 0) return AppendMalformed();
+    Append({bytes, length});
 }
 
 /// Length of the ASCII text at the start.

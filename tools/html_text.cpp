@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/utf8.h"
 
 namespace Tool {
 
@@ -37,16 +38,9 @@ bool Has(const std::array<std::string_view, kCount>& names, std::string_view nam
 }
 
 /// Nothing for a number that is no character.
-std::string EncodeUtf8(unsigned character) {
-    constexpr unsigned kLast = 0x10FFFF;
-    if (character > kLast || (character >= 0xD800 && character < 0xE000)) return {};
-    const auto tail = [character](int shift) {
-        return static_cast<char>(0x80 | (character >> shift & 0x3F));
-    };
-    if (character < 0x80) return {static_cast<char>(character)};
-    if (character < 0x800) return {static_cast<char>(0xC0 | character >> 6), tail(0)};
-    if (character < 0x10000) return {static_cast<char>(0xE0 | character >> 12), tail(6), tail(0)};
-    return {static_cast<char>(0xF0 | character >> 18), tail(12), tail(6), tail(0)};
+std::string EncodeCharacter(unsigned character) {
+    char bytes[4];
+    return {bytes, KivGuiBase::EncodeUtf8(character, bytes)};
 }
 
 /// What stands between "&" and ";" as text; empty when it is not known.
@@ -61,7 +55,7 @@ std::string DecodeEntity(std::string_view name) {
     unsigned character = 0;
     const char* const end = name.data() + name.size();
     const auto read = std::from_chars(name.data(), end, character, isHex ? 16 : 10);
-    return read.ec == std::errc() && read.ptr == end ? EncodeUtf8(character) : std::string();
+    return read.ec == std::errc() && read.ptr == end ? EncodeCharacter(character) : std::string();
 }
 
 class Stripper {

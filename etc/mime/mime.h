@@ -182,7 +182,7 @@ struct KIV_EXPORT Info {
     AnsiStr charset;   ///< set by hosts for writing; the reader leaves it empty
     /// The entity is a message/rfc822 or the like (RFC 2046, 5.2.1): its one child is the message
     /// that it carries, and writers write that, and no other child, without boundary lines. Set by
-    /// ReadOptions::messages.
+    /// the mail rules.
     bool isMessage = false;
 
     /// Gives `boundary` a new value that no text contains by chance: "=_Qvm_=-" and 32
@@ -224,7 +224,7 @@ public:
     SharedArray<Part*> parts;  ///< the children, in order; owned
 
     /// @name What the text had beside the tree
-    /// Filled with ReadOptions::keepSource alone; writers do not look at them.
+    /// Filled by the mail rules alone; writers do not look at them.
     /// @{
     FieldList fields;  ///< every field as it stood, in order, repeated ones included
     AnsiStr preamble;  ///< before the first delimiter (RFC 2046, 5.1.1)
@@ -269,15 +269,16 @@ public:
     /// @name Reading with options
     /// As above, as far as the options do not change it; `ReadOptions{}` changes nothing.
     ///
-    /// @param report  null, or what receives the deviations that were tolerated and the place of
-    ///                the failure. It is emptied first.
+    /// @param report       null, or what receives the deviations that were tolerated and the place
+    ///                     of the failure. It is emptied first.
+    /// @param contentType  as above.
     /// @return false at the first failure, with a message in `error`, or without one when memory
     ///         ran out or the file could not be opened.
     /// @{
     bool Read(const char* text, unsigned long long size, AnsiStr& error, const ReadOptions& options,
-              ReadReport* report = nullptr) noexcept;
+              ReadReport* report = nullptr, const char* contentType = nullptr) noexcept;
     bool Read(const File& file, AnsiStr& error, const ReadOptions& options,
-              ReadReport* report = nullptr) noexcept;
+              ReadReport* report = nullptr, const char* contentType = nullptr) noexcept;
     /// @}
 
     /// Attaches content: sets `info.contentType`, the transfer encoding in `info` and in the

@@ -9,67 +9,31 @@ namespace MIME {
 using KivGuiBase::AnsiStr;
 using KivGuiBase::SharedArray;
 
-/// How the reader departs from its exact rules, to read mail as it really is.
+/// Which texts the reader takes as messages.
+enum class Rules : unsigned {
+    exact,  ///< the specified format and nothing else: CR LF, unfolded fields, a multipart at the top
+    mail,  ///< mail as it travels; docs/mail.md lists what is tolerated, and it is reported
+};
+
+/// Where the reader puts decoded bodies.
+enum class Bodies : unsigned {
+    files,   ///< each in a new temporary file that `Data::file` names
+    memory,  ///< in `Data::content`; those above `ReadOptions::memoryLimit` in files
+};
+
+/// How `Part::Read` reads. A plain value; copy it freely.
 ///
-/// Every field is off, and every limit 0 (none), in a fresh object: `Part::Read` then reads
-/// exactly as without options. `Mail()` turns on what mail needs. A plain value; copy it freely.
+/// A fresh object changes nothing: the exact rules, bodies in files, no limits.
 struct KIV_EXPORT ReadOptions {
-    /// @name Lines
-    /// @{
-    bool lineFeeds = false;  ///< LF alone ends a line too (RFC 5322, 2.3 wants CR LF)
-    bool nuls = false;       ///< a NUL is a character like others (RFC 5322, 4)
-    bool mboxLine = false;   ///< a first line that begins with "From " is passed over (RFC 4155)
-    /// @}
+    Rules rules = Rules::exact;
+    Bodies bodies = Bodies::files;
+    unsigned memoryLimit = 0x400000;  ///< bytes of one decoded body, for `Bodies::memory`
 
-    /// @name Header blocks
-    /// @{
-    bool unfold = false;  ///< lines that begin with white space continue a field (RFC 5322, 2.2.3)
-    bool openHeaders = false;  ///< a header block may end with the text, at a delimiter, or at a
-                               ///< line that is no field, which then begins the body
-    bool firstFieldCounts = false;  ///< of a repeated field the map keeps the first, not the last
-    /// Content-Type, Content-Disposition and Content-Transfer-Encoding are read with comments and
-    /// quoted-strings (RFC 2045, 5.1); every other field is text and is not split at ";".
-    bool structuredFields = false;
-    /// Fields and parameters come as UTF-8: encoded words (RFC 2047) and parameter sections (RFC
-    /// 2231), these under the plain name. Text of an unknown character set stays encoded.
-    bool decodeFields = false;
-    /// Fills `Part::fields`, `preamble` and `epilogue`: what the tree has no other place for.
-    bool keepSource = false;
-    /// @}
-
-    /// @name Structure
-    /// @{
-    bool singlePart = false;  ///< the entity at the top need not be multipart
-    /// A delimiter is a whole line, with blanks behind it at most, and that of any enclosing
-    /// entity ends those inside (RFC 2046, 5.1.1).
-    bool wholeLineDelimiters = false;
-    bool openEnd = false;  ///< the closing delimiters at the end of the text may be missing
-    /// A multipart entity that has no boundary, or whose delimiter never comes, is one body.
-    bool multipartAsBody = false;
-    /// message/rfc822 and message/global (RFC 2046, 5.2.1; RFC 6532) are read into a child, and
-    /// `Info::isMessage` is set. With a transfer encoding they stay a body.
-    bool messages = false;
-    bool ignoreContentLength = false;  ///< Content-Length does not say where a body ends
-    /// @}
-
-    /// @name Bodies
-    /// @{
-    bool anyTransferEncoding =
-        false;  ///< an unknown encoding: the body as it stands (RFC 2045, 6.4)
-    /// base64 with blanks, other characters, missing padding, several padded runs (RFC 2045, 6.8).
-    bool lenientBase64 = false;
-    /// White space at the end of a quoted-printable line goes (RFC 2045, 6.7 (3)), line ends stay
-    /// as they are, and the last one belongs to the delimiter (RFC 2046, 5.1.1).
-    bool lenientQuotedPrintable = false;
-    bool bodiesInMemory =
-        false;  ///< bodies go to `Data::content`, those above `memoryLimit` to files
-    unsigned memoryLimit = 0x400000;  ///< bytes of one decoded body
-    /// A reading that fails removes every body file that it made.
-    bool removeFilesOnFailure = false;
-    /// @}
+    bool ownFiles = false;              ///< sets `Data::ownsFile`: body files go with the tree
+    bool removeFilesOnFailure = false;  ///< a reading that fails leaves no body file
 
     /// @name Limits
-    /// Past one of them reading stops with a message that names it. 0 is no limit.
+    /// Reading stops when one is passed, with a message that names it. 0 means no limit.
     /// @{
     unsigned maxDepth = 0;                   ///< levels of entities; the top is the first
     unsigned maxParts = 0;                   ///< entities, the top included
@@ -78,8 +42,9 @@ struct KIV_EXPORT ReadOptions {
     unsigned long long maxDecodedBytes = 0;  ///< bytes of all bodies together
     /// @}
 
-    /// Everything above on, except `bodiesInMemory`. Limits: 256 levels, 100,000 entities, 10,000
-    /// fields and 4 MiB for a header block, 4 GiB of bodies.
+    /// For mail from strangers: the mail rules, files that are removed with the tree and after a
+    /// failure, and these limits: 256 levels, 100,000 entities, 10,000 fields and 4 MiB for a
+    /// header block, 4 GiB of bodies.
     static ReadOptions Mail() noexcept;
 };
 

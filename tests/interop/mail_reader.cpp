@@ -48,7 +48,7 @@ void Describe(const MIME::Part& part, unsigned depth, json& entities) {
 
 json Describe(const std::string& path) {
     MIME::ReadOptions options = MIME::ReadOptions::Mail();
-    options.bodiesInMemory = true;
+    options.bodies = MIME::Bodies::memory;
     options.memoryLimit = 0x7FFFFFFF;
     MIME::Part message;
     MIME::AnsiStr error;

@@ -2,11 +2,13 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/utf8.h"
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/utf8_group.h"
 
 namespace MIME {
+
+using KivGuiBase::IsAscii;
 
 namespace {
 

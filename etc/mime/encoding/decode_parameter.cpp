@@ -5,10 +5,14 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/hex.h"
 #include "mime/encoding/decode_words.h"
-#include "mime/encoding/hex.h"
 
 namespace MIME {
+
+using KivGuiBase::GetHexValue;
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::kNoHexDigit;
 
 namespace {
 

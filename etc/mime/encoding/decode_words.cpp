@@ -5,9 +5,13 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
-#include "mime/encoding/hex.h"
+#include "kivgui/hex.h"
 
 namespace MIME {
+
+using KivGuiBase::GetHexValue;
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::kNoHexDigit;
 
 namespace {
 

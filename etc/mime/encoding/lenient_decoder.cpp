@@ -5,12 +5,15 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
-#include "mime/encoding/hex.h"
+#include "kivgui/hex.h"
 #include "mime/foundation/vector16.h"
 
 namespace MIME {
 
+using KivGuiBase::GetHexValue;
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::kNoHexDigit;
 
 namespace {
 

@@ -1,15 +1,19 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "mime/encoding/hex.h"
+#include "kivgui/hex.h"
+#include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/text_builder.h"
-#include "mime/foundation/utf8_group.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
+using KivGuiBase::IsAscii;
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::MeasureUtf8Group;
+using KivGuiBase::WriteHexEscape;
 
 namespace {
 

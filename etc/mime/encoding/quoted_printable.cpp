@@ -5,13 +5,17 @@
 #include <cstring>
 
 #include "kivgui/ascii.h"
-#include "mime/encoding/hex.h"
+#include "kivgui/hex.h"
+#include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/vector16.h"
 
 namespace MIME {
 
+using KivGuiBase::GetHexValue;
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::WriteHexEscape;
 
 namespace QuotedPrintable {
 
@@ -160,12 +164,6 @@ bool PutByte(LineState& line) noexcept {
 
 }  // namespace
 
-std::string_view SkipByteOrderMark(std::string_view text) noexcept {
-    constexpr std::string_view kMark = "\xEF\xBB\xBF";
-    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
-    return text;
-}
-
 unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
     LineState line{next, end, out};
     do {
@@ -183,7 +181,7 @@ unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
 
 bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
     text = AnsiStr();
-    const std::string_view body = SkipByteOrderMark({data, size});
+    const std::string_view body = KivGuiBase::SkipByteOrderMark({data, size});
     if (body.empty()) return true;
     const uint64_t room = 2 * uint64_t{size};
     if (text.Alloc(static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength))) ==

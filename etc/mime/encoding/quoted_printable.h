@@ -19,9 +19,6 @@ inline constexpr unsigned kLineRoom = kMaxLine + 2 + 16;
 /// with fewer, more text must be fetched first if there is any.
 inline constexpr size_t kLookAhead = kMaxLine + 4;
 
-/// The text without a UTF-8 byte-order mark at its start.
-std::string_view SkipByteOrderMark(std::string_view text) noexcept;
-
 /// Writes one output line, with its soft or hard line break if it has one, from the bytes between
 /// `next` and `end` (at least one), and moves `next` past those it took.
 /// @return the number of characters written, at most kMaxLine + 2.

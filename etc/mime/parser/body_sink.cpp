@@ -18,6 +18,7 @@ bool BodySink::OpenFile(int64_t expectedSize) {
     writer_.emplace(part_.data.file);
     if (!writer_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) return false;
     state_.KeepInMind(part_.data.file);
+    part_.data.ownsFile = state_.options.ownFiles;
     return true;
 }
 

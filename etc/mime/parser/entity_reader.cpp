@@ -445,13 +445,13 @@ bool Part::Read(const File& file, AnsiStr& error, const char* contentType) noexc
 }
 
 bool Part::Read(const char* text, unsigned long long size, AnsiStr& error,
-                const ReadOptions& options, ReadReport* report) noexcept {
-    return ReadText(*this, {text, size}, error, options, report, nullptr);
+                const ReadOptions& options, ReadReport* report, const char* contentType) noexcept {
+    return ReadText(*this, {text, size}, error, options, report, contentType);
 }
 
-bool Part::Read(const File& file, AnsiStr& error, const ReadOptions& options,
-                ReadReport* report) noexcept {
-    return ReadFile(*this, file, error, options, report, nullptr);
+bool Part::Read(const File& file, AnsiStr& error, const ReadOptions& options, ReadReport* report,
+                const char* contentType) noexcept {
+    return ReadFile(*this, file, error, options, report, contentType);
 }
 
 }  // namespace MIME

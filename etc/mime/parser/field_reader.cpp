@@ -9,6 +9,8 @@
 
 namespace MIME {
 
+using KivGuiBase::EqualsCaseless;
+
 namespace {
 
 /// How the text of a field is made.
@@ -39,9 +41,7 @@ constexpr KnownField kKnownFields[] = {
 
 FieldKind GetKind(std::string_view name) noexcept {
     for (const KnownField& field : kKnownFields) {
-        if (field.name.size() == name.size() &&
-            AnsiStr::NCompare(field.name.data(), name.data(), static_cast<unsigned>(name.size()),
-                              true) == 0) {
+        if (EqualsCaseless(field.name, name)) {
             return field.kind;
         }
     }
@@ -58,11 +58,6 @@ bool HasChar(std::string_view text, char c) noexcept {
 
 bool HasEncodedWord(std::string_view text) noexcept {
     return text.find("=?") != std::string_view::npos;
-}
-
-bool EqualsCaseless(std::string_view a, std::string_view b) noexcept {
-    return a.size() == b.size() &&
-           AnsiStr::NCompare(a.data(), b.data(), static_cast<unsigned>(a.size()), true) == 0;
 }
 
 /// Takes the line ends out, each of which stands before white space (RFC 5322, 2.2.3).

@@ -149,7 +149,7 @@ bool BlockReader::TakeContinuations() {
 }
 
 bool BlockReader::CheckLimits() noexcept {
-    const ReadOptions& options = state_.options;
+    const Switches& options = state_.options;
     const auto size = static_cast<unsigned long long>(state_.cursor.GetNext() - begin_);
     if (options.maxHeaderBytes != 0 && size > options.maxHeaderBytes) {
         return state_.Fail(

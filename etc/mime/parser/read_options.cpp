@@ -2,23 +2,39 @@
 
 #include <iterator>
 
+#include "mime/parser/read_state.h"
+
 namespace MIME {
 
 ReadOptions ReadOptions::Mail() noexcept {
     ReadOptions mail;
-    mail.lineFeeds = mail.nuls = mail.mboxLine = true;
-    mail.unfold = mail.openHeaders = mail.firstFieldCounts = true;
-    mail.structuredFields = mail.decodeFields = mail.keepSource = true;
-    mail.singlePart = mail.wholeLineDelimiters = mail.openEnd = true;
-    mail.multipartAsBody = mail.messages = mail.ignoreContentLength = true;
-    mail.anyTransferEncoding = mail.lenientBase64 = mail.lenientQuotedPrintable = true;
-    mail.removeFilesOnFailure = true;
+    mail.rules = Rules::mail;
+    mail.ownFiles = mail.removeFilesOnFailure = true;
     mail.maxDepth = 256;
     mail.maxParts = 100000;
     mail.maxFields = 10000;
     mail.maxHeaderBytes = 0x400000;
     mail.maxDecodedBytes = 0x100000000;
     return mail;
+}
+
+Switches::Switches(const ReadOptions& how) noexcept {
+    const bool mail = how.rules == Rules::mail;
+    lineFeeds = nuls = mboxLine = mail;
+    unfold = openHeaders = firstFieldCounts = mail;
+    structuredFields = decodeFields = keepSource = mail;
+    singlePart = wholeLineDelimiters = openEnd = mail;
+    multipartAsBody = messages = ignoreContentLength = mail;
+    anyTransferEncoding = lenientBase64 = lenientQuotedPrintable = mail;
+    bodiesInMemory = how.bodies == Bodies::memory;
+    memoryLimit = how.memoryLimit;
+    removeFilesOnFailure = how.removeFilesOnFailure;
+    ownFiles = how.ownFiles;
+    maxDepth = how.maxDepth;
+    maxParts = how.maxParts;
+    maxFields = how.maxFields;
+    maxHeaderBytes = how.maxHeaderBytes;
+    maxDecodedBytes = how.maxDecodedBytes;
 }
 
 namespace Deviation {

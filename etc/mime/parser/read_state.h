@@ -8,6 +8,53 @@
 
 namespace MIME {
 
+struct Switches {
+    bool lineFeeds = false;
+    bool nuls = false;
+    bool mboxLine = false;
+
+    bool unfold = false;
+    bool openHeaders = false;
+
+    bool firstFieldCounts = false;
+
+    bool structuredFields = false;
+
+    bool decodeFields = false;
+
+    bool keepSource = false;
+
+    bool singlePart = false;
+
+    bool wholeLineDelimiters = false;
+    bool openEnd = false;
+
+    bool multipartAsBody = false;
+
+    bool messages = false;
+    bool ignoreContentLength = false;
+
+    bool anyTransferEncoding = false;
+
+    bool lenientBase64 = false;
+
+    bool lenientQuotedPrintable = false;
+    bool bodiesInMemory = false;
+    unsigned memoryLimit = 0x400000;
+
+    bool removeFilesOnFailure = false;
+
+    unsigned maxDepth = 0;
+    unsigned maxParts = 0;
+    unsigned maxFields = 0;
+    unsigned long long maxHeaderBytes = 0;
+    unsigned long long maxDecodedBytes = 0;
+
+    bool ownFiles = false;
+    explicit Switches(const ReadOptions& options) noexcept;
+    Switches() = default;
+};
+
 /// What a reading carries from step to step: its place in the text, its options, and what it has
 /// to report.
 class ReadState {
@@ -19,7 +66,7 @@ public:
 
     Cursor& cursor;
     AnsiStr& error;
-    const ReadOptions& options;
+    const Switches options;
 
     LineRules GetLineRules() const noexcept { return {options.lineFeeds, options.nuls}; }
 

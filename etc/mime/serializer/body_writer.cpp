@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kivgui/base64_kernel.h"
+#include "kivgui/utf8.h"
 #include "mime/encoding/body_encoding.h"
 #include "mime/encoding/quoted_printable.h"
 
@@ -64,7 +65,7 @@ public:
     /// does (`isLast`). @return false when writing failed.
     bool Write(const char*& next, const char* end, bool isLast) noexcept {
         if (!begun_) {
-            next = QuotedPrintable::SkipByteOrderMark({next, GetLeft(next, end)}).data();
+            next = KivGuiBase::SkipByteOrderMark({next, GetLeft(next, end)}).data();
             begun_ = true;
         }
         const size_t kept = isLast ? 0 : QuotedPrintable::kLookAhead;

@@ -1,12 +1,15 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
+#include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/text_builder.h"
-#include "mime/foundation/utf8_group.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::IsAscii;
+using KivGuiBase::MeasureUtf8Group;
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "kivgui/ascii.h"
 
-namespace MIME {
+namespace KivGuiBase {
 
 inline constexpr uint8_t kNoHexDigit = 0xFF;
 
@@ -14,9 +14,9 @@ inline constexpr std::array<uint8_t, 256> kHexValues = [] {
     std::array<uint8_t, 256> values{};
     values.fill(kNoHexDigit);
     for (uint8_t value = 0; value < 16; ++value) {
-        const char digit = KivGuiBase::kUpperHexDigits[value];
+        const char digit = kUpperHexDigits[value];
         values[static_cast<unsigned char>(digit)] = value;
-        values[static_cast<unsigned char>(KivGuiBase::ToLowerAscii(digit))] = value;
+        values[static_cast<unsigned char>(ToLowerAscii(digit))] = value;
     }
     return values;
 }();
@@ -27,14 +27,22 @@ constexpr unsigned GetHexValue(char c) noexcept {
 
 inline constexpr unsigned kHexEscapeLength = 3;
 
+/// Reads the two digits at `digits`. @return the byte, or a value above 0xFF when one is no digit.
+constexpr unsigned ReadHexPair(const char* digits) noexcept {
+    const unsigned high = GetHexValue(digits[0]);
+    const unsigned low = GetHexValue(digits[1]);
+    return (high | low) < 16 ? high << 4 | low : unsigned{kNoHexDigit} + 1;
+}
+
 /// Writes a byte as `mark` and two upper-case digits: "=" in quoted-printable and encoded words
-/// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the end.
+/// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the
+/// end.
 constexpr char* WriteHexEscape(char mark, char c, char* out) noexcept {
     const auto byte = static_cast<unsigned char>(c);
     out[0] = mark;
-    out[1] = KivGuiBase::kUpperHexDigits[byte >> 4];
-    out[2] = KivGuiBase::kUpperHexDigits[byte & 15];
+    out[1] = kUpperHexDigits[byte >> 4];
+    out[2] = kUpperHexDigits[byte & 15];
     return out + kHexEscapeLength;
 }
 
-}  // namespace MIME
+}  // namespace KivGuiBase
