@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
@@ -9,6 +10,7 @@
 namespace MIME {
 
 using KivGuiBase::IsAscii;
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -1,12 +1,13 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "mime/foundation/text_builder.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
 using KivGuiBase::Growth;
+using KivGuiBase::TextBuilder;
 
 bool MailboxParser::ToNext() noexcept {
     while (!rest_.empty()) {
