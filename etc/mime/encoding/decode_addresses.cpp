@@ -3,6 +3,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/quoted_string.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
@@ -10,6 +11,7 @@
 namespace MIME {
 
 using KivGuiBase::IsAscii;
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -1,11 +1,13 @@
 #include <new>
 #include <vector>
 
+#include "kivgui/text_builder.h"
 #include "mime/encoding/body_encoding.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 

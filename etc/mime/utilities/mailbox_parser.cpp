@@ -2,12 +2,13 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/quoted_string.h"
-#include "mime/foundation/text_builder.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
 using KivGuiBase::Growth;
+using KivGuiBase::TextBuilder;
 
 bool MailboxParser::ToNext() noexcept {
     while (!rest_.empty()) {
