@@ -13,6 +13,8 @@ install(TARGETS KIVMIME EXPORT KIVMIMETargets
 install(EXPORT KIVMIMETargets NAMESPACE KIVMIME:: DESTINATION ${KIVMIME_PACKAGE_DIR})
 
 install(FILES etc/mime/mime.h etc/mime/decoding.h etc/mime/read_options.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES etc/mime/encoding/transfer_encodings.inc
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/encoding)
 install(FILES etc/mime/parser/deviations.inc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/parser)
 install(FILES
   etc/mime/vocabulary/types.inc

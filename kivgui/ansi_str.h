@@ -181,4 +181,9 @@ private:
 
 KIV_EXPORT AnsiStr operator+(const AnsiStr& a, const AnsiStr& b) noexcept;
 
+/// The text up to its first NUL: what follows one is never written into a header.
+inline std::string_view GetCText(const AnsiStr& text) noexcept {
+    return text.GetStr();
+}
+
 }  // namespace KivGuiBase

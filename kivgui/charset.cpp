@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "kivgui/ascii.h"
 #include "kivgui/platform/platform.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 
 namespace KivGuiBase {
@@ -206,44 +206,30 @@ Name MakeSystemName(std::string_view name, std::string_view key) noexcept {
 
 // -------------------------------------------------------------------------------- converters --
 
-/// The text that converters write to.
+/// The text that converters write to, with the count of what they had to replace.
 class Output {
 public:
-    explicit Output(size_t room) noexcept {
-        isComplete_ = room <= AnsiStr::kMaxLength &&
-                      (room == 0 || text_.Alloc(static_cast<unsigned>(room)) != nullptr);
-    }
+    explicit Output(size_t room) noexcept : text_(room) {}
 
-    void Append(std::string_view piece) noexcept {
-        const unsigned before = text_.GetLength();
-        text_.Append(piece, Growth::spare);
-        isComplete_ = isComplete_ && text_.GetLength() - before == piece.size();
-    }
+    void Append(std::string_view piece) noexcept { text_.Append(piece); }
     void AppendMalformed() noexcept {
         ++replaced_;
-        Append(kReplacementCharacter);
+        text_.Append(kReplacementCharacter);
     }
-    /// Appends a code point; what is none is malformed.
-    void AppendCodePoint(uint32_t c) noexcept;
+    /// Appends a code point; a number that is none is malformed.
+    void AppendCodePoint(uint32_t c) noexcept {
+        char bytes[4];
+        const unsigned length = EncodeUtf8(c, bytes);
+        if (length == 0) return AppendMalformed();
+        text_.Append({bytes, length});
+    }
 
-    CharsetResult Finish() noexcept {
-        if (!isComplete_) text_ = AnsiStr();
-        text_.Shrink();
-        return {std::move(text_), true, replaced_};
-    }
+    CharsetResult Finish() noexcept { return {text_.Finish(), true, replaced_}; }
 
 private:
-    AnsiStr text_;
+    TextBuilder text_;
     uint64_t replaced_ = 0;
-    bool isComplete_ = true;
 };
-
-void Output::AppendCodePoint(uint32_t c) noexcept {
-    char bytes[4];
-    const unsigned length = EncodeUtf8(c, bytes);
-    if (length == 0) return AppendMalformed();
-    Append({bytes, length});
-}
 
 /// Length of the ASCII text at the start.
 size_t MeasureAscii(std::string_view bytes) noexcept {
@@ -254,7 +240,7 @@ size_t MeasureAscii(std::string_view bytes) noexcept {
         std::memcpy(words, bytes.data() + length, sizeof words);
         if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0) break;
     }
-    while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+    while (length < bytes.size() && IsAscii(bytes[length])) ++length;
     return length;
 }
 
@@ -265,7 +251,7 @@ size_t MeasureWellFormed(std::string_view bytes) noexcept {
         length += MeasureAscii(bytes.substr(length));
         // Letters above ASCII come in words, so the next one is tried before ASCII is again.
         unsigned character = 0;
-        while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) >= 0x80 &&
+        while (length < bytes.size() && !IsAscii(bytes[length]) &&
                (character = MeasureUtf8(bytes.substr(length))) != 0) {
             length += character;
         }
@@ -371,13 +357,10 @@ CharsetResult ConvertUnits(std::string_view bytes, Kind kind) noexcept {
 }
 
 CharsetResult ConvertBySystem(std::string_view bytes, const char* charset) noexcept {
-    CharsetResult result;
-    const Platform::Conversion done =
-        Platform::AppendAsUtf8(charset, bytes, result.text, result.replaced);
-    result.known = done != Platform::Conversion::unknownCharset;
-    if (done != Platform::Conversion::done) result.text = AnsiStr();
-    result.text.Shrink();
-    return result;
+    TextBuilder text;
+    uint64_t replaced = 0;
+    const bool known = Platform::AppendAsUtf8(charset, bytes, text, replaced);
+    return {text.Finish(), known, replaced};
 }
 
 /// Some senders put quotes around the name where none belong.

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "kivgui/ascii.h"
+#include "kivgui/quoted_string.h"
 
 namespace KivGuiBase {
 
@@ -93,34 +94,15 @@ AnsiStr CleanStr(const AnsiStr& text) noexcept {
     return trimmed.size() == text.GetLength() ? text : AnsiStr(trimmed);
 }
 
-namespace {
-
-/// Is the text a quoted-string from its first character to its last?
-bool IsQuotedString(std::string_view text) noexcept {
-    if (text.size() < 2 || text.front() != '"') return false;
-    for (size_t i = 1; i < text.size(); ++i) {
-        if (text[i] == '\\') {
-            ++i;
-        } else if (text[i] == '"') {
-            return i == text.size() - 1;
-        }
-    }
-    return false;
-}
-
-}  // namespace
-
 AnsiStr ExtendedUnQuote(const AnsiSubStr& text) noexcept {
-    std::string_view inside = text;
-    if (!IsQuotedString(inside)) return text;
-    inside = inside.substr(1, inside.size() - 2);
+    const std::string_view whole = text;
+    if (!whole.starts_with('"')) return text;
+    const auto [inside, length, isClosed] = ScanQuotedString(whole);
+    if (!isClosed || length != whole.size()) return text;
     if (inside.find('\\') == std::string_view::npos) return inside;
     AnsiStr plain;
     plain.Alloc(static_cast<unsigned>(inside.size()));
-    for (size_t i = 0; i < inside.size(); ++i) {
-        if (inside[i] == '\\') ++i;
-        plain.Append(inside[i], Growth::spare);
-    }
+    ForEachUnescaped(inside, [&plain](char c) { plain.Append(c, Growth::spare); });
     plain.Shrink();
     return plain;
 }

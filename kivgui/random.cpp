@@ -27,17 +27,13 @@ uint64_t DrawSeed() {
     return seed;
 }
 
-// SplitMix64: one addition and three mixing steps, every seed good.
 uint64_t NextPseudoRandom() {
     ThreadData& data = Platform::GetThreadData();
     if (!data.isSeeded) {
         data.pseudoRandomState = DrawSeed();
         data.isSeeded = true;
     }
-    uint64_t z = data.pseudoRandomState += 0x9E3779B97F4A7C15;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EB;
-    return z ^ (z >> 31);
+    return SplitMix64(data.pseudoRandomState);
 }
 
 }  // namespace

@@ -7,6 +7,15 @@
 
 namespace KivGuiBase {
 
+/// The next number of a sequence that starts with any value of `state`, the same on every system
+/// (SplitMix64: one addition and three mixing steps; every start is a good one).
+constexpr uint64_t SplitMix64(uint64_t& state) noexcept {
+    uint64_t z = state += 0x9E3779B97F4A7C15;
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EB;
+    return z ^ (z >> 31);
+}
+
 /// A pseudo-random number from `low` to `high` inclusive. Each thread has its own generator,
 /// seeded from the operating system. Not for secrets.
 KIV_EXPORT uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcept;
@@ -16,8 +25,9 @@ KIV_EXPORT uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcep
 /// fork starts with a fresh block. Ends the process when the system has no source of randomness.
 KIV_EXPORT void GetUnpredictableBytes(void* buffer, size_t size) noexcept;
 
-/// Replaces the source of GetUnpredictableBytes, for the whole process, by one that fills `size` bytes; null brings
-/// the system's back. For tests that compare what random numbers went into: boundaries, names.
+/// Replaces the source of GetUnpredictableBytes, for the whole process, by one that fills `size`
+/// bytes; null restores the system's. For tests that compare texts with random parts: boundaries,
+/// file names.
 KIV_EXPORT void SetRandomSource(void (*source)(void* buffer, size_t size)) noexcept;
 
 }  // namespace KivGuiBase

@@ -1,6 +1,7 @@
 #include "kivgui/token_iterator.h"
 
 #include "kivgui/ascii.h"
+#include "kivgui/quoted_string.h"
 
 namespace KivGuiBase {
 
@@ -8,14 +9,13 @@ namespace {
 
 /// Length of the token at the start of `text`, up to a separator outside quotes.
 size_t MeasureToken(std::string_view text, std::string_view separators) noexcept {
-    bool quoted = false;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '"') {
-            quoted = !quoted;
-        } else if (quoted && text[i] == '\\') {
-            ++i;
-        } else if (!quoted && separators.find(text[i]) != std::string_view::npos) {
-            return i;
+    for (size_t at = 0; at < text.size();) {
+        if (text[at] == '"') {
+            at += ScanQuotedString(text.substr(at)).length;
+        } else if (separators.find(text[at]) != std::string_view::npos) {
+            return at;
+        } else {
+            ++at;
         }
     }
     return text.size();

@@ -8,6 +8,7 @@
 #include "build_header_text.h"
 #include "failure.h"
 #include "kivgui/ascii.h"
+#include "kivgui/quoted_string.h"
 
 namespace Tool {
 
@@ -16,14 +17,6 @@ using MIME::MailboxParser;
 
 namespace {
 
-/// Where the quoted string at `at` ends; the end of the text when it is not closed.
-size_t SkipQuoted(std::string_view text, size_t at) {
-    for (++at; at < text.size() && text[at] != '"'; ++at) {
-        if (text[at] == '\\') ++at;
-    }
-    return std::min(at + 1, text.size());
-}
-
 /// Takes the first entry off a list, and the comma behind it. It ends where it ends for
 /// MailboxParser: at a comma outside of quotes and angle brackets, and quotes in the middle of
 /// bare words are none.
@@ -31,7 +24,7 @@ std::string_view TakeEntry(std::string_view& rest) {
     size_t at = 0;
     while (at < rest.size() && rest[at] != ',') {
         if (rest[at] == '"') {
-            at = SkipQuoted(rest, at);
+            at += KivGuiBase::ScanQuotedString(rest.substr(at)).length;
         } else if (rest[at] == '<') {
             at = std::min(rest.find('>', at), rest.size() - 1) + 1;
         } else if (KivGuiBase::IsSpaceAscii(rest[at])) {
@@ -61,8 +54,10 @@ bool IsDotAtom(std::string_view text) {
 
 /// A quoted-string as a local part, without white space.
 bool IsQuoted(std::string_view text) {
-    return text.size() > 2 && text.front() == '"' && SkipQuoted(text, 0) == text.size() &&
-           text.back() == '"' && std::all_of(text.begin(), text.end(), IsVisible);
+    if (!text.starts_with('"')) return false;
+    const KivGuiBase::QuotedString quoted = KivGuiBase::ScanQuotedString(text);
+    return quoted.isClosed && quoted.length == text.size() && !quoted.inside.empty() &&
+           std::all_of(text.begin(), text.end(), IsVisible);
 }
 
 bool IsDomainLiteral(std::string_view text) {

@@ -62,11 +62,8 @@ std::string GetContentType(const MIME::Part& message) {
 /// Without its header block nothing says how a body is encoded.
 void CheckHasPlainBody(const MIME::Part& message, const std::string& shown) {
     const MIME::TransferEncoding::keys encoding = message.info.transferEncoding;
-    if (!Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) return;
-    if (encoding != MIME::TransferEncoding::base64 &&
-        encoding != MIME::TransferEncoding::quoted_printable) {
-        return;
-    }
+    const bool isLeaf = Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf();
+    if (!isLeaf || MIME::TransferEncoding::IsIdentity(encoding)) return;
     const AnsiStr name = MIME::TransferEncoding::GetStr(encoding);
     throw Failure(shown, "the body is " + std::string(std::string_view(name)) +
                              ", and --body leaves out the field that says so");

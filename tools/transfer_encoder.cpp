@@ -4,6 +4,7 @@
 #include <string>
 
 #include "file_pieces.h"
+#include "kivgui/utf8.h"
 
 namespace Tool {
 
@@ -80,11 +81,10 @@ private:
 
     /// Encodes a line, or a part of one.
     void Encode(std::string_view bytes) {
-        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-        while (bytes.starts_with(kByteOrderMark)) {  // the library drops it
+        while (bytes.starts_with(KivGuiBase::kByteOrderMark)) {  // the library drops it
             take_("=EF=BB=BF");
             TakeSoftBreak();
-            bytes.remove_prefix(kByteOrderMark.size());
+            bytes.remove_prefix(KivGuiBase::kByteOrderMark.size());
         }
         if (bytes.empty()) return;
         const AnsiStr encoded =
@@ -114,6 +114,18 @@ private:
     std::string waiting_;
 };
 
+/// Passes a body on as it is.
+class IdentityEncoder {
+public:
+    IdentityEncoder(std::string_view /*lineEnd*/, const Take& take) : take_(take) {}
+
+    void Add(std::string_view piece) { take_(piece); }
+    void Finish() {}
+
+private:
+    const Take& take_;
+};
+
 template <class Encoder>
 void Encode(const MIME::Part& part, Encoder encoder) {
     ReadPieces(part.data.file, [&](std::string_view piece) { encoder.Add(piece); });
@@ -124,12 +136,10 @@ void Encode(const MIME::Part& part, Encoder encoder) {
 
 void EncodeBody(const MIME::Part& part, std::string_view lineEnd, const Take& take) {
     switch (part.info.transferEncoding) {
-        case MIME::TransferEncoding::base64:
-            return Encode(part, Base64Encoder(lineEnd, take));
-        case MIME::TransferEncoding::quoted_printable:
-            return Encode(part, QuotedPrintableEncoder(lineEnd, take));
-        default:
-            return ReadPieces(part.data.file, take);
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) \
+    case MIME::TransferEncoding::key:                        \
+        return Encode(part, codec##Encoder(lineEnd, take));
+#include <mime/encoding/transfer_encodings.inc>
     }
 }
 

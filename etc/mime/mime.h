@@ -169,9 +169,22 @@ public:
 
 /// Content transfer encodings (RFC 2045, 6).
 namespace TransferEncoding {
-enum keys : unsigned { base64, quoted_printable, bit7, bit8, binary };
-/// The text of Content-Transfer-Encoding; empty for a value that is none.
+enum keys : unsigned {
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) key,
+#include "mime/encoding/transfer_encodings.inc"
+};
+/// The value of Content-Transfer-Encoding; empty for a value that is none.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
+/// Returns true if an encoded body is the body itself; false for a value that is none.
+constexpr bool IsIdentity(keys encoding) noexcept {
+    switch (encoding) {
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) \
+    case key:                                                \
+        return isIdentity;
+#include "mime/encoding/transfer_encodings.inc"
+    }
+    return false;
+}
 }  // namespace TransferEncoding
 
 /// What the Content- fields of an entity say.

@@ -6,6 +6,7 @@
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/file_handle.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/thread_data.h"
 
 /// Every question that the library asks an operating system. Each back end answers all of them
@@ -67,15 +68,14 @@ ThreadData& GetThreadData() noexcept;
 /// that share one.
 void FreeThreadData() noexcept;
 
-enum class Conversion { done, unknownCharset, noMemory };
-
 /// Appends bytes of a charset as UTF-8. Each byte at which no character of the charset begins
-/// becomes U+FFFD and counts in `replaced`, and so do those of an unfinished character at the end.
-/// @param charset  letters, digits and "-_.:+()" only, NUL behind them; in the spelling that mail
+/// becomes U+FFFD and is counted in `replaced`, and so are the bytes of an unfinished character at
+/// the end. When memory runs out, `text` is incomplete.
+/// @param charset  letters, digits and "-_.:+()" only, NUL-terminated; in the spelling that mail
 ///                 prefers when there is one.
-/// @return unknownCharset, with nothing appended, when the system has no such charset.
-Conversion AppendAsUtf8(const char* charset, std::string_view bytes, AnsiStr& text,
-                        uint64_t& replaced) noexcept;
+/// @return false, with nothing appended, when the system has no such charset.
+bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text,
+                  uint64_t& replaced) noexcept;
 
 /// The system's text for a last-error code, without a line end; empty when it has none.
 AnsiStr GetErrorText(uint32_t code) noexcept;

@@ -4,14 +4,8 @@
 
 namespace MIME {
 
-/// Is a body written as it is (RFC 2045, 6.2)?
-constexpr bool IsIdentity(TransferEncoding::keys encoding) noexcept {
-    return encoding == TransferEncoding::bit7 || encoding == TransferEncoding::bit8 ||
-           encoding == TransferEncoding::binary;
-}
-
-/// Encodes a whole body as quoted-printable, or for any other encoding as base64 in lines of 76
-/// characters without a line end behind the last.
+/// Encodes a whole body, base64 in lines of 76 characters without a line end after the last. The
+/// encoding must be a known one.
 /// @return false when the text would pass AnsiStr::kMaxLength or memory runs out.
 bool EncodeBody(const char* data, unsigned size, TransferEncoding::keys encoding,
                 AnsiStr& text) noexcept;

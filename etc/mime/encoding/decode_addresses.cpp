@@ -2,6 +2,8 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/quoted_string.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
@@ -9,16 +11,14 @@
 namespace MIME {
 
 using KivGuiBase::IsAscii;
+using KivGuiBase::TextBuilder;
 
 namespace {
 
 /// Length of a quoted-string at the start of a text, quotes included; npos when it does not end.
 size_t MeasureQuoted(std::string_view text) noexcept {
-    for (size_t at = 1; at < text.size(); ++at) {
-        if (text[at] == '"') return at + 1;
-        if (text[at] == '\\') ++at;
-    }
-    return std::string_view::npos;
+    const KivGuiBase::QuotedString quoted = KivGuiBase::ScanQuotedString(text);
+    return quoted.isClosed ? quoted.length : std::string_view::npos;
 }
 
 /// The same for a comment, with those inside it.

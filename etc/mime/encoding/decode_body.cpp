@@ -3,11 +3,13 @@
 #include <new>
 #include <utility>
 
+#include "kivgui/text_builder.h"
 #include "mime/encoding/lenient_decoder.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 

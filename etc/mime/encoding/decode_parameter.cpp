@@ -6,6 +6,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/text_builder.h"
 #include "mime/encoding/decode_words.h"
 
 namespace MIME {
@@ -13,6 +14,7 @@ namespace MIME {
 using KivGuiBase::GetHexValue;
 using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::kNoHexDigit;
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -6,12 +6,14 @@
 #include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
 #include "kivgui/hex.h"
+#include "kivgui/text_builder.h"
 
 namespace MIME {
 
 using KivGuiBase::GetHexValue;
 using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::kNoHexDigit;
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "mime/encoding/lenient_decoder.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 /// Encoded words (RFC 2047), as the decoders of header values share them.

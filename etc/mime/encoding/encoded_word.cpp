@@ -2,9 +2,9 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -12,6 +12,7 @@ namespace MIME {
 using KivGuiBase::IsAscii;
 using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::MeasureUtf8Group;
+using KivGuiBase::TextBuilder;
 using KivGuiBase::WriteHexEscape;
 
 namespace {

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <string_view>
 
-#include "mime/foundation/text_builder.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 

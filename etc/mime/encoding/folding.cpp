@@ -1,12 +1,13 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "mime/foundation/text_builder.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -13,6 +13,7 @@ using KivGuiBase::IsAscii;
 using KivGuiBase::IsBlankAscii;
 using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::MeasureUtf8Group;
+using KivGuiBase::TextBuilder;
 using KivGuiBase::WriteHexEscape;
 
 namespace {

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "kivgui/base64_kernel.h"
 #include "kivgui/utf8.h"
@@ -12,12 +13,17 @@ namespace MIME {
 
 namespace {
 
-/// Encodes a body as base64 lines of 76 characters.
+/// Where a body comes from: `Data::content` or `Data::file`.
+enum class Source { content, file };
+
+// A writer takes a body in pieces and writes it encoded. `endsLine` is told, when all is written,
+// whether the boundary line may follow at once; see WriteBody.
+
+/// Base64 in lines of 76 characters. The last line of a file gets a CR LF of its own.
 class Base64Writer {
 public:
-    /// @param endsLastLine  the last line, too, gets its CR LF.
-    Base64Writer(FileAccess& out, bool endsLastLine) noexcept
-        : out_(out), endsLastLine_(endsLastLine) {}
+    Base64Writer(FileAccess& out, Source source, bool& /*endsLine*/) noexcept
+        : out_(out), endsLastLine_(source == Source::file) {}
 
     /// Takes the bytes that form whole lines; all of them when nothing follows (`isLast`).
     /// @return false when writing failed.
@@ -51,14 +57,13 @@ private:
     bool endsLastLine_;
 };
 
-/// Encodes a body as quoted-printable, as one call for the whole would.
+/// Quoted-printable, the same as one call for the whole body gives. A text from a file that is
+/// empty or ends with a line end needs no other before the boundary line; one from memory does.
 class QuotedPrintableWriter {
 public:
-    /// @param endsLine  tells, when all is written, whether the text ends with a line end, or is
-    ///                  empty and so stands behind one.
-    QuotedPrintableWriter(FileAccess& out, bool& endsLine) noexcept
-        : out_(out), endsLine_(endsLine) {
-        endsLine_ = true;
+    QuotedPrintableWriter(FileAccess& out, Source source, bool& endsLine) noexcept
+        : out_(out), isFile_(source == Source::file), endsLine_(endsLine) {
+        endsLine_ = isFile_;
     }
 
     /// Takes the bytes that make the same output lines whatever follows; all of them when nothing
@@ -76,7 +81,7 @@ public:
             while (GetLeft(next, end) > kept && used + QuotedPrintable::kLineRoom <= kRoom) {
                 used += QuotedPrintable::EncodeLine(next, end, room + used);
             }
-            endsLine_ = std::string_view(room, used).ends_with("\r\n");
+            endsLine_ = isFile_ && std::string_view(room, used).ends_with("\r\n");
             out_.Commit(used);
         }
         return true;
@@ -90,8 +95,25 @@ private:
     }
 
     FileAccess& out_;
+    bool isFile_;
     bool& endsLine_;
     bool begun_ = false;
+};
+
+/// The body as it is.
+class IdentityWriter {
+public:
+    IdentityWriter(FileAccess& out, Source /*source*/, bool& /*endsLine*/) noexcept : out_(out) {}
+
+    FileAccess& GetOutput() const noexcept { return out_; }
+
+    bool Write(const char*& next, const char* end, bool /*isLast*/) noexcept {
+        const char* const begin = std::exchange(next, end);
+        return out_.Write(begin, static_cast<size_t>(end - begin));
+    }
+
+private:
+    FileAccess& out_;
 };
 
 constexpr unsigned kReadSize = 0x10000;
@@ -119,7 +141,9 @@ bool EncodeFile(FileAccess& in, Writer writer) noexcept {
     return true;
 }
 
-bool CopyFile(FileAccess& in, FileAccess& out) noexcept {
+/// The same without a copy on the way: a disk file is read into the room of the output.
+bool EncodeFile(FileAccess& in, IdentityWriter writer) noexcept {
+    FileAccess& out = writer.GetOutput();
     if (in.IsMemoryView()) return out.Write(in.GetView().data(), in.GetView().size());
     for (unsigned got = 1; got != 0;) {
         char* room = out.GetWriteRoom(kReadSize);
@@ -129,45 +153,38 @@ bool CopyFile(FileAccess& in, FileAccess& out) noexcept {
     return true;
 }
 
-bool WriteFileBody(const Part& part, bool isEncoded, FileAccess& out, bool& endsLine) noexcept {
-    FileAccess in(part.data.file);
-    if (!in.OpenForReading()) return false;
-    if (isEncoded) return CopyFile(in, out);
-    switch (part.info.transferEncoding) {
-        case TransferEncoding::base64:
-            return EncodeFile(in, Base64Writer(out, true));
-        case TransferEncoding::quoted_printable:
-            return EncodeFile(in, QuotedPrintableWriter(out, endsLine));
-        default:
-            return in.IsMemoryView() && in.GetView().empty();
+template <class Writer>
+bool WriteWith(const Part& part, FileAccess& out, bool& endsLine) noexcept {
+    const AnsiStr& content = part.data.content;
+    if (!content.IsEmpty()) {
+        const char* next = content.GetStr();
+        return Writer(out, Source::content, endsLine).Write(next, next + content.GetLength(), true);
     }
+    if (part.data.file.IsEmpty()) return true;
+    FileAccess in(part.data.file);
+    return in.OpenForReading() && EncodeFile(in, Writer(out, Source::file, endsLine));
 }
 
-bool WriteContent(const Part& part, bool isEncoded, FileAccess& out) noexcept {
-    const AnsiStr& content = part.data.content;
-    if (isEncoded) return out.Write(content);
-    const char* next = content.GetStr();
-    const char* const end = next + content.GetLength();
-    switch (part.info.transferEncoding) {
-        case TransferEncoding::base64:
-            return Base64Writer(out, false).Write(next, end, true);
-        case TransferEncoding::quoted_printable: {
-            bool endsLine;  // does not count: the text is followed by a line end in any case
-            return QuotedPrintableWriter(out, endsLine).Write(next, end, true);
-        }
-        default:
-            return false;
-    }
+/// Without a known transfer encoding only an empty body can be written.
+bool IsEmptyBody(const Data& data) noexcept {
+    if (!data.content.IsEmpty()) return false;
+    if (data.file.IsEmpty()) return true;
+    FileAccess in(data.file);
+    return in.OpenForReading() && in.IsMemoryView() && in.GetView().empty();
 }
 
 }  // namespace
 
 bool WriteBody(const Part& part, FileAccess& out, bool& endsLine) noexcept {
     endsLine = false;
-    const TransferEncoding::keys encoding = part.info.transferEncoding;
-    const bool isEncoded = part.data.encoded || IsIdentity(encoding);
-    if (!part.data.content.IsEmpty()) return WriteContent(part, isEncoded, out);
-    return part.data.file.IsEmpty() || WriteFileBody(part, isEncoded, out, endsLine);
+    if (part.data.encoded) return WriteWith<IdentityWriter>(part, out, endsLine);
+    switch (part.info.transferEncoding) {
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) \
+    case TransferEncoding::key:                              \
+        return WriteWith<codec##Writer>(part, out, endsLine);
+#include "mime/encoding/transfer_encodings.inc"
+    }
+    return IsEmptyBody(part.data);
 }
 
 }  // namespace MIME

@@ -1,12 +1,14 @@
 #include <new>
 #include <vector>
 
+#include "kivgui/text_builder.h"
 #include "mime/foundation/file_access.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 #include "mime/serializer/body_writer.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -1,11 +1,13 @@
 #include <new>
 #include <vector>
 
+#include "kivgui/text_builder.h"
 #include "mime/encoding/body_encoding.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 
@@ -27,9 +29,9 @@ bool SetParameter(HeaderValue* field, const AnsiStr& name, const AnsiStr& value)
     return true;
 }
 
-/// A transfer encoding that is none is written as 8bit.
+/// A body whose transfer encoding is not a known one is written as 8bit.
 TransferEncoding::keys GetWrittenEncoding(TransferEncoding::keys encoding) noexcept {
-    return encoding > TransferEncoding::binary ? TransferEncoding::bit8 : encoding;
+    return TransferEncoding::GetStr(encoding).IsEmpty() ? TransferEncoding::bit8 : encoding;
 }
 
 /// Writes a tree into one text, with a stack of its own for the depth of the tree.

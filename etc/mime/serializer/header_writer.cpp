@@ -1,9 +1,11 @@
 #include <algorithm>
 
-#include "mime/foundation/text_builder.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+using KivGuiBase::TextBuilder;
 
 namespace {
 

@@ -1,12 +1,14 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "mime/foundation/text_builder.h"
+#include "kivgui/quoted_string.h"
+#include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
 using KivGuiBase::Growth;
+using KivGuiBase::TextBuilder;
 
 bool MailboxParser::ToNext() noexcept {
     while (!rest_.empty()) {
@@ -44,16 +46,10 @@ bool MailboxParser::ParseEntry() noexcept {
 bool MailboxParser::ParseName() noexcept {
     constexpr unsigned kUsualName = 64;
     if (!name.IsEmpty() || name.Alloc(kUsualName) == nullptr) return false;
-    for (rest_.remove_prefix(1); !rest_.empty(); rest_.remove_prefix(1)) {
-        if (rest_.front() == '"') {
-            rest_.remove_prefix(1);
-            return true;
-        }
-        if (rest_.front() == '\\') rest_.remove_prefix(1);
-        if (rest_.empty()) return false;
-        name.Append(rest_.front(), Growth::spare);
-    }
-    return false;
+    const KivGuiBase::QuotedString quoted = KivGuiBase::ScanQuotedString(rest_);
+    KivGuiBase::ForEachUnescaped(quoted.inside, [this](char c) { name.Append(c, Growth::spare); });
+    rest_.remove_prefix(quoted.length);
+    return quoted.isClosed;
 }
 
 bool MailboxParser::ParseAddress() noexcept {

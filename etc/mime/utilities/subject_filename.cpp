@@ -3,7 +3,6 @@
 #include "kivgui/ascii.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/text_builder.h"
 #include "mime/mime.h"
 
 namespace MIME {

@@ -25,6 +25,11 @@ constexpr std::string_view kHeaders[] = {
 #include "mime/vocabulary/headers.inc"
 };
 
+constexpr std::string_view kTransferEncodings[] = {
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) text,
+#include "mime/encoding/transfer_encodings.inc"
+};
+
 static_assert(std::size(kTypes) == 12);
 static_assert(std::size(kSubTypes) == 1503);
 static_assert(std::size(kHeaders) == 16);
@@ -72,6 +77,10 @@ AnsiStr SubType::GetStr(keys key) noexcept {
 
 AnsiStr Header::GetStr(keys key) noexcept {
     return TextOf(kHeaders, key);
+}
+
+AnsiStr TransferEncoding::GetStr(keys key) noexcept {
+    return TextOf(kTransferEncodings, key);
 }
 
 AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {

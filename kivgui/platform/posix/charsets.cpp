@@ -66,21 +66,21 @@ public:
 
     bool IsOpen() const noexcept { return Platform::IsOpen(handle_); }
 
-    /// Converts from the start of `bytes`, as far as they are well-formed.
+    /// Converts from the start of `bytes` as far as they are well-formed, and removes those.
     /// @return 0, or the error number that stopped it.
-    int Convert(std::string_view& bytes, AnsiStr& text, bool& complete) noexcept {
+    int Convert(std::string_view& bytes, TextBuilder& text) noexcept {
         char* in = const_cast<char*>(bytes.data());  // the interface is older than const
         size_t left = bytes.size();
-        const int error = Run(&in, &left, text, complete);
+        const int error = Run(&in, &left, text);
         bytes.remove_prefix(bytes.size() - left);
         return error;
     }
 
-    /// Writes what the conversion keeps back.
-    void Flush(AnsiStr& text, bool& complete) noexcept { Run(nullptr, nullptr, text, complete); }
+    /// Writes what the conversion has held back.
+    void Flush(TextBuilder& text) noexcept { Run(nullptr, nullptr, text); }
 
 private:
-    int Run(char** in, size_t* left, AnsiStr& text, bool& complete) noexcept {
+    int Run(char** in, size_t* left, TextBuilder& text) noexcept {
         for (;;) {
             char buffer[0x1000];
             char* out = buffer;
@@ -88,11 +88,9 @@ private:
             const bool failed = iconv(handle_, in, left, &out, &room) == static_cast<size_t>(-1);
             const int error = failed ? errno : 0;
             const auto written = static_cast<size_t>(out - buffer);
-            const unsigned before = text.GetLength();
-            text.Append(std::string_view(buffer, written), Growth::spare);
-            complete = complete && text.GetLength() - before == written;
+            text.Append({buffer, written});
             // A conversion that asks for room and uses none would ask for ever.
-            if (error != E2BIG || written == 0 || !complete) return error;
+            if (error != E2BIG || written == 0 || !text.IsComplete()) return error;
         }
     }
 
@@ -101,24 +99,25 @@ private:
 
 }  // namespace
 
-Conversion AppendAsUtf8(const char* charset, std::string_view bytes, AnsiStr& text,
-                        uint64_t& replaced) noexcept {
+bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text,
+                  uint64_t& replaced) noexcept {
     Converter converter(charset);
     if (!converter.IsOpen()) {
-        return errno == ENOMEM ? Conversion::noMemory : Conversion::unknownCharset;
+        if (errno != ENOMEM) return false;
+        text.Abandon();
+        return true;
     }
-    bool complete = true;
-    while (!bytes.empty() && complete) {
-        const int error = converter.Convert(bytes, text, complete);
+    while (!bytes.empty() && text.IsComplete()) {
+        const int error = converter.Convert(bytes, text);
         if (error == 0) break;
         // No flush here: it would also end the shifted state that the next bytes are in.
         ++replaced;
-        text.Append(kReplacementCharacter, Growth::spare);
+        text.Append(kReplacementCharacter);
         if (error == EINVAL || bytes.empty()) break;  // an unfinished character at the end
         bytes.remove_prefix(1);
     }
-    converter.Flush(text, complete);
-    return complete ? Conversion::done : Conversion::noMemory;
+    converter.Flush(text);
+    return true;
 }
 
 }  // namespace KivGuiBase::Platform

@@ -25,15 +25,10 @@ constexpr CodePage kCodePages[] = {
     {"utf-7", 65000},
 };
 
-bool IsEqual(std::string_view a, std::string_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return ToLowerAscii(x) == ToLowerAscii(y); });
-}
-
-/// The number behind a prefix; 0 when the name has another form.
+/// The number after a prefix; 0 when the name has another form.
 unsigned ReadNumber(std::string_view name, std::string_view prefix) noexcept {
     unsigned number = 0;
-    if (!IsEqual(name.substr(0, prefix.size()), prefix)) return 0;
+    if (!StartsWithCaseless(name, prefix)) return 0;
     name.remove_prefix(prefix.size());
     const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
     return read.ec == std::errc() && read.ptr == name.data() + name.size() ? number : 0;
@@ -44,7 +39,7 @@ unsigned FindCodePage(std::string_view name) noexcept {
     constexpr unsigned kIso8859 = 28590;
     unsigned number = 0;
     for (const CodePage& row : kCodePages) {
-        if (IsEqual(row.name, name)) number = row.number;
+        if (EqualsCaseless(row.name, name)) number = row.number;
     }
     if (number == 0) number = ReadNumber(name, "cp");
     if (number == 0) number = ReadNumber(name, "ibm");
@@ -67,17 +62,10 @@ constexpr bool IsStateful(unsigned codePage) noexcept {
            (codePage >= 57002 && codePage <= 57011);
 }
 
-bool AppendWide(std::wstring_view wide, AnsiStr& text) noexcept {
+void AppendWide(std::wstring_view wide, TextBuilder& text) noexcept {
     const AnsiStr converted = ToUtf8(wide);
-    const unsigned before = text.GetLength();
-    text.Append(converted, Growth::spare);
-    return !converted.IsEmpty() && text.GetLength() - before == converted.GetLength();
-}
-
-bool AppendReplacement(AnsiStr& text) noexcept {
-    const unsigned before = text.GetLength();
-    text.Append(kReplacementCharacter, Growth::spare);
-    return text.GetLength() != before;
+    if (converted.IsEmpty()) return text.Abandon();
+    text.Append(converted);
 }
 
 /// Converts bytes that make at most as many UTF-16 units; 0 when they are malformed.
@@ -88,10 +76,10 @@ int Convert(unsigned codePage, std::string_view bytes, wchar_t* wide, int room) 
 }
 
 /// Converts a text that is not well-formed character by character.
-bool AppendCharacters(unsigned codePage, std::string_view bytes, AnsiStr& text,
+void AppendCharacters(unsigned codePage, std::string_view bytes, TextBuilder& text,
                       uint64_t& replaced) noexcept {
     constexpr size_t kMaxCharacter = 4;
-    while (!bytes.empty()) {
+    while (!bytes.empty() && text.IsComplete()) {
         wchar_t wide[2 * kMaxCharacter];
         size_t length = 1;
         int units = 0;
@@ -99,34 +87,39 @@ bool AppendCharacters(unsigned codePage, std::string_view bytes, AnsiStr& text,
             units = Convert(codePage, bytes.substr(0, length), wide, 2 * kMaxCharacter);
             if (units != 0) break;
         }
-        if (units == 0) {
+        if (units != 0) {
+            AppendWide({wide, static_cast<size_t>(units)}, text);
+        } else {
             length = 1;
             ++replaced;
+            text.Append(kReplacementCharacter);
         }
-        const bool appended = units != 0 ? AppendWide({wide, static_cast<size_t>(units)}, text)
-                                         : AppendReplacement(text);
-        if (!appended) return false;
         bytes.remove_prefix(length);
     }
-    return true;
 }
 
 }  // namespace
 
-Conversion AppendAsUtf8(const char* charset, std::string_view bytes, AnsiStr& text,
-                        uint64_t& replaced) noexcept {
+bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text,
+                  uint64_t& replaced) noexcept {
     const unsigned codePage = FindCodePage(charset);
-    if (codePage == 0) return Conversion::unknownCharset;
-    if (bytes.empty()) return Conversion::done;
+    if (codePage == 0) return false;
+    if (bytes.empty()) return true;
     constexpr size_t kMostBytes = 0x3FFFFFFF;
-    if (bytes.size() > kMostBytes) return Conversion::noMemory;
     const size_t room = 2 * bytes.size();
-    const std::unique_ptr<wchar_t[]> wide(new (std::nothrow) wchar_t[room]);
-    if (wide == nullptr) return Conversion::noMemory;
+    const std::unique_ptr<wchar_t[]> wide(
+        bytes.size() <= kMostBytes ? new (std::nothrow) wchar_t[room] : nullptr);
+    if (wide == nullptr) {
+        text.Abandon();
+        return true;
+    }
     const int units = Convert(codePage, bytes, wide.get(), static_cast<int>(room));
-    const bool appended = units != 0 ? AppendWide({wide.get(), static_cast<size_t>(units)}, text)
-                                     : AppendCharacters(codePage, bytes, text, replaced);
-    return appended ? Conversion::done : Conversion::noMemory;
+    if (units != 0) {
+        AppendWide({wide.get(), static_cast<size_t>(units)}, text);
+    } else {
+        AppendCharacters(codePage, bytes, text, replaced);
+    }
+    return true;
 }
 
 }  // namespace KivGuiBase::Platform

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
+#include <utility>
 
-#include "kivgui/kivgui.h"
+#include "kivgui/ansi_str.h"
 
-namespace MIME {
+namespace KivGuiBase {
 
 /// Builds a text piece by piece, with spare room while it grows and none when it is done. A text
 /// that cannot be completed, because it would pass 32 bits or memory runs out, comes out empty
@@ -12,35 +14,35 @@ namespace MIME {
 class TextBuilder {
 public:
     /// @param room  characters to reserve at first.
-    explicit TextBuilder(unsigned room = 0) noexcept {
-        if (room != 0) isComplete_ = text_.Alloc(room) != nullptr;
+    explicit TextBuilder(size_t room = 0) noexcept {
+        isComplete_ = room <= AnsiStr::kMaxLength &&
+                      (room == 0 || text_.Alloc(static_cast<unsigned>(room)) != nullptr);
     }
 
     void Append(std::string_view piece) noexcept {
         const unsigned before = text_.GetLength();
-        text_.Append(piece, KivGuiBase::Growth::spare);
+        text_.Append(piece, Growth::spare);
         isComplete_ = isComplete_ && text_.GetLength() - before == piece.size();
     }
     void Append(char c) noexcept { Append(std::string_view(&c, 1)); }
+    /// Gives the text up: it comes out empty.
+    void Abandon() noexcept { isComplete_ = false; }
 
     bool IsEmpty() const noexcept { return text_.IsEmpty(); }
+    /// Returns false once a piece is missing or the text was given up.
+    bool IsComplete() const noexcept { return isComplete_; }
 
     /// Hands the text out; the builder is then empty.
-    KivGuiBase::AnsiStr Finish() noexcept {
-        KivGuiBase::AnsiStr text = std::move(text_);
+    AnsiStr Finish() noexcept {
+        AnsiStr text = std::move(text_);
         if (!isComplete_) return {};
         text.Shrink();
         return text;
     }
 
 private:
-    KivGuiBase::AnsiStr text_;
+    AnsiStr text_;
     bool isComplete_ = true;
 };
 
-/// The text up to its first NUL: what is behind one is never written into a header.
-inline std::string_view GetCText(const KivGuiBase::AnsiStr& text) noexcept {
-    return text.GetStr();
-}
-
-}  // namespace MIME
+}  // namespace KivGuiBase
