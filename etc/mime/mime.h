@@ -141,6 +141,12 @@ public:
     /// The entry of a well-known field.
     Node* FindOrInsert(Header::keys key) noexcept { return FindOrInsert(Header::GetStr(key)); }
 
+    /// The value of a parameter, as the field has it; empty when the field or the parameter is
+    /// missing. Never inserts. Any number of threads, as long as nobody changes the map.
+    ///
+    ///   const AnsiStr charset = part.headers.GetParameter("Content-Type", "charset");
+    AnsiStr GetParameter(const AnsiStr& field, const AnsiStr& parameter) const noexcept;
+
     /// Takes over every field of `source` with its value and exactly its parameters; fields of
     /// other names stay. Copying a map into itself changes nothing.
     /// @return false when memory runs out before all are copied.

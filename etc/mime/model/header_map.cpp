@@ -14,4 +14,11 @@ bool HeaderMap::CopyFrom(const HeaderMap& source) noexcept {
     return true;
 }
 
+AnsiStr HeaderMap::GetParameter(const AnsiStr& field, const AnsiStr& parameter) const noexcept {
+    const Node* const node = Find(field);
+    const ParameterMap::Node* const found =
+        node != nullptr ? node->value.parameters.Find(parameter) : nullptr;
+    return found != nullptr ? found->value.value : AnsiStr();
+}
+
 }  // namespace MIME

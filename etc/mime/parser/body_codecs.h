@@ -3,6 +3,7 @@
 #include <memory>
 #include <string_view>
 
+#include "mime/mime.h"
 #include "mime/parser/delimiters.h"
 #include "mime/parser/reading.h"
 

@@ -14,7 +14,6 @@
 #include <utility>
 
 #include "kivgui/convert.h"
-#include "mime/encoding/body_encoding.h"
 #include "mime/parser/messages.h"
 
 namespace MIME {
@@ -200,7 +199,7 @@ bool Scanner::ReadBody() {
     AnsiStr contentLength;
     BodyCodec* const codec = builder_.BeginBody(contentLength);
     if (codec == nullptr) return false;
-    const bool isIdentity = IsIdentity(shape_.encoding);
+    const bool isIdentity = TransferEncoding::IsIdentity(shape_.encoding);
     delimiters_->BeginBody(isIdentity);
     const bool isComplete = isIdentity ? CopyRawBody(*codec, contentLength)
                                        : TakeBody(*codec, *delimiters_, reading_);

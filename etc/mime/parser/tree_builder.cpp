@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "kivgui/ascii.h"
 #include "kivgui/convert.h"
 #include "kivgui/utf8.h"
 #include "mime/parser/messages.h"
