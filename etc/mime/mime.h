@@ -2,7 +2,14 @@
 
 #include <string_view>
 
-#include "kivgui/kivgui.h"
+#include "kivgui/ansi_str.h"
+#include "kivgui/ansi_sub_str.h"
+#include "kivgui/blob.h"
+#include "kivgui/export.h"
+#include "kivgui/file.h"
+#include "kivgui/memory_file.h"
+#include "kivgui/shared_array.h"
+#include "kivgui/skip_list_map.h"
 #include "mime/decoding.h"
 #include "mime/read_options.h"
 
@@ -140,6 +147,12 @@ public:
     using SkipListMap::FindOrInsert;
     /// The entry of a well-known field.
     Node* FindOrInsert(Header::keys key) noexcept { return FindOrInsert(Header::GetStr(key)); }
+
+    /// The value of a parameter, as the field has it; empty when the field or the parameter is
+    /// missing. Never inserts. Any number of threads, as long as nobody changes the map.
+    ///
+    ///   const AnsiStr charset = part.headers.GetParameter("Content-Type", "charset");
+    AnsiStr GetParameter(const AnsiStr& field, const AnsiStr& parameter) const noexcept;
 
     /// Takes over every field of `source` with its value and exactly its parameters; fields of
     /// other names stay. Copying a map into itself changes nothing.

@@ -1,4 +1,9 @@
 #include "mime/foundation/lock_guard.h"
+#include "kivgui/clock.h"
+#include "kivgui/convert.h"
+#include "kivgui/event.h"
+#include "kivgui/lock.h"
+#include "kivgui/val.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "kivgui/kivgui.h"
+#include "kivgui/event.h"
+#include "kivgui/lock.h"
 
 namespace MIME {
 

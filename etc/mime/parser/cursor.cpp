@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "mime/foundation/line_search.h"
+#include "mime/foundation/text_search.h"
 
 namespace MIME {
 

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "kivgui/kivgui.h"
-#include "mime/foundation/text_finder.h"
+#include "mime/foundation/text_search.h"
 #include "mime/parser/cursor.h"
 
 namespace MIME {

@@ -1,13 +1,21 @@
-#include "leftovers.h"
+#include "temporary.h"
 
 #include <filesystem>
 #include <mutex>
 #include <system_error>
 #include <unordered_set>
 
-#include "paths.h"
+#include "files.h"
+#include "output.h"
+#include "platform/system.h"
 
-namespace Tool::Leftovers {
+// One mutex serialises all changes of the list with the creation and removal of what is on it. An
+// interrupt is handled on a thread of its own, so a file is either on the list or does not exist
+// yet when that thread removes everything.
+
+namespace Tool {
+
+namespace Leftovers {
 
 namespace {
 
@@ -24,14 +32,14 @@ List& GetList() {
 
 void Remove(std::filesystem::path path) {
     std::error_code ignored;
-    // Another thread may be making files in the folder. Under its new name it finds none.
+    // Another thread may be making files in the folder. Renaming the folder first stops that.
     if (std::filesystem::is_directory(path, ignored)) {
         std::filesystem::path gone = path;
         gone += ".gone";
         std::filesystem::rename(path, gone, ignored);
         if (!ignored) path = gone;
     }
-    // A file that was being made at that moment may appear behind the back of the first try.
+    // A file that was being made at that moment may still appear during the first try.
     constexpr int kTries = 5;
     for (int i = 0; i < kTries; ++i) {
         std::filesystem::remove_all(path, ignored);
@@ -70,4 +78,16 @@ void RemoveAllForGood() {
     RemovePaths(list);
 }
 
-}  // namespace Tool::Leftovers
+}  // namespace Leftovers
+
+WorkFolder::WorkFolder() {
+    try {
+        System::OnInterrupt(Leftovers::RemoveAllForGood);
+        Leftovers::Add([this] { return path_ = System::MakeTemporaryFolder(); });
+        System::SetTemporaryFolder(path_);
+    } catch (const std::system_error& error) {
+        throw Failure("folder for temporary files", error.what());
+    }
+}
+
+}  // namespace Tool
