@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "kivgui/convert.h"
+#include "kivgui/host/host.h"
 #include "mime/foundation/lazy_table.h"
 
 namespace MIME {

@@ -4,15 +4,17 @@
 #include <new>
 #include <string_view>
 
+#include "kivgui/ansi_str.h"
+#include "kivgui/export.h"
+#include "kivgui/host/val.h"
 #include "kivgui/shared_array.h"
 
 namespace KivGuiBase {
 
 /// A small hash map from strings to values that keeps the order in which keys were first set.
 ///
-/// A handle to a shared body; a shared body is cloned before it changes. Allocation failures
-/// lose the entry being set and nothing else.
-/// `Argument` is the type in which values are handed in.
+/// A handle to a shared body, which is cloned before it changes. A failed allocation loses the
+/// entry that is being set and nothing else. `Argument` is the type in which values are passed in.
 template <class Key, class Value, class Argument, unsigned kBuckets>
 class KVMap {
 public:
@@ -21,8 +23,8 @@ public:
     const Key& GetKey(unsigned index) const noexcept { return body_->keys[index]; }
     const Value& GetValue(unsigned index) const noexcept { return body_->values[index]; }
 
-    /// Sets the value of a key: replaces the one that is there, keeping the key's place, or
-    /// appends a new entry.
+    /// Sets the value of a key: replaces the one that is there, which keeps its place, or appends
+    /// a new entry.
     void Set(const Key& key, const Argument& value) noexcept {
         if (!MakeUnshared()) return;
         SharedArray<unsigned>& bucket = body_->buckets[Hash(key) % kBuckets];
@@ -71,5 +73,25 @@ private:
 
     std::shared_ptr<Body> body_;
 };
+
+/// The details of an event, in the order in which they were set.
+using EventDetails = KVMap<AnsiStr, Val, Val, 13>;
+
+enum class ReportEventType : unsigned { warning = 2 };
+enum class ReportEventCategory : unsigned { performance = 7 };
+
+/// What a host does with events. It is called on the thread that reports, while no lock of the
+/// library is held. @return true when the event was accepted.
+using EventHandler = bool (*)(const AnsiStr& source, unsigned id, const AnsiStr& text,
+                              const EventDetails& details, ReportEventType type,
+                              ReportEventCategory category);
+
+/// Installs the process's event handler; null removes it. Any thread.
+KIV_EXPORT void SetEventHandler(EventHandler handler) noexcept;
+
+/// Passes an event to the handler. @return its result, false when there is none.
+KIV_EXPORT bool ReportEventA(const AnsiStr& source, unsigned id, const AnsiStr& text,
+                             const EventDetails& details, ReportEventType type,
+                             ReportEventCategory category);
 
 }  // namespace KivGuiBase

@@ -1,4 +1,4 @@
-#include "kivgui/event.h"
+#include "kivgui/host/event.h"
 
 #include <atomic>
 

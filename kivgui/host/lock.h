@@ -8,7 +8,20 @@
 #include "kivgui/export.h"
 #include "kivgui/skip_list_map.h"
 
+// The lock under which static tables are built, its statistics, and the clock that times it.
+
 namespace KivGuiBase {
+
+/// The tick count of a clock that only runs forward; never 0.
+KIV_EXPORT uint64_t GetHighResolutionClockTicks() noexcept;
+/// The ticks since `start`.
+KIV_EXPORT uint64_t GetHighResolutionClockTicks(uint64_t start) noexcept;
+/// Converts a number of ticks: 1000 units per second gives whole milliseconds, rounded down.
+KIV_EXPORT uint64_t GetHighResolutionTime(uint64_t ticks, unsigned unitsPerSecond) noexcept;
+
+/// Replaces the clock for the whole process; null restores the real one. The source counts
+/// nanoseconds. For tests of what depends on time.
+KIV_EXPORT void SetClockSource(uint64_t (*source)()) noexcept;
 
 /// What a lock knows about one place that takes it. Counters change only under that lock.
 struct LockSiteStatistics {
@@ -29,7 +42,7 @@ public:
 };
 
 /// A re-entrant lock with timing statistics. It is data only: whoever takes it (the lock guard)
-/// keeps the numbers. All members but `owner` and `sites` belong to the owning thread.
+/// updates the numbers. All members but `owner` and `sites` belong to the owning thread.
 struct TimedCriticalSection {
     AnsiStr name;
     uint64_t contendedCount = 0;
@@ -51,11 +64,11 @@ struct TimedCriticalSection {
 /// The one lock of the process under which static tables are built.
 KIV_EXPORT TimedCriticalSection& GetLazyStaticLock() noexcept;
 
-/// Ends that lock, with its statistics, when the module ends; nobody holds it. A call of
+/// Destroys that lock, with its statistics, when the module ends; nobody may hold it. A call of
 /// GetLazyStaticLock after that makes a new one.
 void ResetLazyStaticLock() noexcept;
 
-/// Guard the creation of site records, of every lock.
+/// Guard the creation of site records, for all locks.
 KIV_EXPORT void EnterTimingData() noexcept;
 KIV_EXPORT void LeaveTimingData() noexcept;
 

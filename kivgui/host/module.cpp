@@ -1,11 +1,10 @@
-#include "kivgui/initializer.h"
+#include "kivgui/host/module.h"
 
 #include <atomic>
 #include <mutex>
 
-#include "kivgui/lock.h"
+#include "kivgui/host/lock.h"
 #include "kivgui/platform/platform.h"
-#include "kivgui/trace.h"
 
 namespace KivGuiBase {
 
@@ -22,11 +21,9 @@ std::recursive_mutex& GetInitSection() {
 
 BaseInitializer::BaseInitializer() noexcept {
     ++initializerCount;
-    KivGuiTrace::Record("BaseInitializer");
 }
 
 BaseInitializer::~BaseInitializer() {
-    KivGuiTrace::Record("~BaseInitializer");
     if (--initializerCount != 0) return;
     ResetLazyStaticLock();
     Platform::FreeThreadData();
@@ -34,11 +31,9 @@ BaseInitializer::~BaseInitializer() {
 
 void EnterInitSection() noexcept {
     GetInitSection().lock();
-    KivGuiTrace::Record("EnterInitSection");
 }
 
 void LeaveInitSection() noexcept {
-    KivGuiTrace::Record("LeaveInitSection");
     GetInitSection().unlock();
 }
 

@@ -1,4 +1,4 @@
-#include "kivgui/val.h"
+#include "kivgui/host/val.h"
 
 #include <new>
 

@@ -1,5 +1,6 @@
-#include "kivgui/lock.h"
+#include "kivgui/host/lock.h"
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -11,14 +12,24 @@ namespace KivGuiBase {
 
 namespace {
 
+constexpr uint64_t kTicksPerSecond = 1'000'000'000;
+
+std::atomic<uint64_t (*)()> clockSource{nullptr};
+
+uint64_t GetSteadyNanoseconds() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    // A tick count of 0 stands for "not timed".
+    return static_cast<uint64_t>(std::chrono::nanoseconds(now).count()) | 1;
+}
+
 std::atomic<uint64_t> unknownThresholdMs{0};
 
 // Made on first use, and without a destructor that runs by itself: tables may be asked for while
-// statics are torn down. Guarded by the lock for timing data.
+// static objects are destroyed. Guarded by the lock for timing data.
 constinit TimedCriticalSection* lazyStaticLock = nullptr;
 
-// Spins: it is held for one search in a map. A std::mutex of some systems has a constructor and a
-// destructor to run, and this is needed before and after those.
+// A spin lock: it is held for one search in a map. On some systems a std::mutex has a constructor
+// and a destructor to run, and this one is needed before and after those.
 constinit std::atomic<bool> isTimingDataTaken{false};
 
 struct TimingDataGuard {
@@ -29,6 +40,25 @@ struct TimingDataGuard {
 };
 
 }  // namespace
+
+uint64_t GetHighResolutionClockTicks() noexcept {
+    const auto source = clockSource.load(std::memory_order_relaxed);
+    return source != nullptr ? source() : GetSteadyNanoseconds();
+}
+
+uint64_t GetHighResolutionClockTicks(uint64_t start) noexcept {
+    return GetHighResolutionClockTicks() - start;
+}
+
+uint64_t GetHighResolutionTime(uint64_t ticks, unsigned unitsPerSecond) noexcept {
+    const uint64_t seconds = ticks / kTicksPerSecond;
+    const uint64_t rest = ticks % kTicksPerSecond;
+    return seconds * unitsPerSecond + rest * unitsPerSecond / kTicksPerSecond;
+}
+
+void SetClockSource(uint64_t (*source)()) noexcept {
+    clockSource.store(source, std::memory_order_relaxed);
+}
 
 LockSiteMap::~LockSiteMap() {
     for (Node& site : *this) delete site.value;
