@@ -4,7 +4,6 @@
 // system. Namespace KivGuiBase. What the library itself needs little of is in kivgui/host/.
 
 #include "kivgui/ansi_str.h"
-#include "kivgui/ansi_sub_str.h"
 #include "kivgui/blob.h"
 #include "kivgui/charset.h"
 #include "kivgui/convert.h"

@@ -2,8 +2,7 @@
 
 namespace KivGuiBase::Platform {
 
-/// Sets the library's last-error code to the one that the system's last call left in the calling
-/// thread: both count with the same numbers.
+/// Sets the library's last-error code to the one that stands for `errno`.
 /// @return false, for the caller to return.
 bool FailWithSystemError() noexcept;
 

@@ -1,12 +1,14 @@
 #include "kivgui/platform/windows/system.h"
 
+#include <bcrypt.h>
+#include <algorithm>
 #include <atomic>
 
 #include "kivgui/platform/platform.h"
 
-// No thread_local here: what the compiler makes of it loses the memory of all threads that live on
-// when the module is unloaded, and one of the process's 1,088 places for it at every load. The
-// system's fiber storage gives both back.
+// Data of threads. There is no thread_local here: the compiler's implementation leaks the memory of
+// every thread that outlives the module, and one of the process's 1,088 thread-local places at each
+// load. The system's fiber storage gives both back.
 
 namespace KivGuiBase::Platform {
 
@@ -37,6 +39,26 @@ ThreadData* MakeThreadData(DWORD index) noexcept {
 }
 
 }  // namespace
+
+bool FillRandom(void* buffer, size_t size) noexcept {
+    constexpr size_t kMaxRequest = 0x40000000;  // a request's size has 32 bits
+    auto* next = static_cast<unsigned char*>(buffer);
+    while (size > 0) {
+        const size_t part = std::min(size, kMaxRequest);
+        if (BCryptGenRandom(nullptr, next, static_cast<ULONG>(part),
+                            BCRYPT_USE_SYSTEM_PREFERRED_RNG) < 0) {
+            SetLastError(kErrorGeneralFailure);
+            return false;
+        }
+        next += part;
+        size -= part;
+    }
+    return true;
+}
+
+uint64_t GetProcessGeneration() noexcept {
+    return 1;
+}
 
 ThreadData& GetThreadData() noexcept {
     static constinit ThreadData lastResort{};    // without memory, or after the module's end

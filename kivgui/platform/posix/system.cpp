@@ -1,6 +1,8 @@
-#include "kivgui/platform/posix/errors.h"
+#include "kivgui/platform/posix/system.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "kivgui/platform/platform.h"
 
@@ -73,11 +75,12 @@ constexpr Text kTexts[] = {
 
 }  // namespace
 
-void SetLastErrorFromErrno(int error) noexcept {
-    for (const Row& row : kCodes) {
-        if (row.error == error) return SetLastError(row.code);
-    }
-    SetLastError(kErrorGeneralFailure);
+bool FailWithSystemError() noexcept {
+    const int error = errno;
+    const Row* row = std::find_if(std::begin(kCodes), std::end(kCodes),
+                                  [error](const Row& known) { return known.error == error; });
+    SetLastError(row != std::end(kCodes) ? row->code : uint32_t{kErrorGeneralFailure});
+    return false;
 }
 
 AnsiStr GetErrorText(uint32_t code) noexcept {
