@@ -3,7 +3,6 @@
 #include <string_view>
 
 #include "kivgui/ansi_str.h"
-#include "kivgui/ansi_sub_str.h"
 #include "kivgui/blob.h"
 #include "kivgui/export.h"
 #include "kivgui/file.h"

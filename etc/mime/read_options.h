@@ -112,7 +112,7 @@ public:
     const AnsiStr& GetText() const noexcept { return text_; }
 
 private:
-    friend class HeaderSource;
+    friend class TreeBuilder;
     struct Place {
         unsigned name, nameEnd, value, valueEnd;
     };

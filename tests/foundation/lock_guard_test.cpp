@@ -1,9 +1,5 @@
 #include "mime/foundation/lock_guard.h"
-#include "kivgui/clock.h"
 #include "kivgui/convert.h"
-#include "kivgui/event.h"
-#include "kivgui/lock.h"
-#include "kivgui/val.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kivgui/convert.h"
+#include "kivgui/host/host.h"
 #include "mime/foundation/lazy_table.h"
 
 namespace MIME {

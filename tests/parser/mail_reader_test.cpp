@@ -208,21 +208,7 @@ TEST(MailReaderTest, ReadsFields) {
     for (const Case& c : cases) {
         MailReading got(c.header + "\n");
         ASSERT_TRUE(got.read) << c.why << ": " << got.error;
-        std::string fields = ShowFields(got.part.headers);
-        // Fields that the reader asks for and adds without a value are not what is tested.
-        for (const char* added :
-             {"Content-Disposition=; filename=", "Content-Disposition=", "Content-ID=",
-              "Content-Length=", "Content-Transfer-Encoding=", "Content-Type="}) {
-            for (const std::string& seen : {"|"s + added, added + "|"s}) {
-                const size_t at = fields.find(seen);
-                if (at == std::string::npos) continue;
-                const size_t end = at + seen.size();
-                const bool isWhole =
-                    seen.back() == '|' || end == fields.size() || fields[end] == '|';
-                if (isWhole) fields.erase(at, seen.size());
-            }
-        }
-        EXPECT_EQ(fields, c.fields) << c.why;
+        EXPECT_EQ(ShowFields(got.part.headers), c.fields) << c.why;
         EXPECT_EQ(got.ShowReport(), c.report) << c.why;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -21,9 +22,11 @@ inline std::string Lines(std::initializer_list<std::string_view> lines) {
 }
 
 /// Fields and parameters on one line: "name=value; parameter=value|name=value". Bytes are escaped.
+/// Empty Content- fields are left out: the exact rules add them wherever they look for one.
 inline std::string ShowFields(const HeaderMap& headers) {
     std::string shown;
     for (const HeaderMap::Node& field : headers) {
+        if (field.value.value.IsEmpty() && ToString(field.key).starts_with("Content-")) continue;
         shown += (shown.empty() ? "" : "|") + Escape(field.key) + "=" + Escape(field.value.value);
         for (const ParameterMap::Node& parameter : field.value.parameters) {
             shown += "; " + Escape(parameter.key) + "=" + Escape(parameter.value.value);
@@ -32,17 +35,7 @@ inline std::string ShowFields(const HeaderMap& headers) {
     return shown;
 }
 
-/// The bodies in their tree: "[body]" for a leaf, "(...)" around the children of a multipart.
-inline std::string ShowBodies(const Part& part) {
-    if (!part.data.file.IsEmpty()) {
-        return "[" + Escape(ReadWholeFile(ToString(part.data.file.GetPath()))) + "]";
-    }
-    std::string shown = "(";
-    for (const Part* child : part.parts) shown += ShowBodies(*child);
-    return shown + ")";
-}
-
-/// One reading of a text, and what came of it.
+/// One reading by the exact rules, in a folder of its own.
 struct Reading {
     explicit Reading(std::string_view text, const char* contentType = nullptr) {
         AnsiStr message("left from before");
@@ -50,9 +43,33 @@ struct Reading {
         error = ToString(message);
     }
 
+    /// The bodies in their tree: "[body]" for a leaf, "(...)" around the children of a multipart.
+    /// After a failure the message and ": " come first, and bodies that no tree has, after "+".
+    std::string Show() const {
+        std::vector<std::string> others = folder.List();
+        std::string shown = (read ? "" : error + ": ") + ShowTree(part, others);
+        for (const std::string& name : others) {
+            shown += "+[" + Escape(ReadWholeFile(folder.At(name))) + "]";
+        }
+        return shown;
+    }
+
+    TempFolder folder;
     Part part;
     bool read;
     std::string error;
+
+private:
+    static std::string ShowTree(const Part& part, std::vector<std::string>& others) {
+        if (!part.data.file.IsEmpty()) {
+            const std::string path = ToString(part.data.file.GetPath());
+            std::erase(others, path.substr(path.find_last_of("/\\") + 1));
+            return "[" + Escape(ReadWholeFile(path)) + "]";
+        }
+        std::string shown = "(";
+        for (const Part* child : part.parts) shown += ShowTree(*child, others);
+        return shown + ")";
+    }
 };
 
 }  // namespace MIME::Test

@@ -2,11 +2,6 @@
 
 #include <new>
 
-#include "kivgui/clock.h"
-#include "kivgui/event.h"
-#include "kivgui/lock.h"
-#include "kivgui/val.h"
-
 namespace MIME {
 
 using namespace KivGuiBase;

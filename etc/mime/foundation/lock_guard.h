@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kivgui/event.h"
-#include "kivgui/lock.h"
+#include "kivgui/host/event.h"
+#include "kivgui/host/lock.h"
 
 namespace MIME {
 

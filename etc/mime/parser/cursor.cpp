@@ -15,33 +15,7 @@ constexpr std::string_view TrimLineEnds(std::string_view text) noexcept {
     return text;
 }
 
-const char* FindChar(std::string_view text, char c) noexcept {
-    return text.empty() ? nullptr
-                        : static_cast<const char*>(std::memchr(text.data(), c, text.size()));
-}
-
-/// The line up to its line end by other rules than the reader's own.
-Line PeekLineByRules(std::string_view rest, LineRules rules) noexcept {
-    size_t from = 0;
-    Line line{Line::Kind::rest, rest, rest.size()};
-    while (const char* feed = FindChar(rest.substr(from), '\n')) {
-        const auto at = static_cast<size_t>(feed - rest.data());
-        const bool hasReturn = at > 0 && feed[-1] == '\r';
-        if (rules.lineFeeds || hasReturn) {
-            line = {Line::Kind::ended, rest.substr(0, at - (hasReturn ? 1 : 0)), at + 1};
-            break;
-        }
-        from = at + 1;
-    }
-    if (!rules.nuls && FindChar(line.text, '\0') != nullptr) line.kind = Line::Kind::hasNul;
-    return line;
-}
-
-}  // namespace
-
-Line PeekLine(const Cursor& cursor, LineRules rules) noexcept {
-    const std::string_view rest = cursor.GetRest();
-    if (rules.lineFeeds || rules.nuls) return PeekLineByRules(rest, rules);
+Line PeekExactLine(std::string_view rest) noexcept {
     // Two bytes are too few for a line of their own: a final CR LF is cut off, not an empty line.
     const size_t stop = rest.size() > 2 ? FindLineStop(rest.data(), rest.size()) : rest.size();
     if (stop == rest.size()) return {Line::Kind::rest, TrimLineEnds(rest), rest.size()};
@@ -50,16 +24,32 @@ Line PeekLine(const Cursor& cursor, LineRules rules) noexcept {
     return {Line::Kind::ended, text, stop + 2};
 }
 
-Line TakeLine(Cursor& cursor, LineRules rules) noexcept {
+Line PeekMailLine(std::string_view rest) noexcept {
+    const auto* feed = rest.empty()
+                           ? nullptr
+                           : static_cast<const char*>(std::memchr(rest.data(), '\n', rest.size()));
+    if (feed == nullptr) return {Line::Kind::rest, rest, rest.size()};
+    const auto length = static_cast<size_t>(feed - rest.data());
+    const bool hasReturn = length > 0 && feed[-1] == '\r';
+    return {Line::Kind::ended, rest.substr(0, length - (hasReturn ? 1 : 0)), length + 1};
+}
+
+}  // namespace
+
+Line PeekLine(const Cursor& cursor, Rules rules) noexcept {
+    return rules == Rules::mail ? PeekMailLine(cursor.GetRest()) : PeekExactLine(cursor.GetRest());
+}
+
+Line TakeLine(Cursor& cursor, Rules rules) noexcept {
     const Line line = PeekLine(cursor, rules);
     cursor.Skip(line.extent);
     return line;
 }
 
-std::string_view TrimLineEnd(std::string_view text, LineRules rules) noexcept {
+std::string_view TrimLineEnd(std::string_view text, Rules rules) noexcept {
     if (text.ends_with("\r\n")) {
         text.remove_suffix(2);
-    } else if (rules.lineFeeds && text.ends_with('\n')) {
+    } else if (rules == Rules::mail && text.ends_with('\n')) {
         text.remove_suffix(1);
     }
     return text;

@@ -3,17 +3,62 @@
 #include <cstddef>
 
 #include "kivgui/ascii.h"
+#include "kivgui/convert.h"
+#include "kivgui/token_iterator.h"
 
 namespace MIME {
 
+using KivGuiBase::ExtendedUnQuote;
 using KivGuiBase::IsSpaceAscii;
+using KivGuiBase::TrimSpace;
+
+// ------------------------------------------------------------------------------- exact rules --
 
 namespace {
 
-/// Reads from the front of a text.
-class Scanner {
+AnsiSubStr ToSubStr(std::string_view text) noexcept {
+    return {text.data(), static_cast<unsigned>(text.size())};
+}
+
+/// Stores one parameter; `text` is what two ";" enclose.
+bool ParseExactParameter(ParameterMap& parameters, std::string_view text) noexcept {
+    text = TrimSpace(text);
+    const size_t equals = text.find('=');
+    const bool hasValue = equals != std::string_view::npos && equals != 0;
+    const AnsiStr name =
+        hasValue ? AnsiStr(TrimSpace(text.substr(0, equals))) : ExtendedUnQuote(ToSubStr(text));
+    ParameterMap::Node* parameter = parameters.FindOrInsert(name);
+    if (parameter == nullptr) return false;
+    parameter->value.value =
+        hasValue ? ExtendedUnQuote(ToSubStr(TrimSpace(text.substr(equals + 1)))) : AnsiStr();
+    parameter->value.raw = false;
+    return true;
+}
+
+}  // namespace
+
+bool ParseHeaderValue(HeaderValue& target, std::string_view text) noexcept {
+    const size_t semicolon = text.find(';');
+    if (semicolon == std::string_view::npos || semicolon == 0) {
+        target.value = ExtendedUnQuote(ToSubStr(text));
+        return true;
+    }
+    target.value = TrimSpace(text.substr(0, semicolon));
+    KivGuiBase::TokenIterator tokens(TrimSpace(text.substr(semicolon + 1)), ";");
+    while (tokens.ToNext()) {
+        if (!ParseExactParameter(target.parameters, tokens.token)) return false;
+    }
+    return true;
+}
+
+// -------------------------------------------------------------------------------- mail rules --
+
+namespace {
+
+/// Takes a field's text from the front.
+class FieldText {
 public:
-    explicit Scanner(std::string_view text) noexcept : rest_(text) {}
+    explicit FieldText(std::string_view text) noexcept : rest_(text) {}
 
     bool IsAtEnd() const noexcept { return rest_.empty(); }
     char Peek() const noexcept { return rest_.front(); }
@@ -29,7 +74,7 @@ public:
         }
     }
 
-    /// Behind the "(" of a comment: moves behind it. Comments nest (RFC 5322, 3.2.2).
+    /// The "(" of a comment has been taken: moves past its end. Comments nest (RFC 5322, 3.2.2).
     void SkipComment() noexcept {
         for (size_t depth = 1; depth != 0 && !IsAtEnd();) {
             const char c = Take();
@@ -43,7 +88,7 @@ public:
         }
     }
 
-    /// Behind the quote that begins a quoted-string: appends its content (RFC 5322, 3.2.4).
+    /// The opening quote of a quoted-string has been taken: appends its content (RFC 5322, 3.2.4).
     void TakeQuoted(std::string& out) {
         while (!IsAtEnd()) {
             char c = Take();
@@ -53,7 +98,8 @@ public:
         }
     }
 
-    /// Text without quotes, up to one of `stops`, which stays; blanks at its end and comments go.
+    /// Appends text without quotes up to one of `stops`, which stays. Comments and trailing blanks
+    /// are removed.
     void TakeBare(std::string_view stops, std::string& out) {
         bool afterSpace = true;
         size_t kept = 0;
@@ -81,19 +127,19 @@ private:
     std::string_view rest_;
 };
 
-void ParseParameter(Scanner& scanner, StructuredField::Parameter& parameter) {
-    scanner.SkipSpaceAndComments();
-    scanner.TakeBare("=;", parameter.name);
-    if (scanner.IsAtEnd() || scanner.Peek() == ';') return;
-    scanner.Take();
-    scanner.SkipSpaceAndComments();
-    if (scanner.IsAtEnd() || scanner.Peek() != '"') {
-        scanner.TakeBare(";", parameter.value);
+void ParseParameter(FieldText& source, StructuredField::Parameter& parameter) {
+    source.SkipSpaceAndComments();
+    source.TakeBare("=;", parameter.name);
+    if (source.IsAtEnd() || source.Peek() == ';') return;
+    source.Take();
+    source.SkipSpaceAndComments();
+    if (source.IsAtEnd() || source.Peek() != '"') {
+        source.TakeBare(";", parameter.value);
         return;
     }
-    scanner.Take();
-    scanner.TakeQuoted(parameter.value);
-    scanner.SkipTo(';');
+    source.Take();
+    source.TakeQuoted(parameter.value);
+    source.SkipTo(';');
 }
 
 }  // namespace
@@ -101,21 +147,32 @@ void ParseParameter(Scanner& scanner, StructuredField::Parameter& parameter) {
 void ParseStructuredField(std::string_view text, StructuredField& field) {
     field.value.clear();
     field.parameters.clear();
-    Scanner scanner(text);
-    scanner.SkipSpaceAndComments();
-    if (!scanner.IsAtEnd() && scanner.Peek() == '"') {
-        scanner.Take();
-        scanner.TakeQuoted(field.value);
-        scanner.SkipTo(';');
+    FieldText source(text);
+    source.SkipSpaceAndComments();
+    if (!source.IsAtEnd() && source.Peek() == '"') {
+        source.Take();
+        source.TakeQuoted(field.value);
+        source.SkipTo(';');
     } else {
-        scanner.TakeBare(";", field.value);
+        source.TakeBare(";", field.value);
     }
-    while (!scanner.IsAtEnd()) {
-        scanner.Take();  // the ";"
+    while (!source.IsAtEnd()) {
+        source.Take();  // the ";"
         StructuredField::Parameter parameter;
-        ParseParameter(scanner, parameter);
+        ParseParameter(source, parameter);
         if (!parameter.name.empty()) field.parameters.push_back(std::move(parameter));
     }
+}
+
+void ParseMediaType(std::string_view text, StructuredField& field) {
+    ParseStructuredField(text, field);
+    const size_t blank = field.value.find_first_of(" \t");
+    if (blank == std::string::npos) return;
+    StructuredField tail;
+    ParseStructuredField(";" + field.value.substr(blank), tail);
+    field.value.resize(blank);
+    field.parameters.insert(field.parameters.begin(), tail.parameters.begin(),
+                            tail.parameters.end());
 }
 
 }  // namespace MIME

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "mime/mime.h"
+#include "mime/parser/reading.h"
+
+namespace MIME {
+
+/// Stores fields in a HeaderMap, by the rules of one reading.
+class FieldReader {
+public:
+    explicit FieldReader(Reading& reading) noexcept : reading_(reading) {}
+
+    /// @param value  in the text, without white space around it; may have folds by the mail rules.
+    /// @return false when memory runs out. Throws std::bad_alloc.
+    bool Store(HeaderMap& headers, std::string_view name, std::string_view value);
+    /// The same for a Content-Type value that is not part of the text.
+    bool StoreContentType(HeaderMap& headers, std::string_view value);
+
+private:
+    bool StoreByMailRules(HeaderMap& headers, std::string_view name, std::string_view value);
+
+    Reading& reading_;
+    std::string unfolded_;  ///< kept, so that fields share its memory
+};
+
+/// Derives the part's `info` from its Content-Type and Content-Transfer-Encoding fields, both of
+/// which it adds, empty, where they are missing.
+///
+/// @param where       the entity's place in the text, for the report.
+/// @param isInDigest  by the mail rules, a missing Content-Type then means message/rfc822
+///                    (RFC 2046, 5.1.5).
+/// @return false, with a message, when the transfer encoding is none of ours and the rules are exact.
+bool SetInfoFromHeaders(Part& part, Reading& reading, const char* where, bool isInDigest);
+
+}  // namespace MIME

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+
+#include "mime/read_options.h"
+
+namespace MIME {
+
+/// The limits of ReadOptions, and what one reading has used of them.
+///
+/// Each check returns false, with a message in the reader's error text, once its limit is passed.
+class Limits {
+public:
+    Limits(const ReadOptions& options, AnsiStr& error) noexcept
+        : options_(options), error_(error) {}
+
+    /// One more entity.
+    bool CountPart() noexcept;
+    /// @param levels  entities around the next one: the nesting limit is checked here.
+    bool CheckDepth(size_t levels) noexcept;
+    /// @param bytes, fields  of the header block so far.
+    bool CheckHeader(unsigned long long bytes, unsigned fields) noexcept;
+    /// More bytes of a body. The only check without a message: the body is still being written.
+    bool CountDecoded(unsigned long long bytes) noexcept;
+    bool FailDecoded() noexcept;
+
+private:
+    bool Fail(const char* what, unsigned long long limit) noexcept;
+
+    const ReadOptions& options_;
+    AnsiStr& error_;
+    unsigned parts_ = 0;
+    unsigned long long decoded_ = 0;
+};
+
+}  // namespace MIME

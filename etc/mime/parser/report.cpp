@@ -1,0 +1,80 @@
+#include "mime/parser/report.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "kivgui/convert.h"
+
+namespace MIME {
+
+void Report::Note(Deviation::keys kind, const char* where) {
+    if (target_ == nullptr) return;
+    const Deviation::Severity severity = Deviation::GetSeverity(kind);
+    const bool oncePerText = severity == Deviation::Severity::harmless;
+    uint64_t& noted = (oncePerText || entities_.empty() ? top_ : entities_.back()).noted;
+    const uint64_t bit = uint64_t{1} << kind;
+    if ((noted & bit) != 0) return;
+    noted |= bit;
+    target_->worst = std::max(target_->worst, severity);
+    const auto offset = static_cast<unsigned long long>(where - text_);
+    if (target_->deviations.GetCount() >= ReadReport::kMaxEntries ||
+        !target_->deviations.Add({kind, offset, MakePath()})) {
+        ++target_->omitted;
+    }
+}
+
+void Report::NoteFailure(const char* where) noexcept {
+    if (target_ == nullptr) return;
+    target_->failed = true;
+    target_->failureOffset = static_cast<unsigned long long>(where - text_);
+    target_->failurePath = MakePath();
+}
+
+AnsiStr Report::MakePath() const noexcept {
+    AnsiStr path;
+    for (const Entity& entity : entities_) {
+        if (!path.IsEmpty()) path.Append('.', KivGuiBase::Growth::spare);
+        path.Append(KivGuiBase::FmtArgs("%u", entity.number), KivGuiBase::Growth::spare);
+    }
+    return path;
+}
+
+namespace Deviation {
+
+namespace {
+
+struct Row {
+    const char* name;
+    Severity severity;
+    const char* text;
+};
+
+constexpr Row kRows[] = {
+#define MIME_DEVIATION(name, severity, text) {#name, Severity::severity, text},
+#include "mime/parser/deviations.inc"
+};
+static_assert(std::size(kRows) <= 64, "Report keeps a bit for each kind");
+
+constexpr Row kNone = {"", Severity::harmless, ""};
+
+const Row& GetRow(keys key) noexcept {
+    return key != invalid && key < std::size(kRows) ? kRows[key] : kNone;
+}
+
+}  // namespace
+
+AnsiStr GetName(keys key) noexcept {
+    return GetRow(key).name;
+}
+
+AnsiStr GetStr(keys key) noexcept {
+    return GetRow(key).text;
+}
+
+Severity GetSeverity(keys key) noexcept {
+    return GetRow(key).severity;
+}
+
+}  // namespace Deviation
+
+}  // namespace MIME

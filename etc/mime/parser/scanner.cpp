@@ -1,0 +1,250 @@
+// The descent over a message, as a loop over a stack of open entities.
+//
+// The innermost level decides what comes next. A message level reads its one child and ends with it. A
+// multipart level looks for the next boundary line; whatever that line belongs to, all levels inside it
+// are complete, because their text has ended (by the mail rules; by the exact ones the line always belongs
+// to the innermost level). After a boundary line that does not close its entity comes a child: a leaf is
+// read to its end at once, anything else becomes the innermost level.
+//
+// Every step moves the cursor forward, but one: by the mail rules, a multipart whose boundary never comes is
+// read again as one body. Its text is then searched twice at most, once for each level that is given up.
+
+#include "mime/parser/scanner.h"
+
+#include <utility>
+
+#include "kivgui/convert.h"
+#include "mime/encoding/body_encoding.h"
+#include "mime/parser/messages.h"
+
+namespace MIME {
+
+using KivGuiBase::Str2UHyper;
+
+Scanner::Scanner(Reading& reading, Builder& builder)
+    : reading_(reading),
+      cursor_(reading.cursor),
+      builder_(builder),
+      delimiters_(Delimiters::Make(reading)) {}
+
+bool Scanner::ReadEntity(const char* contentType) {
+    if (!reading_.limits.CountPart() || !reading_.limits.CheckDepth(0)) return false;
+    if (!builder_.BeginEntity()) return false;
+    const char* const begin = cursor_.GetNext();
+    if (reading_.IsMail() && contentType == nullptr) SkipMboxLine();
+    if (!ReadHead(begin, contentType, false)) return false;
+    if (shape_.HasChildren()) {
+        Open();
+        return ReadLevels();
+    }
+    if (!reading_.IsMail()) return reading_.Fail(Messages::kBoundaryMissing);
+    return ReadBody() && EndEntity();
+}
+
+/// RFC 4155; ">From " is what mail programs make of such a line inside a message. With a ":" it is a
+/// field whose name has white space after it.
+void Scanner::SkipMboxLine() {
+    std::string_view line = PeekLine(cursor_, reading_.rules).text;
+    if (!line.starts_with("From ") && !line.starts_with(">From ")) return;
+    line.remove_prefix(line.find(' '));
+    const size_t next = line.find_first_not_of(" \t");
+    if (next != std::string_view::npos && line[next] == ':') return;
+    reading_.Note(Deviation::mboxLine, cursor_.GetNext());
+    TakeLine(cursor_, reading_.rules);
+}
+
+/// @param begin  of the header block, an mbox line before it included.
+bool Scanner::ReadHead(const char* begin, const char* contentType, bool isInDigest) {
+    const char* end = begin;
+    if (contentType != nullptr) {
+        if (!builder_.TakeContentType(contentType)) return false;
+    } else if (!ReadHeaderBlock(reading_, *delimiters_, begin, builder_, end)) {
+        return false;
+    }
+    shape_ = EntityShape();
+    return builder_.EndHeader({begin, static_cast<size_t>(end - begin)}, isInDigest, shape_);
+}
+
+/// Reads a child of the innermost level: to its end when it is a leaf; otherwise its header block, and
+/// it becomes the innermost level itself.
+bool Scanner::ReadChild() {
+    if (!reading_.limits.CountPart() || !reading_.limits.CheckDepth(levels_.size())) return false;
+    if (!builder_.BeginEntity()) return false;
+    const Level& level = levels_.back();
+    reading_.report.EnterEntity(level.children + 1);
+    const char* const begin = cursor_.GetNext();
+    if (level.isMessage) SkipMboxLine();
+    if (!ReadHead(begin, nullptr, level.isDigest)) return false;
+    if (!shape_.HasChildren()) return ReadBody() && EndEntity();
+    Open();
+    return true;
+}
+
+// ------------------------------------------------------------------------------------ levels --
+
+/// The entity whose header block was read last becomes the innermost level.
+void Scanner::Open() {
+    levels_.push_back({cursor_, 0, false, shape_.isMessage, shape_.isDigest});
+    delimiters_->Open(shape_.boundary);
+}
+
+/// The innermost level is complete.
+bool Scanner::Close() {
+    levels_.pop_back();
+    delimiters_->Close();
+    return EndEntity();
+}
+
+/// An entity, which is no level or no longer one, is complete.
+bool Scanner::EndEntity() {
+    if (!levels_.empty()) {
+        reading_.report.LeaveEntity();
+        ++levels_.back().children;
+    }
+    return builder_.EndEntity();
+}
+
+bool Scanner::ReadLevels() {
+    while (!levels_.empty()) {
+        if (!(levels_.back().isMessage ? ReadMessageLevel() : ReadMultipartLevel())) return false;
+    }
+    return true;
+}
+
+bool Scanner::ReadMessageLevel() {
+    if (levels_.back().children == 0) return ReadChild();
+    if (levels_.size() == 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
+    return Close();
+}
+
+bool Scanner::ReadMultipartLevel() {
+    const char* const begin = cursor_.GetNext();
+    BoundaryLine line;
+    if (!delimiters_->SkipToBoundary(line)) return false;
+    if (IsUnusedBoundary(line)) return RereadAsBody();
+    KeepText(begin, line.before);
+    return TakeBoundaryLine(line);
+}
+
+bool Scanner::TakeBoundaryLine(const BoundaryLine& line) {
+    if (line.isEnd) return CloseAll(line.before);
+    if (!CloseLevelsInside(line)) return false;
+    if (line.closing) {
+        builder_.NoteClosingBoundary();
+        isAfterClosing_ = true;
+        if (levels_.size() == 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
+        return Close();
+    }
+    levels_.back().hasBoundaryLine = true;
+    // Between two boundary lines in a row there is no entity.
+    if (delimiters_->IsBoundaryLine(cursor_.GetNext())) {
+        reading_.Note(Deviation::doubledDelimiter, cursor_.GetNext());
+        return true;
+    }
+    return ReadChild();
+}
+
+/// The boundary line ends what is open inside its level.
+bool Scanner::CloseLevelsInside(const BoundaryLine& line) {
+    while (levels_.size() > line.level + 1) {
+        if (!levels_.back().isMessage) reading_.Note(Deviation::missingInnerEnd, line.before);
+        if (!Close()) return false;
+    }
+    return true;
+}
+
+bool Scanner::CloseAll(const char* end) {
+    while (!levels_.empty()) {
+        if (!levels_.back().isMessage) reading_.Note(Deviation::missingEnd, end);
+        if (!Close()) return false;
+    }
+    return true;
+}
+
+/// Does the innermost level end without ever having had a boundary line?
+bool Scanner::IsUnusedBoundary(const BoundaryLine& line) const noexcept {
+    if (!reading_.IsMail() || levels_.back().hasBoundaryLine) return false;
+    return line.isEnd || line.closing || line.level + 1 < levels_.size();
+}
+
+/// The boundary of the innermost level never comes: the text of that level is one body.
+bool Scanner::RereadAsBody() {
+    cursor_ = levels_.back().body;
+    reading_.Note(Deviation::unusedBoundary, cursor_.GetNext());
+    builder_.DropBoundary();
+    levels_.pop_back();
+    delimiters_->Close();
+    return ReadBody() && EndEntity();
+}
+
+/// Keeps what precedes the first child or follows the last one.
+void Scanner::KeepText(const char* begin, const char* end) {
+    const bool isEpilogue = std::exchange(isAfterClosing_, false);
+    if (!reading_.IsMail()) return;
+    std::string_view text(begin, static_cast<size_t>(end - begin));
+    // The last line end belongs to the boundary line.
+    if (end != cursor_.GetEnd()) text = TrimLineEnd(text, Rules::mail);
+    if (isEpilogue) {
+        builder_.TakeEpilogue(text);
+    } else if (levels_.back().children == 0) {
+        builder_.TakePreamble(text);
+    }
+}
+
+// ------------------------------------------------------------------------------------ bodies --
+
+/// Reads the body of the entity whose header block was read last. The cursor is left where the boundary
+/// line, or the line end before it, begins; after the counted bytes where Content-Length counts.
+bool Scanner::ReadBody() {
+    const char* const begin = cursor_.GetNext();
+    AnsiStr contentLength;
+    BodyCodec* const codec = builder_.BeginBody(contentLength);
+    if (codec == nullptr) return false;
+    const bool isIdentity = IsIdentity(shape_.encoding);
+    delimiters_->BeginBody(isIdentity);
+    const bool isComplete =
+        isIdentity ? CopyRawBody(*codec, contentLength) : TakeBody(*codec, *delimiters_, reading_);
+    if (!builder_.EndBody(isComplete)) return false;
+    if (reading_.IsMail()) NoteContentLength(contentLength, begin);
+    return true;
+}
+
+namespace {
+
+bool ParseLength(const AnsiStr& text, uint64_t& length) noexcept {
+    constexpr unsigned kMaxDigits = 20;
+    return Str2UHyper(text.GetStr(), nullptr, &length, false, kMaxDigits) == 0;
+}
+
+}  // namespace
+
+/// By the exact rules Content-Length says where a body ends that is not encoded.
+bool Scanner::CopyRawBody(BodyCodec& codec, const AnsiStr& contentLength) {
+    if (reading_.IsMail() || contentLength.IsEmpty()) {
+        return TakeBody(codec, *delimiters_, reading_);
+    }
+    uint64_t length = 0;
+    if (!ParseLength(contentLength, length)) {
+        return reading_.Fail(Messages::InvalidContentLength(contentLength));
+    }
+    if (length > cursor_.GetLeft()) {
+        return reading_.Fail(Messages::ContentLengthExceedsData(length, cursor_.GetLeft()));
+    }
+    if (!codec.TakeLast(cursor_.GetRest().substr(0, static_cast<size_t>(length)))) return false;
+    cursor_.Skip(length);
+    return true;
+}
+
+/// Content-Length counts the body as it travels; programs that believe it read another one. The last
+/// line end may be counted or not.
+void Scanner::NoteContentLength(const AnsiStr& contentLength, const char* begin) {
+    if (contentLength.IsEmpty()) return;
+    constexpr uint64_t kLineEnd = 2;
+    const auto size = static_cast<uint64_t>(cursor_.GetNext() - begin);
+    uint64_t length = 0;
+    const bool agrees = ParseLength(contentLength, length) && length <= size + kLineEnd &&
+                        size <= length + kLineEnd;
+    if (!agrees) reading_.Note(Deviation::contentLengthDisagrees, begin);
+}
+
+}  // namespace MIME

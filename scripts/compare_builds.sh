@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# Proves that two source trees behave the same to the byte: what is read, written, encoded and decoded
+# is compared for every file of the corpus folders and for many generated inputs.
+#
+#   scripts/compare_builds.sh BEFORE_TREE [AFTER_TREE]     (AFTER_TREE: this checkout)
+#
+# KIVMIME_CORPUS   folders with more messages, divided by ":"
+# KIVMIME_INPUTS   how many inputs are generated (100,000)
+# KIVMIME_COMPARE  the build folder; kept, so that the next run builds and runs what changed only
+#
+# Ends with 0 when nothing differs. Otherwise it names the cases that differ and shows the first ones,
+# before and after.
+set -eu
+. "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
+
+[ $# = 1 ] || [ $# = 2 ] || die "usage: compare_builds.sh BEFORE_TREE [AFTER_TREE]"
+before=$(realpath "$1")
+after=$(realpath "${2:-$ROOT}")
+inputs=${KIVMIME_INPUTS:-100000}
+shown=3    # cases that are shown whole
+compiler=${CXX:-g++}
+program=$ROOT/scripts/behaviour
+
+need_packages build
+if [ -n "${KIVMIME_COMPARE:-}" ]; then
+  work=$KIVMIME_COMPARE
+  mkdir -p "$work"
+else
+  work=$(mktemp -d)
+fi
+temporary=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
+trap 'rm -rf "$temporary"; [ -n "${KIVMIME_COMPARE:-}" ] || rm -rf "$work"' EXIT
+
+# Revisions whose options were single switches take no separate Content-Type together with them.
+define=()
+if grep -q bodiesInMemory "$before/etc/mime/read_options.h" "$after/etc/mime/read_options.h"; then
+  define=(-DBEHAVIOUR_OLD_OPTIONS)
+fi
+
+# build SIDE TREE: the static library of that tree and the program on top of it.
+build() {
+  local side=$1 tree=$2
+  { (cd "$tree" && cmake --preset static -B "$work/$side" -DKIVMIME_BUILD_TOOLS=OFF \
+      -DCMAKE_CXX_COMPILER="$compiler") &&
+    cmake --build "$work/$side" -j "$JOBS" --target KIVMIME &&
+    "$compiler" -std=c++20 -O2 -Wall -Wextra -DKIV_STATIC "${define[@]}" -pthread \
+      -I"$tree" -I"$tree/etc" "$program"/*.cpp "$work/$side/libkivmime.a" -lcrypto \
+      -o "$work/$side/dump_behaviour"; } >"$work/$side.log" 2>&1 ||
+    { tail -n 40 "$work/$side.log" >&2; die "the build of $tree failed: $work/$side.log"; }
+}
+
+run() {
+  local side=$1
+  shift
+  rm -rf "$temporary/files"
+  mkdir "$temporary/files"
+  TMPDIR=$temporary/files "$work/$side/dump_behaviour" --inputs "$inputs" --words "$work/words" "$@" \
+    "${corpus[@]}"
+}
+
+# hash_cases SIDE: the hashes of all cases in SIDE.hashes; those of the same program, library and inputs
+# are taken from the last run.
+hash_cases() {
+  local side=$1 stamp
+  stamp=$(cat "$work/inputs.sum" <(sha256sum <"$work/$side/dump_behaviour") | sha256sum)
+  [ "$(cat "$work/$side.stamp" 2>/dev/null)" != "$stamp" ] || return 0
+  rm -f "$work/$side.stamp"
+  run "$side" >"$work/$side.hashes" || die "the program failed on $side: $work/$side.hashes"
+  echo "$stamp" >"$work/$side.stamp"
+}
+
+build before "$before"
+build after "$after"
+
+IFS=: read -r -a corpus <<<"${KIVMIME_CORPUS:-}"
+for folder in "$after/tests/data" "$after/samples"; do
+  [ ! -d "$folder" ] || corpus+=("$folder")
+done
+grep -ohE '"[^"]+"' "$before"/etc/mime/vocabulary/*.inc "$after"/etc/mime/vocabulary/*.inc |
+  tr -d '"' | sort -u >"$work/words"
+{ echo "$inputs"; cat "$work/words"; find "${corpus[@]}" -type f -exec sha256sum {} + | sort; } \
+  >"$work/inputs.sum"
+
+hash_cases before
+hash_cases after
+count=$(wc -l <"$work/after.hashes")
+[ "$count" -gt "$inputs" ] || die "only $count cases"
+if cmp -s "$work/before.hashes" "$work/after.hashes"; then
+  echo "$count cases, no difference"
+  exit 0
+fi
+
+diff "$work/before.hashes" "$work/after.hashes" | sed -n 's/^[<>] \(.*\) [0-9a-f]*$/\1/p' | sort -u \
+  >"$work/differing" || true
+while read -r label; do
+  echo "==== $label"
+  run before --dump "$label" >"$work/before.dump" || true
+  run after --dump "$label" >"$work/after.dump" || true
+  diff -u "$work/before.dump" "$work/after.dump" || true
+  echo "---- before, whole"; cat "$work/before.dump"
+  echo "---- after, whole"; cat "$work/after.dump"
+done < <(head -n "$shown" "$work/differing")
+echo
+sed 's/[0-9]\{1,\}/N/g' "$work/differing" | sed 's/^file\/.*\//file\/*\//' | sort | uniq -c
+echo "$(wc -l <"$work/differing") of $count cases differ: $work/differing"
+exit 1
