@@ -7,6 +7,7 @@
 
 #include "benchmarks/bodies.h"
 #include "benchmarks/floor.h"
+#include "kivgui/convert.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/encoding/quoted_printable.h"
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "benchmarks/bodies.h"
+#include "kivgui/convert.h"
 #include "mime/mime.h"
 
 namespace MIME::Bench {

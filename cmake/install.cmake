@@ -23,8 +23,11 @@ install(FILES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/vocabulary)
 file(GLOB kivgui_public_headers CONFIGURE_DEPENDS kivgui/*.h)
 list(FILTER kivgui_public_headers EXCLUDE REGEX
-  "/(base64_kernel|dll_context|initializer|thread_data)\\.h$")    # for our own sources
+  "/(base64_kernel|thread_data)\\.h$")    # for our own sources
 install(FILES ${kivgui_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui)
+install(FILES
+  kivgui/host/event.h kivgui/host/host.h kivgui/host/lock.h kivgui/host/val.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivgui/host)
 install(FILES kivsec/pkcs7_msg.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kivsec)
 
 set(KIVMIME_NEEDS_OPENSSL OFF)

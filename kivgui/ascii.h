@@ -27,6 +27,13 @@ constexpr bool IsAscii(char c) noexcept {
     return static_cast<unsigned char>(c) < 0x80;
 }
 
+constexpr bool IsAsciiText(std::string_view text) noexcept {
+    for (const char c : text) {
+        if (!IsAscii(c)) return false;
+    }
+    return true;
+}
+
 /// Compares names the way mail does: the case of ASCII letters is ignored, other bytes count.
 constexpr bool EqualsCaseless(std::string_view a, std::string_view b) noexcept {
     if (a.size() != b.size()) return false;

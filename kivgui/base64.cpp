@@ -1,9 +1,18 @@
 #include <algorithm>
-#include <array>
-#include <cstring>
 
 #include "kivgui/base64_kernel.h"
 #include "kivgui/convert.h"
+#include "kivgui/error.h"
+#include "kivgui/text_builder.h"
+
+// Base64 as whole texts (RFC 2045, 6.8). base64_kernel.h does the work on whole groups; here are the
+// incomplete group at the end, its padding, and what stands between groups: the separators of lines
+// when encoding, skipped characters when decoding. Decoding takes the longest run of whole groups at
+// a time and single characters only where a run ends. Both directions are linear and write into one
+// allocation of known size.
+//
+// Departs from RFC 2045 in one way: a character outside the alphabet fails the decoding instead of
+// being skipped, unless the caller names it as a separator.
 
 namespace KivGuiBase {
 
@@ -36,15 +45,14 @@ char* EncodeLine(const unsigned char* bytes, size_t size, char* out) noexcept {
 
 /// Breaks text that cannot be encoded line by line, because a line ends inside a group.
 AnsiStr BreakLines(const AnsiStr& text, unsigned lineLength, std::string_view separator) noexcept {
-    AnsiStr broken;
+    TextBuilder broken;
     for (std::string_view rest = text; !rest.empty();) {
         const size_t length = std::min<size_t>(lineLength, rest.size());
-        if (!broken.IsEmpty()) broken.Append(separator, Growth::spare);
-        broken.Append(rest.substr(0, length), Growth::spare);
+        if (!broken.IsEmpty()) broken.Append(separator);
+        broken.Append(rest.substr(0, length));
         rest.remove_prefix(length);
     }
-    broken.Shrink();
-    return broken;
+    return broken.Finish();
 }
 
 }  // namespace
@@ -83,37 +91,57 @@ AnsiStr Binary2B64Str(const void* data, unsigned size, unsigned lineLength,
 
 namespace {
 
-/// Collects characters into groups of four; the slow way, for everything but plain runs.
-struct GroupDecoder {
-    unsigned char* out;
-    unsigned char* limit;
-    uint32_t bits = 0;
-    unsigned inGroup = 0;
-    unsigned padding = 0;
+/// Decodes one character at a time: whatever is not a plain run of groups.
+class GroupDecoder {
+public:
+    GroupDecoder(unsigned char* out, size_t room) noexcept : out_(out), limit_(out + room) {}
+
+    /// Is everything so far whole groups without padding, so that more of them may follow?
+    bool IsBetweenGroups() const noexcept { return count_ == 0 && padding_ == 0; }
+    bool IsComplete() const noexcept { return count_ == 0; }
+    unsigned char* GetEnd() const noexcept { return out_; }
+
+    /// Decodes whole groups from the start of a text, as many as fit. @return their characters.
+    size_t TakeGroups(std::string_view text) noexcept {
+        const size_t room = static_cast<size_t>(limit_ - out_) / 3 * 4;
+        const size_t taken =
+            Base64::DecodeGroups(text.data(), std::min(text.size() / 4 * 4, room), out_);
+        out_ += taken / 4 * 3;
+        return taken;
+    }
 
     bool Take(char c) noexcept {
-        unsigned value = Base64::GetValue(c);
         if (c == kPadding) {
-            if (inGroup < 2) return false;
-            ++padding;
-            value = 0;
-        } else if (padding != 0 || value == Base64::kNoValue) {
+            if (count_ < 2) return false;
+            ++padding_;
+            c = kZero;
+        } else if (padding_ != 0) {
             return false;
         }
-        bits = bits << 6 | value;
-        return ++inGroup < 4 || Finish();
+        group_[count_] = c;
+        return ++count_ < 4 || CloseGroup();
     }
 
-    bool Finish() noexcept {
-        const unsigned count = 3 - padding;
-        if (static_cast<size_t>(limit - out) < count) return false;
-        for (unsigned i = 0; i < count; ++i) {
-            *out++ = static_cast<unsigned char>(bits >> (16 - 8 * i));
+private:
+    static constexpr char kZero = 'A';  // six bits of zero, in place of padding
+
+    bool CloseGroup() noexcept {
+        unsigned char bytes[3];
+        const size_t size = sizeof bytes - padding_;
+        if (Base64::DecodeGroups(group_, sizeof group_, bytes) == 0 ||
+            static_cast<size_t>(limit_ - out_) < size) {
+            return false;
         }
-        inGroup = 0;
-        bits = 0;
+        out_ = std::copy_n(bytes, size, out_);
+        count_ = 0;
         return true;
     }
+
+    unsigned char* out_;
+    unsigned char* limit_;
+    char group_[4];
+    unsigned count_ = 0;
+    unsigned padding_ = 0;
 };
 
 }  // namespace
@@ -121,24 +149,20 @@ struct GroupDecoder {
 bool B64Str2Binary(const AnsiStr& text, void* buffer, unsigned& size,
                    const char* separator) noexcept {
     auto* start = static_cast<unsigned char*>(buffer);
-    GroupDecoder groups{start, start + size};
+    GroupDecoder groups(start, size);
     std::string_view rest = text;
     const std::string_view skipped = separator != nullptr ? separator : "";
     while (!rest.empty()) {
-        if (groups.inGroup == 0 && groups.padding == 0) {
-            const size_t room = static_cast<size_t>(groups.limit - groups.out) / 3 * 4;
-            const size_t taken =
-                Base64::DecodeGroups(rest.data(), std::min(rest.size() / 4 * 4, room), groups.out);
-            groups.out += taken / 4 * 3;
-            rest.remove_prefix(taken);
+        if (groups.IsBetweenGroups()) {
+            rest.remove_prefix(groups.TakeGroups(rest));
             if (rest.empty()) break;
         }
         const char c = rest.front();
         if (skipped.find(c) == std::string_view::npos && !groups.Take(c)) return false;
         rest.remove_prefix(1);
     }
-    size = static_cast<unsigned>(groups.out - start);
-    return groups.inGroup == 0;
+    size = static_cast<unsigned>(groups.GetEnd() - start);
+    return groups.IsComplete();
 }
 
 }  // namespace KivGuiBase

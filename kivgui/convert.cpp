@@ -6,27 +6,29 @@
 #include <cstring>
 
 #include "kivgui/ascii.h"
+#include "kivgui/hex.h"
 #include "kivgui/quoted_string.h"
+#include "kivgui/text_builder.h"
 
 namespace KivGuiBase {
 
 AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineLength,
                       const char* separator) noexcept {
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    AnsiStr text;
+    TextBuilder text;
     unsigned onLine = 0;
-    for (unsigned i = 0; i < size; ++i) {
-        for (const int digit : {bytes[i] >> 4, bytes[i] & 15}) {
+    for (const char byte : std::string_view(static_cast<const char*>(data), size)) {
+        char digits[2];
+        WriteHexPair(byte, digits);
+        for (const char digit : digits) {
             if (lineLength != 0 && onLine == lineLength) {
-                text.Append(separator, Growth::spare);
+                text.Append(separator);
                 onLine = 0;
             }
-            text.Append(kUpperHexDigits[digit], Growth::spare);
+            text.Append(digit);
             ++onLine;
         }
     }
-    text.Shrink();
-    return text;
+    return text.Finish();
 }
 
 namespace {
@@ -100,11 +102,9 @@ AnsiStr ExtendedUnQuote(const AnsiSubStr& text) noexcept {
     const auto [inside, length, isClosed] = ScanQuotedString(whole);
     if (!isClosed || length != whole.size()) return text;
     if (inside.find('\\') == std::string_view::npos) return inside;
-    AnsiStr plain;
-    plain.Alloc(static_cast<unsigned>(inside.size()));
-    ForEachUnescaped(inside, [&plain](char c) { plain.Append(c, Growth::spare); });
-    plain.Shrink();
-    return plain;
+    TextBuilder plain(inside.size());
+    ForEachUnescaped(inside, [&plain](char c) { plain.Append(c); });
+    return plain.Finish();
 }
 
 }  // namespace KivGuiBase

@@ -4,7 +4,6 @@
 
 #include "kivgui/export.h"
 #include "kivgui/file.h"
-#include "kivgui/file_handle.h"
 
 namespace KivGuiBase {
 

@@ -7,6 +7,7 @@
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/platform/platform.h"
+#include "kivgui/utf8.h"
 
 namespace KivGuiBase {
 
@@ -33,7 +34,7 @@ void SetErrorMessage(const AnsiStr& text) {
     size_t length = view.size();
     if (length > kMaxErrorMessage) {
         length = kMaxErrorMessage;
-        while (length > 0 && (view[length] & 0xC0) == 0x80) --length;  // not inside of a character
+        while (length > 0 && IsUtf8Tail(view[length])) --length;  // not inside a character
     }
     ThreadData::Message& slot = Platform::GetThreadData().message;
     view.copy(slot.text, length);

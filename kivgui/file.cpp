@@ -4,6 +4,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/disk_file.h"
+#include "kivgui/hex.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/random.h"
 #include "kivgui/utf8.h"
@@ -40,12 +41,8 @@ void AppendSafe(AnsiStr& out, std::string_view text, unsigned limit) noexcept {
 bool IsDeviceName(std::string_view name) noexcept {
     name = name.substr(0, name.find('.'));
     while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
-    const auto is = [](std::string_view text, std::string_view device) {
-        return std::equal(text.begin(), text.end(), device.begin(), device.end(),
-                          [](char a, char b) { return ToLowerAscii(a) == b; });
-    };
     for (const char* device : {"con", "prn", "aux", "nul", "conin$", "conout$"}) {
-        if (is(name, device)) return true;
+        if (EqualsCaseless(name, device)) return true;
     }
     constexpr std::string_view kPortDigits[] = {
         "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\xC2\xB9", "\xC2\xB2", "\xC2\xB3"};
@@ -55,7 +52,7 @@ bool IsDeviceName(std::string_view name) noexcept {
         return false;
     }
     const std::string_view port = name.substr(0, 3);
-    return is(port, "com") || is(port, "lpt");
+    return EqualsCaseless(port, "com") || EqualsCaseless(port, "lpt");
 }
 
 struct SafeName {
@@ -105,13 +102,11 @@ SafeName MakeSafeParts(std::string_view text, unsigned maxLength) noexcept {
 
 AnsiStr MakeTemporaryPath(const AnsiStr& text) noexcept {
     constexpr unsigned kRandomBytes = 8;
-    unsigned char random[kRandomBytes];
+    char random[kRandomBytes];
     GetUnpredictableBytes(random, sizeof random);
     char tag[1 + 2 * kRandomBytes] = {'-'};
-    for (unsigned i = 0; i < kRandomBytes; ++i) {
-        tag[1 + 2 * i] = kUpperHexDigits[random[i] >> 4];
-        tag[2 + 2 * i] = kUpperHexDigits[random[i] & 15];
-    }
+    char* next = tag + 1;
+    for (const char byte : random) next = WriteHexPair(byte, next);
     const SafeName name = MakeSafeParts(text, kMaxFileName - sizeof tag);
     const AnsiStr folder = Platform::GetTempFolder();
     if (folder.IsEmpty()) return {};

@@ -7,6 +7,14 @@
 
 namespace KivGuiBase {
 
+namespace Platform {
+
+/// A system's open file: a descriptor or a handle.
+using FileHandle = intptr_t;
+inline constexpr FileHandle kInvalidFile = -1;
+
+}  // namespace Platform
+
 /// What a File made from a name is for.
 enum class FileType : unsigned { temporary = 0 };
 

@@ -34,15 +34,19 @@ constexpr unsigned ReadHexPair(const char* digits) noexcept {
     return (high | low) < 16 ? high << 4 | low : unsigned{kNoHexDigit} + 1;
 }
 
-/// Writes a byte as `mark` and two upper-case digits: "=" in quoted-printable and encoded words
-/// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the
-/// end.
-constexpr char* WriteHexEscape(char mark, char c, char* out) noexcept {
+/// Writes a byte as two upper-case digits. @return the end.
+constexpr char* WriteHexPair(char c, char* out) noexcept {
     const auto byte = static_cast<unsigned char>(c);
-    out[0] = mark;
-    out[1] = kUpperHexDigits[byte >> 4];
-    out[2] = kUpperHexDigits[byte & 15];
-    return out + kHexEscapeLength;
+    out[0] = kUpperHexDigits[byte >> 4];
+    out[1] = kUpperHexDigits[byte & 15];
+    return out + 2;
+}
+
+/// Writes a byte as `mark` and two upper-case digits: "=" in quoted-printable and encoded words
+/// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the end.
+constexpr char* WriteHexEscape(char mark, char c, char* out) noexcept {
+    *out = mark;
+    return WriteHexPair(c, out + 1);
 }
 
 }  // namespace KivGuiBase

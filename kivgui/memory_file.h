@@ -5,7 +5,6 @@
 #include "kivgui/disk_file.h"
 #include "kivgui/export.h"
 #include "kivgui/file.h"
-#include "kivgui/file_handle.h"
 
 namespace KivGuiBase {
 

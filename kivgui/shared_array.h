@@ -6,16 +6,10 @@
 #include <new>
 #include <utility>
 
-#include "kivgui/export.h"
 #include "kivgui/particle.h"
 #include "kivgui/reference.h"
 
 namespace KivGuiBase {
-
-/// Called when an array would pass 32-bit counts; sets the last error kErrorStringOverflow.
-KIV_EXPORT void ReportArrayOverflow(unsigned count, unsigned added) noexcept;
-/// Called when no body can be had for an array; sets the last error kErrorOutOfMemory.
-KIV_EXPORT void ReportArrayAllocFail(unsigned capacity, unsigned count) noexcept;
 
 /// The capacity of an array that grows to `count` items by adding `added` of them.
 constexpr unsigned GetArrayCapacity(unsigned count, unsigned added) noexcept {

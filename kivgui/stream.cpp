@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kivgui/text_builder.h"
+
 namespace KivGuiBase {
 
 ReadStream::ReadStream(const File& file, ReadStreamMode /*mode*/) noexcept
@@ -11,19 +13,15 @@ ReadStream::ReadStream(const File& file, ReadStreamMode /*mode*/) noexcept
 bool ReadStream::Read(AnsiStr& text) noexcept {
     text = AnsiStr();
     if (!isOpen_) return false;
+    TextBuilder whole;
     char part[0x4000];
-    for (unsigned got = 0;;) {
-        if (!file_.Read(part, sizeof part, got)) break;
-        if (got == 0) {
-            text.Shrink();
-            return true;
-        }
-        const unsigned length = text.GetLength();
-        text.Append(std::string_view(part, got), Growth::spare);
-        if (text.GetLength() == length) break;
+    for (unsigned got = sizeof part; got != 0;) {
+        if (!file_.Read(part, sizeof part, got)) return false;
+        whole.Append({part, got});
+        if (!whole.IsComplete()) return false;
     }
-    text = AnsiStr();
-    return false;
+    text = whole.Finish();
+    return true;
 }
 
 WriteStream::WriteStream(const File& file, WriteStreamMode /*mode*/) noexcept

@@ -15,8 +15,8 @@ namespace KivGuiBase {
 ///   while (it.ToNext()) Use(it.token);   // "a=1", " b=\"x;y\" ", " c"
 class KIV_EXPORT TokenIterator {
 public:
-    TokenIterator(const AnsiStr& text, const char* separators, bool flag = false) noexcept
-        : text_(text), separators_(separators), flag_(flag) {}
+    TokenIterator(const AnsiStr& text, const char* separators, bool /*flag*/ = false) noexcept
+        : text_(text), separators_(separators) {}
 
     /// Moves to the next token.
     /// @return false when none is left; `token` is then empty.
@@ -28,7 +28,6 @@ private:
     AnsiStr text_;
     unsigned position_ = 0;
     AnsiStr separators_;
-    [[maybe_unused]] bool flag_;  ///< selects nothing
 };
 
 }  // namespace KivGuiBase

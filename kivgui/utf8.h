@@ -86,6 +86,16 @@ constexpr unsigned MeasureUtf8(std::string_view text) noexcept {
     return 0;
 }
 
+/// Returns true if the whole text is well-formed UTF-8.
+constexpr bool IsUtf8(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const unsigned length = MeasureUtf8(text);
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 /// Bytes at the start of a text where no well-formed character begins that count as one malformed
 /// sequence: those that could begin a character, or else one byte.
 constexpr unsigned MeasureMalformedUtf8(std::string_view text) noexcept {

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kivgui/convert.h"
 #include "mime/mime.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"

@@ -5,19 +5,24 @@
 #include <string_view>
 #include <utility>
 
-#include "build_addresses.h"
 #include "build_body.h"
-#include "build_header_text.h"
-#include "build_marks.h"
+#include "build_fields.h"
 #include "commands.h"
-#include "failure.h"
+#include "files.h"
+#include "kivgui/error.h"
 #include "output.h"
-#include "target.h"
+
+// Makes a message as a tree of the library and writes it as text. The tree depends on what is given:
+//
+//   multipart/mixed               with attachments
+//     multipart/alternative       with both text and HTML
+//       text/plain
+//       multipart/related         with inline files
+//         text/html, the files
+//     the attachments
 
 namespace Tool {
 
-using KivGuiBase::DiskFile;
-using KivGuiBase::File;
 using MIME::AnsiStr;
 using MIME::Part;
 using PartOwner = std::unique_ptr<Part>;
@@ -42,8 +47,8 @@ PartOwner MakeMultipart(MIME::SubType::keys subType) {
     return part;
 }
 
-/// A Content-ID (RFC 2392) that a page can name the file by: its name with what is no atom turned
-/// into "_", at a domain that nobody has.
+/// A Content-ID (RFC 2392) by which the HTML names the file: the file name, with "_" for every
+/// character that an atom cannot have, at a domain that does not exist.
 std::string MakeContentId(const std::string& name) {
     std::string id;
     for (const char c : name) {
@@ -56,7 +61,7 @@ std::string MakeContentId(const std::string& name) {
     return "<" + id + "@inline.invalid>";
 }
 
-/// Puts the page and the images that it shows together (RFC 2387).
+/// Joins the HTML and the images that it shows (RFC 2387).
 PartOwner AddInlineFiles(PartOwner page, const BuildOptions& options, BodyMaker& maker) {
     if (options.inlineFiles.empty()) return page;
     PartOwner related = MakeMultipart(MIME::SubType::related);
@@ -73,7 +78,7 @@ PartOwner AddInlineFiles(PartOwner page, const BuildOptions& options, BodyMaker&
     return related;
 }
 
-/// What the reader sees first; null when the message is its attachments.
+/// The text of the message, in one or two forms; null when it has attachments only.
 PartOwner MakeBody(const BuildOptions& options, BodyMaker& maker) {
     PartOwner text;
     if (!options.text.empty()) text = maker.MakeText(options.text, MIME::SubType::plain);
@@ -87,7 +92,7 @@ PartOwner MakeBody(const BuildOptions& options, BodyMaker& maker) {
     return alternative;
 }
 
-/// Is a child written as 8bit? Then the multipart must say so (RFC 2045, 6.4).
+/// Returns true if a child is written as 8bit: the multipart must then say so (RFC 2045, 6.4).
 bool Has8Bit(const Part& multipart) {
     for (const Part* child : multipart.parts) {
         if (child->info.transferEncoding == MIME::TransferEncoding::bit8) return true;
@@ -106,8 +111,8 @@ PartOwner AddAttachments(PartOwner body, const BuildOptions& options, BodyMaker&
     return mixed;
 }
 
-/// Date and Message-ID; with a seed and without a date, always the same one.
-void SetMarks(Part& message, const BuildOptions& options, const std::string& domain) {
+/// Sets Date and Message-ID. With a seed and without a date, the date is always the same.
+void SetDateAndId(Part& message, const BuildOptions& options, const std::string& domain) {
     if (!options.date.empty()) CheckDate("--date", options.date);
     if (!options.messageId.empty()) CheckMessageId("--message-id", options.messageId);
     const int64_t seconds = options.seed ? 0 : GetSecondsNow();
@@ -123,13 +128,13 @@ void SetHeaders(Part& message, const BuildOptions& options) {
     SetField(message, "Cc", JoinAddresses("--cc", options.cc));
     SetField(message, "Bcc", JoinAddresses("--bcc", options.bcc));
     SetField(message, "Subject", MakeUnstructured("--subject", options.subject));
-    SetMarks(message, options, GetSenderDomain("--from", from));
+    SetDateAndId(message, options, GetSenderDomain("--from", from));
 }
 
 AnsiStr MakeMessage(const BuildOptions& options, const WorkFolder& folder) {
     const FixedRandomness fixed(options.seed);
     BodyMaker maker(folder);
-    // The options are looked at before files are read.
+    // Options are checked before any file is read.
     Part headers;
     SetHeaders(headers, options);
     const PartOwner message = AddAttachments(MakeBody(options, maker), options, maker);
@@ -142,27 +147,11 @@ AnsiStr MakeMessage(const BuildOptions& options, const WorkFolder& folder) {
     return text;
 }
 
-void WriteText(const AnsiStr& text, const std::string& path, const std::string& shown) {
-    DiskFile file;
-    const bool written = file.Open(File(AnsiStr(path)), DiskFile::Mode::create) &&
-                         file.Write(text.GetStr(), text.GetLength());
-    if (!written || !file.Close()) throw Failure(shown, GetLastReason());
-}
-
 }  // namespace
 
 int Build(const BuildOptions& options) {
     const WorkFolder folder;
-    const AnsiStr text = MakeMessage(options, folder);
-    if (options.target == "-") {
-        Print(text);
-        FinishOutput();
-    } else if (IsStream(options.target)) {
-        WriteText(text, options.target, options.target);
-    } else {
-        ReplaceFile(options.target,
-                    [&](const std::string& path) { WriteText(text, path, options.target); });
-    }
+    WriteText(options.target, MakeMessage(options, folder));
     return 0;
 }
 

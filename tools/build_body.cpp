@@ -4,15 +4,21 @@
 #include <filesystem>
 #include <string_view>
 
-#include "build_header_text.h"
-#include "failure.h"
+#include "build_fields.h"
+#include "files.h"
+#include "kivgui/ascii.h"
+#include "kivgui/error.h"
+#include "kivgui/memory_file.h"
 #include "kivgui/utf8.h"
 #include "message_source.h"
-#include "paths.h"
+#include "output.h"
 
 namespace Tool {
 
 using KivGuiBase::File;
+using KivGuiBase::IsAsciiText;
+using KivGuiBase::IsUtf8;
+using KivGuiBase::kByteOrderMark;
 using KivGuiBase::MemoryFile;
 using MIME::AnsiStr;
 using MIME::ContentType;
@@ -23,9 +29,7 @@ namespace Type = MIME::Type;
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-/// Are all line ends CR LF, and do lines keep to 998 bytes (RFC 5322, 2.1.1)?
+/// Returns true if all line ends are CR LF and no line has more than 998 bytes (RFC 5322, 2.1.1).
 bool HasPlainLines(std::string_view text) {
     constexpr size_t kMaxLine = 998;
     while (!text.empty()) {
@@ -39,19 +43,20 @@ bool HasPlainLines(std::string_view text) {
     return true;
 }
 
-/// May the text travel as 8bit, and as 7bit when it is ASCII (RFC 2045, 2.7 and 2.8)?
+/// Returns true if the text can be sent as 8bit, or as 7bit when it is ASCII (RFC 2045, 2.7 and 2.8).
 bool IsPlain(std::string_view text) {
     return text.find('\0') == std::string_view::npos && HasPlainLines(text);
 }
 
-bool HasOddControls(std::string_view text) {
+/// Returns true if the text has a control byte other than tabs and line ends, or DEL.
+bool HasControlsInLine(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return (byte < ' ' && c != '\t' && c != '\r' && c != '\n') || byte == 0x7F;
     });
 }
 
-/// A LF without a CR becomes CR LF; a CR alone is text.
+/// Turns each LF without a CR into CR LF. A CR alone is text.
 std::string NormaliseLineEnds(std::string_view text) {
     std::string lines;
     lines.reserve(text.size() + text.size() / 16);
@@ -66,7 +71,8 @@ std::string NormaliseLineEnds(std::string_view text) {
 }
 
 TransferEncoding::keys ChooseEncoding(std::string_view text) {
-    if (IsAscii(text) && IsPlain(text) && !HasOddControls(text)) return TransferEncoding::bit7;
+    if (IsAsciiText(text) && IsPlain(text) && !HasControlsInLine(text))
+        return TransferEncoding::bit7;
     // Quoted-printable takes two bytes more for each of these, base64 a third more for all.
     const auto escaped = std::count_if(text.begin(), text.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
@@ -76,9 +82,9 @@ TransferEncoding::keys ChooseEncoding(std::string_view text) {
                                                           : TransferEncoding::quoted_printable;
 }
 
-/// The character set of a text that IsUtf8.
+/// The charset of a text that is UTF-8.
 const char* GetCharset(std::string_view text) {
-    return IsAscii(text) ? "us-ascii" : "utf-8";
+    return IsAsciiText(text) ? "us-ascii" : "utf-8";
 }
 
 void SetContent(Part& part, std::string_view text, TransferEncoding::keys encoding,
@@ -88,7 +94,7 @@ void SetContent(Part& part, std::string_view text, TransferEncoding::keys encodi
     if (part.data.content.GetLength() != text.size()) throw Failure(shown, GetLastReason());
 }
 
-/// The type that the name's extension stands for; application/octet-stream when it is not known.
+/// The media type of the name's extension; application/octet-stream when it is not known.
 ContentType GetType(const std::string& name) {
     ContentType type;
     const size_t dot = name.rfind('.');
@@ -101,16 +107,16 @@ bool IsAttachedMessage(const ContentType& type) {
     return type.type == Type::message && type.subType == SubType::rfc822;
 }
 
-/// Quoted-printable of a text is shorter and can be read, but loses a byte-order mark, and of a
-/// text with other line ends nothing can be read.
+/// Quoted-printable keeps a text readable, but drops a byte-order mark, and encodes every line end
+/// that is not CR LF.
 bool SuitsQuotedPrintable(std::string_view text) {
     return IsUtf8(text) && !text.starts_with(kByteOrderMark) && HasPlainLines(text) &&
            text.find('\0') == std::string_view::npos;
 }
 
-/// Attaches an encoded file. Of a text without a known character set nobody could say what its
-/// letters are, and multipart and message types may not be encoded (RFC 2046, 5.1 and 5.2.1):
-/// these go as application/octet-stream.
+/// Attaches an encoded file. It is sent as application/octet-stream when it is a text in an unknown
+/// charset, which no program could show, or of a multipart or message type, which may not be
+/// encoded (RFC 2046, 5.1 and 5.2.1).
 void SetFileContent(Part& part, const MemoryFile& view, ContentType type,
                     const std::string& shown) {
     const std::string_view bytes(view.GetData(), view.GetSize());
@@ -120,20 +126,21 @@ void SetFileContent(Part& part, const MemoryFile& view, ContentType type,
     }
     const bool isText = type.type == Type::text;
     if (isText && !SuitsQuotedPrintable(bytes)) {
-        // Under a type key other than text the library chooses base64.
+        // With a type key other than text the library chooses base64.
         type = {type.GetStr(), Type::application, SubType::octet_stream};
     }
     if (isText) part.info.charset = GetCharset(bytes);
     if (!part.SetContent(view, type)) throw Failure(shown, "too large to be encoded");
 }
 
-/// Attaches a message, which may not be encoded. @return false when it cannot travel as it is.
+/// Attaches a message, which may not be encoded. @return false when it cannot be sent unencoded.
 bool SetMessageContent(Part& part, std::string_view bytes, const ContentType& type,
                        const std::string& shown) {
     const std::string text = NormaliseLineEnds(bytes);
     if (!IsPlain(text)) return false;
     part.info.contentType = type;
-    SetContent(part, text, IsAscii(text) ? TransferEncoding::bit7 : TransferEncoding::bit8, shown);
+    SetContent(part, text, IsAsciiText(text) ? TransferEncoding::bit7 : TransferEncoding::bit8,
+               shown);
     return true;
 }
 

@@ -1,6 +1,10 @@
 #include "entity_list.h"
 
 #include <algorithm>
+#include <set>
+
+#include "kivgui/ascii.h"
+#include "output.h"
 
 namespace Tool {
 
@@ -26,13 +30,6 @@ Entity MakeEntity(const Waiting& waiting, const std::vector<Entity>& listed) {
     return {waiting.part, waiting.parent, depth,
             depth <= kMaxDottedDepth ? parent.index + "." + std::to_string(waiting.place)
                                      : MakePositionIndex(listed.size())};
-}
-
-std::string_view GetParameter(const MIME::Part& part, const char* field, const char* name) {
-    const MIME::HeaderMap::Node* found = part.headers.Find(field);
-    if (found == nullptr) return {};
-    const MIME::ParameterMap::Node* parameter = found->value.parameters.Find(name);
-    return parameter != nullptr ? std::string_view(parameter->value.value) : std::string_view();
 }
 
 }  // namespace
@@ -69,9 +66,53 @@ std::string_view GetMediaType(const MIME::Part& part) {
     return field != nullptr ? std::string_view(field->value.value) : std::string_view();
 }
 
-std::string_view GetFileName(const MIME::Part& part) {
-    const std::string_view name = GetParameter(part, "Content-Disposition", "filename");
-    return name.empty() ? GetParameter(part, "Content-Type", "name") : name;
+MIME::AnsiStr GetFileName(const MIME::Part& part) {
+    const MIME::AnsiStr name = part.headers.GetParameter("Content-Disposition", "filename");
+    return name.IsEmpty() ? part.headers.GetParameter("Content-Type", "name") : name;
+}
+
+namespace {
+
+Field MakeField(std::string_view name, const MIME::HeaderValue& value) {
+    return {std::string(name), ToString(value.value), &value.parameters};
+}
+
+/// A field that is not in the map, because one of the same name came before it.
+Field MakeRepeatedField(const MIME::FieldList::Field& field) {
+    std::string value(field.value);
+    std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
+    return {std::string(field.name), ToString(MIME::Decoding::Words(MIME::AnsiStr(value))),
+            nullptr};
+}
+
+}  // namespace
+
+const MIME::ParameterMap& Field::GetParameters() const {
+    static const MIME::ParameterMap none;
+    return parameters != nullptr ? *parameters : none;
+}
+
+std::vector<Field> ListFields(const MIME::Part& part) {
+    std::vector<Field> fields;
+    std::set<std::string> seen;
+    for (unsigned i = 0; i < part.fields.GetCount(); ++i) {
+        const MIME::FieldList::Field field = part.fields[i];
+        std::string key(field.name);
+        std::transform(key.begin(), key.end(), key.begin(), KivGuiBase::ToLowerAscii);
+        const MIME::HeaderMap::Node* node = part.headers.Find(MIME::AnsiStr(field.name));
+        const bool isFirst = seen.insert(key).second;
+        fields.push_back(isFirst && node != nullptr ? MakeField(field.name, node->value)
+                                                    : MakeRepeatedField(field));
+    }
+    if (part.fields.GetCount() > 0) return fields;
+    for (const MIME::HeaderMap::Node& node : part.headers) {
+        if (!node.value.value.IsEmpty()) fields.push_back(MakeField(node.key, node.value));
+    }
+    return fields;
+}
+
+bool IsAdded(const MIME::ParameterMap::Node& parameter) {
+    return parameter.key == "filename" && parameter.value.value.IsEmpty();
 }
 
 }  // namespace Tool

@@ -38,6 +38,22 @@ std::string_view GetMediaType(const MIME::Part& part);
 
 /// The file name that the sender gave: the parameter "filename" of Content-Disposition, or
 /// "name" of Content-Type. Untrusted; empty when there is none.
-std::string_view GetFileName(const MIME::Part& part);
+MIME::AnsiStr GetFileName(const MIME::Part& part);
+
+/// A header field to be shown.
+struct Field {
+    std::string name;
+    std::string value;
+    const MIME::ParameterMap* parameters = nullptr;  ///< the part's; null when there are none
+
+    const MIME::ParameterMap& GetParameters() const;
+};
+
+/// The fields of an entity. With the mail rules: all of them in order, decoded. With the exact
+/// rules: those of the map, except those that the reader added.
+std::vector<Field> ListFields(const MIME::Part& part);
+
+/// Returns true for the one parameter that the reader itself adds, without a value.
+bool IsAdded(const MIME::ParameterMap::Node& parameter);
 
 }  // namespace Tool

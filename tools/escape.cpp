@@ -2,15 +2,16 @@
 
 #include <algorithm>
 
+#include "kivgui/ascii.h"
 #include "kivgui/utf8.h"
 
 namespace Tool {
 
+using KivGuiBase::kUpperHexDigits;
+
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
-
-/// The character that `bytes`, well-formed UTF-8, stand for.
+/// The code point of one character in well-formed UTF-8.
 unsigned DecodeCharacter(std::string_view bytes) {
     constexpr unsigned kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
     unsigned character = static_cast<unsigned char>(bytes.front()) & kLeadBits[bytes.size()];
@@ -40,13 +41,13 @@ bool IsUnsafe(unsigned character) {
 }
 
 void AppendByte(std::string& out, unsigned byte) {
-    out += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+    out += {'\\', 'x', kUpperHexDigits[byte >> 4], kUpperHexDigits[byte & 15]};
 }
 
 void AppendCharacter(std::string& out, unsigned character) {
     if (character < 0x80) return AppendByte(out, character);
     out += "\\u";
-    for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[character >> shift & 15];
+    for (int shift = 12; shift >= 0; shift -= 4) out += kUpperHexDigits[character >> shift & 15];
 }
 
 }  // namespace
@@ -89,7 +90,7 @@ std::string EscapeLines(std::string_view text) {
 
 size_t MeasureColumns(std::string_view text) {
     size_t columns = 0;
-    for (const char c : text) columns += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    for (const char c : text) columns += KivGuiBase::IsUtf8Tail(c) ? 0 : 1;
     return columns;
 }
 

@@ -7,12 +7,17 @@
 #include "commands.h"
 #include "entity_list.h"
 #include "escape.h"
-#include "failure.h"
-#include "file_pieces.h"
-#include "leftovers.h"
+#include "files.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/error.h"
+#include "kivgui/file.h"
 #include "message_writer.h"
 #include "output.h"
-#include "paths.h"
+#include "temporary.h"
+
+// "extract". The names come from strangers, so each is made safe first, and no file is ever opened
+// that existed before: a link that waits in the folder is never followed. Files that are not complete
+// when the command fails are removed.
 
 namespace Tool {
 
@@ -21,11 +26,11 @@ using KivGuiBase::File;
 
 namespace {
 
-/// A file name for a body: the sender's, or one made of the index and the type. Safe, and short
-/// enough for a number.
+/// A file name for a body: the sender's, or one made of the index and the type. It is safe, and
+/// leaves room for a number.
 std::string MakeName(const Entity& entity) {
     constexpr unsigned kMaxName = 240;
-    std::string name(GetFileName(*entity.part));
+    std::string name = ToString(GetFileName(*entity.part));
     if (name.empty()) {
         MIME::AnsiStr extension = "bin";
         if (entity.part->info.isMessage) {
@@ -33,10 +38,9 @@ std::string MakeName(const Entity& entity) {
         } else if (!MIME::GetExtFromTypeStr(MIME::AnsiStr(GetMediaType(*entity.part)), extension)) {
             extension = "bin";
         }
-        name = "part-" + entity.index + "." + std::string(std::string_view(extension));
+        name = "part-" + entity.index + "." + ToString(extension);
     }
-    return std::string(
-        std::string_view(KivGuiBase::MakeSafeFileName(MIME::AnsiStr(name), kMaxName)));
+    return ToString(KivGuiBase::MakeSafeFileName(MIME::AnsiStr(name), kMaxName));
 }
 
 /// The same name with a number before its extension; 1 means none.
@@ -67,8 +71,8 @@ public:
     }
 
 private:
-    /// Creates the file. Where the name is taken, by a link too, a number is added; counting goes
-    /// on where it ended for the last body of that name.
+    /// Creates the file. When the name is taken, even by a link, a number is added, starting after
+    /// the last one tried for this name.
     std::string Create(DiskFile& out, const std::string& name) {
         std::string path;
         unsigned& number = used_[name];
@@ -98,8 +102,8 @@ void MakeFolder(const std::string& folder) {
 
 constexpr unsigned kNone = static_cast<unsigned>(-1);
 
-/// Does the entity carry a whole message?
-bool IsWhole(const Entity& entity) {
+/// Returns true if the entity carries a whole message.
+bool CarriesMessage(const Entity& entity) {
     return entity.part->info.isMessage && !entity.part->parts.IsEmpty();
 }
 
@@ -126,9 +130,9 @@ int Extract(const ExtractOptions& options) {
         std::string path;
         if (entity.IsLeaf()) {
             path = extraction.Store(entity.part->data.file, MakeName(entity));
-        } else if (IsWhole(entity) && messageDepth == kNone) {
-            // Those inside it are part of the file. To write each of them would take space as the
-            // depth squared.
+        } else if (CarriesMessage(entity) && messageDepth == kNone) {
+            // Messages inside it are part of its file. Writing each of them too would take space
+            // quadratic in the depth.
             messageDepth = entity.depth;
             path = extraction.Store(MakeMessageFile(entity, folder), MakeName(entity));
         } else {

@@ -4,8 +4,10 @@
 
 #include "commands.h"
 #include "escape.h"
-#include "failure.h"
 #include "output.h"
+
+// "lint": prints the report of the reader, as lines for people or as JSON for programs. A message that
+// cannot be read is reported too, after what was found before the failure.
 
 namespace Tool {
 
@@ -17,7 +19,7 @@ using Entry = MIME::ReadReport::Entry;
 constexpr int kHasDeviations = 1;
 constexpr int kNotReadable = 3;
 
-/// What came of the reading.
+/// The result of reading a message.
 struct Finding {
     MIME::ReadReport report;
     std::string failure;  ///< as other commands report it; empty when the message could be read
@@ -48,10 +50,6 @@ const char* GetName(MIME::Deviation::Severity severity) {
             return "ambiguous";
     }
     return "";
-}
-
-std::string ToString(const MIME::AnsiStr& text) {
-    return std::string(std::string_view(text));
 }
 
 /// The index that Show prints: there the whole message is "1".

@@ -14,9 +14,9 @@
 
 #include "commands.h"
 #include "escape.h"
-#include "leftovers.h"
 #include "output.h"
 #include "platform/system.h"
+#include "temporary.h"
 
 namespace {
 

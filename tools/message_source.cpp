@@ -1,17 +1,20 @@
 #include "message_source.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <functional>
 #include <new>
 #include <string_view>
-#include <system_error>
 
-#include "failure.h"
-#include "file_pieces.h"
+#include "files.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/error.h"
+#include "output.h"
 #include "platform/system.h"
-#include "target.h"
+
+// The library maps files and looks back in them, so a stream is copied into a plain file first. With
+// the mail rules a Content-Type that was given apart is put before the message as a header block of
+// its own, in another copy: then the two forms of a message are read in the same way.
 
 namespace Tool {
 
@@ -20,14 +23,8 @@ using KivGuiBase::File;
 
 namespace {
 
-using Take = std::function<void(std::string_view)>;
-
-struct CloseStream {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-
-/// Makes a plain file in the work folder: the library reads such files, in which it can look back.
-File Store(const std::string& copy, const std::function<void(const Take&)>& give) {
+/// Makes a plain file out of the pieces that `give` passes on.
+File Store(const std::string& copy, const std::function<void(const TakePiece&)>& give) {
     File stored{MIME::AnsiStr(copy)};
     DiskFile out;
     if (!out.Open(stored, DiskFile::Mode::createNew)) throw Failure(copy, GetLastReason());
@@ -41,11 +38,11 @@ File Store(const std::string& copy, const std::function<void(const Take&)>& give
 }
 
 File StoreStream(std::FILE* stream, const std::string& name, const std::string& copy) {
-    return Store(copy, [&](const Take& take) { ReadPieces(stream, name, take); });
+    return Store(copy, [&](const TakePiece& take) { ReadPieces(stream, name, take); });
 }
 
-/// The field that travelled apart, and the empty line behind it. A line end in the value must not
-/// begin another field.
+/// A header block with the Content-Type that was given apart. A line end in the value must not begin
+/// another field.
 std::string MakeHeaderBlock(const Source& source) {
     if (source.strict || !source.contentType) return {};
     std::string value = *source.contentType;
@@ -62,8 +59,8 @@ bool ReadPart(MIME::Part& message, const Source& source, const File& file, MIME:
     return !report.failed;
 }
 
-/// Makes the offsets those of the text without the first `size` bytes.
-void TakeOff(MIME::ReadReport& report, unsigned long long size) {
+/// Turns the offsets into those of the text without its first `size` bytes.
+void RemovePrefix(MIME::ReadReport& report, unsigned long long size) {
     report.failureOffset -= std::min(report.failureOffset, size);
     for (unsigned i = 0; i < report.deviations.GetCount(); ++i) {
         MIME::ReadReport::Entry entry = report.deviations[i];
@@ -81,14 +78,14 @@ std::string GetShownName(const std::string& path) {
 File GetPlainFile(const std::string& path, const std::string& copy) {
     if (path == "-") return StoreStream(stdin, GetShownName(path), copy);
     if (!IsStream(path)) return File(MIME::AnsiStr(path));
-    const std::unique_ptr<std::FILE, CloseStream> stream(System::OpenStream(path));
-    if (stream == nullptr) throw Failure(path, std::generic_category().message(errno));
+    const Stream stream(System::OpenStream(path));
+    if (stream == nullptr) throw Failure(path, GetSystemReason());
     return StoreStream(stream.get(), path, copy);
 }
 
 namespace {
 
-/// @param block  what stands before the message in the file, and in no offset of the report.
+/// @param block  what precedes the message in the file; the report's offsets do not count it.
 std::unique_ptr<MIME::Part> ReadFile(const Source& source, const File& file,
                                      const std::string& block, MIME::ReadReport* report) {
     auto message = std::make_unique<MIME::Part>();
@@ -97,10 +94,9 @@ std::unique_ptr<MIME::Part> ReadFile(const Source& source, const File& file,
     if (report == nullptr) report = &ownReport;
     KivGuiBase::SetLastError(KivGuiBase::kErrorNone);
     const bool read = ReadPart(*message, source, file, error, *report);
-    TakeOff(*report, block.size());
+    RemovePrefix(*report, block.size());
     if (read) return message;
-    throw Failure(GetShownName(source.file),
-                  error.IsEmpty() ? GetLastReason() : std::string(std::string_view(error)));
+    throw Failure(GetShownName(source.file), error.IsEmpty() ? GetLastReason() : ToString(error));
 }
 
 }  // namespace
@@ -119,7 +115,7 @@ std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& 
     File file = GetPlainFile(source.file, copy);
     const std::string block = MakeHeaderBlock(source);
     if (!block.empty()) {
-        file = Store(copy + "-with-field", [&](const Take& take) {
+        file = Store(copy + "-with-field", [&](const TakePiece& take) {
             take(block);
             ReadPieces(file, take);
         });

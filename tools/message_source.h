@@ -6,22 +6,22 @@
 
 #include <mime/mime.h>
 
-#include "work_folder.h"
+#include "temporary.h"
 
 namespace Tool {
 
 /// A message as the user names it.
 struct Source {
     std::string file;                        ///< a path, or "-" for standard input
-    std::optional<std::string> contentType;  ///< given when it travelled apart from the body
-    bool strict = false;                     ///< by the library's exact rules, not as mail
+    std::optional<std::string> contentType;  ///< given when it is not in the file
+    bool strict = false;                     ///< with the exact rules instead of the mail rules
 };
 
-/// What messages call a file that the user names: its path, or "standard input" for "-".
+/// The name of a file in messages: its path, or "standard input" for "-".
 std::string GetShownName(const std::string& path);
 
-/// The file that the user names ("-" is standard input) as a plain file, which the library can map
-/// and look back in: a stream is copied to the path `copy`, which must be new. @throws Failure
+/// The file at `path` ("-" is standard input) as a plain file: a stream is copied to the path
+/// `copy`, which must be new. @throws Failure
 KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
 
 /// Reads a message; its bodies are files in the work folder. A stream is copied there first.
@@ -30,7 +30,7 @@ KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder,
                                         MIME::ReadReport* report = nullptr);
-/// The same for a message that GetPlainFile has found; no field of it travelled apart.
+/// The same for a message that is in a plain file, its Content-Type included.
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file,
                                         MIME::ReadReport* report = nullptr);
 

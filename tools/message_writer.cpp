@@ -3,8 +3,15 @@
 #include <string_view>
 
 #include "entity_list.h"
-#include "failure.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/memory_file.h"
+#include "output.h"
 #include "transfer_encoder.h"
+
+// Writes a tree that was read with the mail rules. Header blocks, preambles and epilogues are written
+// as they were; only bodies are encoded, and boundary lines made, anew. The one difficult matter is
+// the line end before a boundary line, which belongs to the boundary line: `isInLine_` says whether
+// the text before it needs one.
 
 namespace Tool {
 
@@ -16,8 +23,8 @@ using MIME::Part;
 
 namespace {
 
-/// Lines of a message that is kept with LF line ends get such. The first header block that is
-/// written and has a line decides.
+/// The line end of the message, CR LF or LF: that of the first line in a header block that is
+/// written.
 std::string_view GetLineEnd(const Part& message, bool withHeaderBlock) {
     for (const Entity& entity : ListEntities(message)) {
         if (entity.depth == 0 && !withHeaderBlock) continue;
@@ -41,7 +48,7 @@ public:
         if (!out_.Close()) Fail();
     }
 
-    /// Calls itself for the levels of the tree, of which the reader lets in 256.
+    /// Recursive: the reader accepts at most 256 levels.
     void WriteEntity(const Part& part, bool withHeaderBlock) {
         if (withHeaderBlock) WriteHeaderBlock(part);
         if (!part.info.boundary.IsEmpty()) {
@@ -54,7 +61,7 @@ public:
         }
     }
 
-    /// The last line of base64 text may have a line end, which is not part of the body.
+    /// Ends the last line of base64 text. The line end is not part of the body.
     void EndBase64(const Part& top) {
         if (top.info.transferEncoding == MIME::TransferEncoding::base64 && isInLine_) Put(lineEnd_);
     }
@@ -78,12 +85,12 @@ private:
     void WriteMultipart(const Part& part) {
         WriteText(part.preamble);
         for (const Part* child : part.parts) {
-            WriteDelimiter(part, "");
+            WriteBoundaryLine(part, "");
             WriteEntity(*child, true);
         }
-        // Without any delimiter before the last it would be no multipart.
-        if (part.parts.IsEmpty()) WriteDelimiter(part, "");
-        WriteDelimiter(part, "--");
+        // With a closing boundary line alone it would not be read as a multipart.
+        if (part.parts.IsEmpty()) WriteBoundaryLine(part, "");
+        WriteBoundaryLine(part, "--");
         WriteText(part.epilogue);
     }
 
@@ -92,13 +99,13 @@ private:
         isInLine_ = !text.empty();
     }
 
-    /// The line end before a delimiter belongs to it (RFC 2046, 5.1.1).
-    void WriteDelimiter(const Part& part, std::string_view tail) {
-        // A CR before LF would be taken for a part of the line end.
+    /// Writes a boundary line, with the line end before it, which belongs to it (RFC 2046, 5.1.1).
+    void WriteBoundaryLine(const Part& part, std::string_view tail) {
+        // After a CR a lone LF would make a CR LF of the two.
         if (isInLine_) Put(last_ == '\r' ? "\r\n" : lineEnd_);
         isInLine_ = false;
         Put("--");
-        // A boundary cannot end in blanks (RFC 2046, 5.1.1); the reader does not count them.
+        // A boundary cannot end in blanks (RFC 2046, 5.1.1), and the reader ignores them.
         const std::string_view boundary = part.info.boundary;
         Put(boundary.substr(0, boundary.find_last_not_of(" \t") + 1));
         Put(tail);
@@ -109,7 +116,7 @@ private:
     std::string shown_;
     std::string_view lineEnd_;
     char last_ = '\0';
-    bool isInLine_ = false;  ///< a delimiter needs a line end before it
+    bool isInLine_ = false;  ///< a boundary line needs a line end before it
 };
 
 bool HasSameBody(const Part& a, const Part& b) {
@@ -117,14 +124,14 @@ bool HasSameBody(const Part& a, const Part& b) {
     MemoryFile second;
     const auto open = [](MemoryFile& view, const File& file) {
         if (!view.Open(file, MemoryFile::Mode::read)) {
-            throw Failure(std::string(std::string_view(file.GetPath())), GetLastReason());
+            throw Failure(ToString(file.GetPath()), GetLastReason());
         }
         return std::string_view(view.GetData(), static_cast<size_t>(view.GetSize()));
     };
     return open(first, a.data.file) == open(second, b.data.file);
 }
 
-/// The empty line behind a block may have been missing, and its last line end with it.
+/// The header block without its last line end, which may have been missing in the original.
 std::string_view GetHeaderBlock(const Part& part) {
     std::string_view text = part.fields.GetText();
     if (text.ends_with('\n')) text.remove_suffix(1);

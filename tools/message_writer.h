@@ -6,18 +6,18 @@
 
 namespace Tool {
 
-/// Writes a message that was read with ReadOptions::Mail into a file, which is made or replaced:
-/// every header block as it stood, the bodies encoded anew, preambles and epilogues too.
+/// Writes a message that was read with the mail rules into a file, which is made or replaced. Header
+/// blocks, preambles and epilogues are written as they were; bodies are encoded anew.
 ///
 /// @param shown            what the user calls the file.
-/// @param withHeaderBlock  that of the top entity is written too.
+/// @param withHeaderBlock  writes the header block of the top entity too.
 /// @throws Failure when something cannot be read or written.
 void WriteMessage(const MIME::Part& message, const std::string& path, const std::string& shown,
                   bool withHeaderBlock);
 
-/// Are the trees alike: structure, header blocks, body bytes, the text around the children?
+/// Returns true if the trees are equal in structure, header blocks, bodies, preambles and epilogues.
 ///
-/// @param withHeaderBlock  those of the top entities are compared too.
+/// @param withHeaderBlock  compares the header blocks of the top entities too.
 /// @throws Failure when a body cannot be read.
 bool IsSameMessage(const MIME::Part& a, const MIME::Part& b, bool withHeaderBlock);
 

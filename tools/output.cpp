@@ -5,24 +5,29 @@
 #include <system_error>
 
 #include "escape.h"
-#include "failure.h"
+#include "kivgui/error.h"
 
 namespace Tool {
 
-namespace {
-
-[[noreturn]] void Fail(int error) {
-    throw Failure("standard output", std::generic_category().message(error));
+std::string GetLastReason() {
+    uint32_t code = KivGuiBase::GetLastError();
+    // What fails without a code failed because memory ran out.
+    if (code == KivGuiBase::kErrorNone) code = KivGuiBase::kErrorNotEnoughMemory;
+    return ToString(KivGuiBase::GetErrorMessage(code, 0, 1));
 }
 
-}  // namespace
+std::string GetSystemReason() {
+    return std::generic_category().message(errno);
+}
 
 void Print(std::string_view bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) Fail(errno);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) {
+        throw Failure("standard output", GetSystemReason());
+    }
 }
 
 void FinishOutput() {
-    if (std::fflush(stdout) != 0) Fail(errno);
+    if (std::fflush(stdout) != 0) throw Failure("standard output", GetSystemReason());
 }
 
 void PrintError(const std::string& text) {

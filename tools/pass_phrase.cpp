@@ -1,28 +1,17 @@
 #include "pass_phrase.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <new>
-#include <system_error>
 
-#include "failure.h"
+#include "files.h"
+#include "output.h"
 
 namespace Tool {
 
 namespace {
 
-struct CloseStream {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, CloseStream>;
-
-std::string GetReason() {
-    return std::generic_category().message(errno);
-}
-
-/// Reads a line without its end into `buffer`; what ends it early is the result.
+/// Reads a line without its end into `buffer`. @return what is wrong with it; null when nothing is.
 const char* ReadLine(std::FILE* source, char* buffer, unsigned room) {
     unsigned length = 0;
     for (int c = std::getc(source); c != EOF && c != '\n'; c = std::getc(source)) {
@@ -40,11 +29,11 @@ const char* ReadLine(std::FILE* source, char* buffer, unsigned room) {
 PassPhrase::PassPhrase(const std::string& path) : text_(kMaxLength, buffer_) {
     if (buffer_ == nullptr) throw std::bad_alloc();
     const Stream source(std::fopen(path.c_str(), "rb"));
-    if (source == nullptr) throw Failure(path, GetReason());
+    if (source == nullptr) throw Failure(path, GetSystemReason());
     std::setvbuf(source.get(), nullptr, _IONBF, 0);  // a buffer would keep a copy
     const char* const fault = ReadLine(source.get(), buffer_, kMaxLength);
     if (fault != nullptr || std::ferror(source.get()) != 0) {
-        const std::string reason = fault != nullptr ? fault : GetReason();
+        const std::string reason = fault != nullptr ? fault : GetSystemReason();
         Wipe();
         throw Failure(path, reason);
     }

@@ -6,7 +6,7 @@
 
 namespace Tool {
 
-/// A pass phrase, which is overwritten when this goes.
+/// A pass phrase, which is overwritten when the object is destroyed.
 class PassPhrase {
 public:
     /// No pass phrase.

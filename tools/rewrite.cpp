@@ -6,11 +6,16 @@
 #include "commands.h"
 #include "entity_list.h"
 #include "escape.h"
-#include "failure.h"
-#include "file_pieces.h"
+#include "files.h"
+#include "kivgui/ascii.h"
+#include "kivgui/disk_file.h"
+#include "kivgui/error.h"
 #include "message_writer.h"
 #include "output.h"
-#include "target.h"
+
+// "rewrite". With the mail rules the header blocks are written as they were and only bodies are
+// encoded anew; the result is read back and compared before it replaces anything. With the exact
+// rules the library writes the tree itself.
 
 namespace Tool {
 
@@ -23,7 +28,7 @@ namespace {
 /// Writes the message to the path; `shown` is what the user calls the file.
 using Write = std::function<void(const std::string& path, const std::string& shown)>;
 
-/// A pipe or a device cannot be replaced: it gets the message when that is complete.
+/// A pipe or a device cannot be replaced, so the message is made in the work folder first.
 void WriteToStream(const Write& write, const std::string& target, const WorkFolder& folder) {
     const std::string path = folder.At("output");
     write(path, path);
@@ -45,12 +50,11 @@ void WriteTo(const std::string& target, const WorkFolder& folder, const Write& w
     ReplaceFile(target, [&](const std::string& path) { write(path, target); });
 }
 
-/// The value of the Content-Type field that counts, on one line.
+/// The value of the first Content-Type field, which is the one that counts, on one line.
 std::string GetContentType(const MIME::Part& message) {
-    constexpr char kName[] = "Content-Type";
     for (unsigned i = 0; i < message.fields.GetCount(); ++i) {
         const MIME::FieldList::Field field = message.fields[i];
-        if (AnsiStr::Compare(AnsiStr(field.name).GetStr(), kName, true) != 0) continue;
+        if (!KivGuiBase::EqualsCaseless(field.name, "Content-Type")) continue;
         std::string value(field.value);
         std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
         std::replace(value.begin(), value.end(), '\t', ' ');
@@ -59,17 +63,16 @@ std::string GetContentType(const MIME::Part& message) {
     return {};
 }
 
-/// Without its header block nothing says how a body is encoded.
+/// Refuses an encoded body: without the header block nothing says how it is encoded.
 void CheckHasPlainBody(const MIME::Part& message, const std::string& shown) {
     const MIME::TransferEncoding::keys encoding = message.info.transferEncoding;
     const bool isLeaf = Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf();
     if (!isLeaf || MIME::TransferEncoding::IsIdentity(encoding)) return;
-    const AnsiStr name = MIME::TransferEncoding::GetStr(encoding);
-    throw Failure(shown, "the body is " + std::string(std::string_view(name)) +
+    throw Failure(shown, "the body is " + ToString(MIME::TransferEncoding::GetStr(encoding)) +
                              ", and --body leaves out the field that says so");
 }
 
-/// Reads back what was written: nothing may be lost without a word.
+/// Reads back what was written and compares, so that nothing is lost unnoticed.
 void CheckWritten(const MIME::Part& message, const Source& written, const WorkFolder& folder,
                   const std::string& shown) {
     const std::unique_ptr<MIME::Part> again = ReadMessage(written, folder);
@@ -103,7 +106,7 @@ std::string RewriteStrict(MIME::Part& message, const RewriteOptions& options,
             throw Failure(shown, GetLastReason());
         }
     });
-    return std::string(std::string_view(contentType));
+    return ToString(contentType);
 }
 
 }  // namespace

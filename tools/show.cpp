@@ -9,8 +9,12 @@
 #include "commands.h"
 #include "entity_list.h"
 #include "escape.h"
-#include "fields.h"
+#include "kivgui/ascii.h"
 #include "output.h"
+
+// "show": prints the list of entities as a table or as JSON. A message may have a hundred thousand
+// entities and a tree deeper than the stack, so both forms walk the list, and JSON is written one
+// entity at a time.
 
 namespace Tool {
 
@@ -18,20 +22,19 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Bytes of the decoded body; none for an entity that has no body of its own.
+/// Size of the decoded body in bytes; no value for an entity that has no body of its own.
 std::optional<int64_t> GetBodySize(const Entity& entity) {
     if (!entity.IsLeaf()) return std::nullopt;
     return entity.part->data.file.GetSize();
 }
 
-/// As the entity states it; empty when it does not. Of an unknown one the body is kept as it stands.
+/// The transfer encoding that the entity states, an unknown one too; empty when it states none.
 std::string GetTransferEncoding(const Entity& entity) {
     const MIME::HeaderMap::Node* field = entity.part->headers.Find("Content-Transfer-Encoding");
     if (field == nullptr || field->value.value.IsEmpty()) return {};
     const MIME::AnsiStr known = MIME::TransferEncoding::GetStr(entity.part->info.transferEncoding);
-    const bool isKnown =
-        MIME::AnsiStr::Compare(field->value.value.GetStr(), known.GetStr(), true) == 0;
-    return std::string(std::string_view(isKnown ? known : field->value.value));
+    const bool isKnown = KivGuiBase::EqualsCaseless(field->value.value, known);
+    return ToString(isKnown ? known : field->value.value);
 }
 
 // ------------------------------------------------------------------------------- as a table --

@@ -4,33 +4,33 @@
 #include <string_view>
 
 #include "commands.h"
-#include "failure.h"
+#include "files.h"
+#include "kivgui/error.h"
+#include "kivgui/stream.h"
+#include "kivgui/utf8.h"
 #include "output.h"
 #include "pass_phrase.h"
-#include "target.h"
 
 namespace Tool {
 
-using KivGuiBase::DiskFile;
 using KivGuiBase::File;
 using MIME::AnsiStr;
 
 namespace {
 
-/// The message's text without what the reader passes over at its start.
+/// The message's text from its first header field on, as the reader takes it: without a byte-order
+/// mark and line ends before it.
 AnsiStr ReadText(const File& file, const std::string& shown) {
     AnsiStr text;
     KivGuiBase::ReadStream stream(file, KivGuiBase::ReadStreamMode::read);
     if (!stream.Read(text)) throw Failure(shown, GetLastReason());
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    std::string_view rest = text;
-    if (rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
+    std::string_view rest = KivGuiBase::SkipByteOrderMark(text);
     const size_t start = rest.find_first_not_of("\r\n");
     rest = start == std::string_view::npos ? std::string_view() : rest.substr(start);
     return rest.size() == text.GetLength() ? text : AnsiStr(rest);
 }
 
-/// Programs that verify may change such a line end into CR LF, and then find another text.
+/// A program that verifies may turn a lone LF into CR LF, and the signature then does not match.
 void RefuseLoneLineFeeds(std::string_view text, const std::string& shown) {
     for (size_t i = text.find('\n'); i != std::string_view::npos; i = text.find('\n', i + 1)) {
         if (i == 0 || text[i - 1] != '\r') {
@@ -39,7 +39,7 @@ void RefuseLoneLineFeeds(std::string_view text, const std::string& shown) {
     }
 }
 
-/// The message as it stands in the file, which writing its tree again might change.
+/// Takes the message exactly as it is in the file: writing its tree again might change it.
 void FillMessage(const SignOptions& options, MIME::Message& message) {
     const WorkFolder folder;
     const std::string shown = GetShownName(options.file);
@@ -47,8 +47,9 @@ void FillMessage(const SignOptions& options, MIME::Message& message) {
     MIME::ReadReport report;
     const std::unique_ptr<MIME::Part> read = ReadMessage({options.file, {}, {}}, file, &report);
     for (const MIME::ReadReport::Entry& entry : report.deviations) {
-        if (entry.kind == MIME::Deviation::mboxLine)
+        if (entry.kind == MIME::Deviation::mboxLine) {
             throw Failure(shown, "begins with an mbox line");
+        }
     }
     if (!message.headers.CopyFrom(read->headers)) throw std::bad_alloc();
     if (message.headers.Serialize(false, true).IsEmpty()) {
@@ -67,15 +68,7 @@ AnsiStr MakeSigned(const SignOptions& options, const MIME::Message& message) {
     if (!text.IsEmpty()) return text;
     const AnsiStr reason = KivGuiBase::GetStoredErrorMessage();
     throw Failure(GetShownName(options.file) + " with " + options.signer,
-                  reason.IsEmpty() ? GetLastReason() : std::string(std::string_view(reason)));
-}
-
-void WriteText(const AnsiStr& text, const std::string& path, const std::string& shown) {
-    DiskFile out;
-    if (!out.Open(File(AnsiStr(path)), DiskFile::Mode::create) ||
-        !out.Write(text.GetStr(), text.GetLength()) || !out.Close()) {
-        throw Failure(shown, GetLastReason());
-    }
+                  reason.IsEmpty() ? GetLastReason() : ToString(reason));
 }
 
 }  // namespace
@@ -83,16 +76,7 @@ void WriteText(const AnsiStr& text, const std::string& path, const std::string& 
 int Sign(const SignOptions& options) {
     MIME::Message message;
     FillMessage(options, message);
-    const AnsiStr text = MakeSigned(options, message);
-    if (options.target == "-") {
-        Print(text);
-    } else if (IsStream(options.target)) {
-        WriteText(text, options.target, options.target);
-    } else {
-        ReplaceFile(options.target,
-                    [&](const std::string& path) { WriteText(text, path, options.target); });
-    }
-    FinishOutput();
+    WriteText(options.target, MakeSigned(options, message));
     return 0;
 }
 

@@ -6,32 +6,27 @@
 #include "commands.h"
 #include "entity_list.h"
 #include "escape.h"
-#include "failure.h"
 #include "html_text.h"
+#include "kivgui/ascii.h"
+#include "kivgui/memory_file.h"
 #include "output.h"
+
+// "text": walks the entities in the order of the message. Choice says beforehand, in two passes over
+// the list, which of them to show; the bodies are then decoded, converted to UTF-8 and escaped one
+// by one, so only one is in memory.
 
 namespace Tool {
 
+using KivGuiBase::EqualsCaseless;
 using MIME::AnsiStr;
 
 namespace {
-
-bool EqualsCaseless(const AnsiStr& a, const char* b) {
-    return AnsiStr::Compare(a.GetStr(), b, true) == 0;
-}
-
-AnsiStr GetParameter(const MIME::Part& part, const char* field, const char* name) {
-    const MIME::HeaderMap::Node* found = part.headers.Find(field);
-    const MIME::ParameterMap::Node* parameter =
-        found != nullptr ? found->value.parameters.Find(name) : nullptr;
-    return parameter != nullptr ? parameter->value.value : AnsiStr();
-}
 
 bool IsOfType(const Entity& entity, const char* type) {
     return entity.IsLeaf() && EqualsCaseless(entity.part->info.contentType.GetStr(), type);
 }
 
-/// "text" alone is what some programs of the nineties send.
+/// "text" alone is what some programs of the 1990s sent.
 bool IsPlain(const Entity& entity) {
     return IsOfType(entity, "text/plain") || IsOfType(entity, "text");
 }
@@ -49,15 +44,15 @@ bool IsReadable(const Entity& entity) {
     return (IsPlain(entity) || IsHtml(entity)) && !IsAttachment(entity);
 }
 
-/// What is to be done with an entity that has a body.
+/// What to do with an entity that has a body.
 enum class Use {
     show,
-    name,      ///< one line says that it is there
+    name,      ///< print one line that names it
     passOver,  ///< another form of what is shown
 };
 
-/// Chooses among the alternatives: the last that has plain text, else the last that has HTML
-/// (RFC 2046, 5.1.4, for readers of plain text). Linear in the number of entities.
+/// Chooses among alternatives: the last that has plain text, else the last that has HTML
+/// (RFC 2046, 5.1.4, for readers of plain text). Takes time linear in the number of entities.
 class Choice {
 public:
     explicit Choice(const std::vector<Entity>& entities)
@@ -83,7 +78,7 @@ private:
     static constexpr size_t kNone = Entity::kNoParent;
 
     struct Node {
-        bool hasPlain = false;  ///< it, or something below it
+        bool hasPlain = false;  ///< the entity, or something below it
         bool hasHtml = false;
         size_t chosen = kNone;  ///< of the children
         bool isPassedOver = false;
@@ -94,7 +89,7 @@ private:
         return EqualsCaseless(type, "multipart/alternative");
     }
 
-    /// Called for the last entity first, so that what is below an entity is known.
+    /// Called for the last entity first, so that everything below an entity is known already.
     void NoteForParent(size_t place) {
         Node& node = nodes_[place];
         if (IsReadable(entities_[place])) {
@@ -113,13 +108,13 @@ private:
     std::vector<Node> nodes_;
 };
 
-/// A line that says what is not shown. @param why  may be empty
+/// Prints a line that says what is not shown. @param why  may be empty
 void PrintNote(const Entity& entity, const std::string& why) {
     const AnsiStr type = entity.part->info.contentType.GetStr();
     std::string line = "[";
     line += entity.index + ": " + Escape(std::string_view(type));
-    const std::string_view name = GetFileName(*entity.part);
-    if (!name.empty()) line += ", \"" + Escape(name, '"') + "\"";
+    const AnsiStr name = GetFileName(*entity.part);
+    if (!name.IsEmpty()) line += ", \"" + Escape(name, '"') + "\"";
     line += ", " + std::to_string(entity.part->data.file.GetSize()) + " bytes";
     if (!why.empty()) line += ": " + Escape(why);
     Print(line + "]\n");
@@ -135,7 +130,7 @@ std::string MakeMessageHead(const MIME::Part& message) {
     return lines;
 }
 
-/// Text that calls itself ASCII, or nothing at all, is often UTF-8.
+/// Converts a body to UTF-8. Text that is labelled ASCII, or not at all, is often UTF-8.
 MIME::Decoding::TextResult Convert(std::string_view body, const AnsiStr& charset) {
     using MIME::Decoding;
     const auto size = static_cast<unsigned>(body.size());
@@ -147,30 +142,28 @@ MIME::Decoding::TextResult Convert(std::string_view body, const AnsiStr& charset
 }
 
 std::string MakeReadable(const Entity& entity, const AnsiStr& text) {
-    const MIME::Part& part = *entity.part;
     if (IsHtml(entity)) return StripHtml(text);
-    if (!EqualsCaseless(GetParameter(part, "Content-Type", "format"), "flowed")) {
-        return std::string(std::string_view(text));
+    const MIME::HeaderMap& headers = entity.part->headers;
+    if (!EqualsCaseless(headers.GetParameter("Content-Type", "format"), "flowed")) {
+        return ToString(text);
     }
-    const AnsiStr delSp = GetParameter(part, "Content-Type", "delsp");
-    return std::string(
-        std::string_view(MIME::Decoding::FlowedToParagraphs(text, EqualsCaseless(delSp, "yes"))));
+    const AnsiStr delSp = headers.GetParameter("Content-Type", "delsp");
+    return ToString(MIME::Decoding::FlowedToParagraphs(text, EqualsCaseless(delSp, "yes")));
 }
 
 void PrintBody(const Entity& entity) {
     KivGuiBase::MemoryFile view;
     const KivGuiBase::File& file = entity.part->data.file;
     if (!view.Open(file, KivGuiBase::MemoryFile::Mode::read)) {
-        throw Failure(std::string(std::string_view(file.GetPath())), GetLastReason());
+        throw Failure(ToString(file.GetPath()), GetLastReason());
     }
     if (view.GetSize() == 0) return;
     if (view.GetSize() > AnsiStr::kMaxLength) return PrintNote(entity, "too long to show");
-    const AnsiStr charset = GetParameter(*entity.part, "Content-Type", "charset");
+    const AnsiStr charset = entity.part->headers.GetParameter("Content-Type", "charset");
     const MIME::Decoding::TextResult result =
         Convert({view.GetData(), static_cast<size_t>(view.GetSize())}, charset);
     if (!result.known) {
-        const std::string name{std::string_view(charset)};
-        return PrintNote(entity, "unknown character set \"" + name + "\"");
+        return PrintNote(entity, "unknown character set \"" + ToString(charset) + "\"");
     }
     if (result.text.IsEmpty()) return PrintNote(entity, "too long to show");
     std::string text = EscapeLines(MakeReadable(entity, result.text));
@@ -201,7 +194,7 @@ public:
     }
 
 private:
-    /// An empty line between what belongs to different entities.
+    /// Prints an empty line between different entities.
     void Separate() {
         if (hasPrinted_) Print("\n");
         hasPrinted_ = true;

@@ -3,8 +3,14 @@
 #include <new>
 #include <string>
 
-#include "file_pieces.h"
+#include "files.h"
+#include "kivgui/convert.h"
 #include "kivgui/utf8.h"
+
+// An encoder takes a body in pieces of any size (Add, then Finish once) and passes its encoded text
+// on in pieces. It keeps back what it cannot encode before it knows the next byte: the end of a
+// base64 line, or a line of quoted-printable text, of which at most 64 KiB. Quoted-printable is made
+// line by line because the library's encoder knows CR LF alone.
 
 namespace Tool {
 
@@ -12,12 +18,11 @@ using MIME::AnsiStr;
 
 namespace {
 
-using Take = std::function<void(std::string_view)>;
-
-/// Takes a body in pieces and gives base64 in lines of 76 characters, with line ends between them.
+/// Base64 in lines of 76 characters, with line ends between them.
 class Base64Encoder {
 public:
-    Base64Encoder(std::string_view lineEnd, const Take& take) : lineEnd_(lineEnd), take_(take) {}
+    Base64Encoder(std::string_view lineEnd, const TakePiece& take)
+        : lineEnd_(lineEnd), take_(take) {}
 
     void Add(std::string_view piece) {
         waiting_ += piece;
@@ -42,15 +47,15 @@ private:
     }
 
     std::string lineEnd_;
-    const Take& take_;
+    const TakePiece& take_;
     std::string waiting_;
     bool hasLines_ = false;
 };
 
-/// Takes a body in pieces and gives quoted-printable; a line of the body is a line of the text.
+/// Quoted-printable. Lines of the body remain lines, whichever line end the message has.
 class QuotedPrintableEncoder {
 public:
-    QuotedPrintableEncoder(std::string_view lineEnd, const Take& take)
+    QuotedPrintableEncoder(std::string_view lineEnd, const TakePiece& take)
         : lineEnd_(lineEnd), take_(take) {}
 
     void Add(std::string_view piece) {
@@ -62,7 +67,7 @@ public:
             rest.remove_prefix(end + lineEnd_.size());
         }
         while (rest.size() > kLongest) {
-            // At least one byte stays behind: a CR may belong to a line end.
+            // At least one byte is kept: a CR may belong to a line end.
             Encode(rest.substr(0, kLongest));
             TakeSoftBreak();
             rest.remove_prefix(kLongest);
@@ -110,20 +115,20 @@ private:
     }
 
     std::string lineEnd_;
-    const Take& take_;
+    const TakePiece& take_;
     std::string waiting_;
 };
 
 /// Passes a body on as it is.
 class IdentityEncoder {
 public:
-    IdentityEncoder(std::string_view /*lineEnd*/, const Take& take) : take_(take) {}
+    IdentityEncoder(std::string_view /*lineEnd*/, const TakePiece& take) : take_(take) {}
 
     void Add(std::string_view piece) { take_(piece); }
     void Finish() {}
 
 private:
-    const Take& take_;
+    const TakePiece& take_;
 };
 
 template <class Encoder>
@@ -134,7 +139,7 @@ void Encode(const MIME::Part& part, Encoder encoder) {
 
 }  // namespace
 
-void EncodeBody(const MIME::Part& part, std::string_view lineEnd, const Take& take) {
+void EncodeBody(const MIME::Part& part, std::string_view lineEnd, const TakePiece& take) {
     switch (part.info.transferEncoding) {
 #define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) \
     case MIME::TransferEncoding::key:                        \

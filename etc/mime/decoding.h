@@ -1,6 +1,7 @@
 #pragma once
 
-#include "kivgui/kivgui.h"
+#include "kivgui/ansi_str.h"
+#include "kivgui/export.h"
 
 namespace MIME {
 

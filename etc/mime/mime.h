@@ -2,7 +2,13 @@
 
 #include <string_view>
 
-#include "kivgui/kivgui.h"
+#include "kivgui/ansi_str.h"
+#include "kivgui/blob.h"
+#include "kivgui/export.h"
+#include "kivgui/file.h"
+#include "kivgui/memory_file.h"
+#include "kivgui/shared_array.h"
+#include "kivgui/skip_list_map.h"
 #include "mime/decoding.h"
 #include "mime/read_options.h"
 

@@ -2,7 +2,9 @@
 
 #include <string_view>
 
-#include "kivgui/kivgui.h"
+#include "kivgui/ansi_str.h"
+#include "kivgui/export.h"
+#include "kivgui/shared_array.h"
 
 namespace MIME {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "kivgui/ansi_str.h"
-#include "kivgui/file_handle.h"
+#include "kivgui/file.h"
 #include "kivgui/text_builder.h"
 #include "kivgui/thread_data.h"
 

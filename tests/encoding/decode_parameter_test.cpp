@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "kivgui/convert.h"
 #include "mime/mime.h"
 #include "support/bytes.h"
 

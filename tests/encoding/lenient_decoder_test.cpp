@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kivgui/convert.h"
 #include "mime/mime.h"
 #include "support/bytes.h"
 

@@ -1,4 +1,5 @@
 #include "mime/foundation/lock_guard.h"
+#include "kivgui/convert.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kivgui/convert.h"
+#include "kivgui/host/host.h"
 #include "mime/foundation/lazy_table.h"
 
 namespace MIME {

@@ -4,8 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/foundation/line_search.h"
-#include "mime/foundation/text_finder.h"
+#include "mime/foundation/text_search.h"
 #include "support/bytes.h"
 
 namespace MIME {

@@ -1,5 +1,6 @@
 // A host program as an outsider writes it: calls into the library, walks a container that is compiled
 // into the host, and frees what the library allocated.
+#include <kivgui/host/host.h>
 #include <mime/mime.h>
 
 #include <cstdio>

@@ -1,7 +1,5 @@
 #include "mime/dll/module.h"
 
-#include "kivgui/initializer.h"
-#include "kivgui/trace.h"
 #include "mime/vocabulary/extension_maps.h"
 
 namespace MIME::Module {

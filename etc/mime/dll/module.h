@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kivgui/dll_context.h"
+#include "kivgui/host/module.h"
 
 /// The start and the end of the library as a module of a process. The entry point of each system
 /// calls this and decides nothing itself.

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/convert.h"
 #include "kivgui/quoted_string.h"
 #include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "kivgui/charset.h"
 #include "kivgui/text_builder.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/mime.h"

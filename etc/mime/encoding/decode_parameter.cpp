@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "kivgui/charset.h"
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
 #include "mime/encoding/decode_words.h"

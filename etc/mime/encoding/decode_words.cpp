@@ -5,6 +5,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
+#include "kivgui/charset.h"
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
+#include "kivgui/convert.h"
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <new>
 
-#include "kivgui/kivgui.h"
+#include "kivgui/host/lock.h"
 #include "mime/foundation/lock_guard.h"
 
 namespace MIME {

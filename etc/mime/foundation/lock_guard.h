@@ -1,6 +1,7 @@
 #pragma once
 
-#include "kivgui/kivgui.h"
+#include "kivgui/host/event.h"
+#include "kivgui/host/lock.h"
 
 namespace MIME {
 

@@ -1,6 +1,18 @@
+#include "kivgui/convert.h"
+#include "kivgui/random.h"
+#include "mime/encoding/body_encoding.h"
 #include "mime/mime.h"
 
 namespace MIME {
+
+void Info::GenerateBoundary() noexcept {
+    constexpr unsigned kUniqueBytes = 16;
+    unsigned char unique[kUniqueBytes];
+    KivGuiBase::GetUnpredictableBytes(unique, sizeof unique);
+    const AnsiStr digits = KivGuiBase::Binary2B16Str(unique, sizeof unique, 0, "\r\n");
+    // Half a boundary would be no boundary.
+    boundary = digits.IsEmpty() ? AnsiStr() : AnsiStr("=_Qvm_=-") + digits;
+}
 
 namespace {
 
@@ -47,6 +59,25 @@ Part::~Part() {
 void Part::AddPart(Part* child) noexcept {
     if (info.boundary.IsEmpty()) info.GenerateBoundary();
     parts.Add(child);
+}
+
+bool Part::SetContent(const MemoryFile& source, const ContentType& newType) noexcept {
+    if (source.GetSize() > AnsiStr::kMaxLength) return false;
+    const auto size = static_cast<unsigned>(source.GetSize());
+    const auto encoding =
+        newType.type == Type::text ? TransferEncoding::quoted_printable : TransferEncoding::base64;
+
+    // Everything that can fail comes first, so that a failure changes nothing.
+    AnsiStr text;
+    if (!EncodeBody(source.GetData(), size, encoding, text)) return false;
+    HeaderMap::Node* field = headers.FindOrInsert(Header::Content_Transfer_Encoding);
+    if (field == nullptr) return false;
+    field->value.value = TransferEncoding::GetStr(encoding);
+    info.contentType = newType;
+    info.transferEncoding = encoding;
+    data.content = text;
+    data.encoded = true;
+    return true;
 }
 
 }  // namespace MIME

@@ -227,9 +227,9 @@ void MailQuotedPrintable::Note() {
 std::unique_ptr<BodyCodec> MakeBodyCodec(TransferEncoding::keys encoding, BodyOutput& output,
                                          Reading& reading) {
     switch (encoding) {
-#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec)                          \
-    case TransferEncoding::key:                                                       \
-        if (reading.IsMail()) return std::make_unique<Mail##codec>(output, reading);  \
+#define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec)                         \
+    case TransferEncoding::key:                                                      \
+        if (reading.IsMail()) return std::make_unique<Mail##codec>(output, reading); \
         return std::make_unique<Exact##codec>(output, reading);
 #include "mime/encoding/transfer_encodings.inc"
     }

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "mime/foundation/line_search.h"
+#include "mime/foundation/text_search.h"
 
 namespace MIME {
 
@@ -25,9 +25,9 @@ Line PeekExactLine(std::string_view rest) noexcept {
 }
 
 Line PeekMailLine(std::string_view rest) noexcept {
-    const auto* feed =
-        rest.empty() ? nullptr
-                     : static_cast<const char*>(std::memchr(rest.data(), '\n', rest.size()));
+    const auto* feed = rest.empty()
+                           ? nullptr
+                           : static_cast<const char*>(std::memchr(rest.data(), '\n', rest.size()));
     if (feed == nullptr) return {Line::Kind::rest, rest, rest.size()};
     const auto length = static_cast<size_t>(feed - rest.data());
     const bool hasReturn = length > 0 && feed[-1] == '\r';

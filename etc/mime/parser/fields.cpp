@@ -310,8 +310,9 @@ bool SetTransferEncoding(Part& part, Reading& reading, const AnsiStr& text, cons
     if (ParseTransferEncoding(text, part.info.transferEncoding)) return true;
     if (!reading.IsMail()) return reading.Fail(Messages::UnsupportedTransferEncoding(text));
     part.info.transferEncoding = TransferEncoding::binary;
-    reading.Note(IsUuencode(text.GetStr()) ? Deviation::uuencodedBody : Deviation::unknownTransferEncoding,
-                 where);
+    reading.Note(
+        IsUuencode(text.GetStr()) ? Deviation::uuencodedBody : Deviation::unknownTransferEncoding,
+        where);
     return true;
 }
 

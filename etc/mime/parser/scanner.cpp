@@ -201,8 +201,8 @@ bool Scanner::ReadBody() {
     if (codec == nullptr) return false;
     const bool isIdentity = TransferEncoding::IsIdentity(shape_.encoding);
     delimiters_->BeginBody(isIdentity);
-    const bool isComplete = isIdentity ? CopyRawBody(*codec, contentLength)
-                                       : TakeBody(*codec, *delimiters_, reading_);
+    const bool isComplete =
+        isIdentity ? CopyRawBody(*codec, contentLength) : TakeBody(*codec, *delimiters_, reading_);
     if (!builder_.EndBody(isComplete)) return false;
     if (reading_.IsMail()) NoteContentLength(contentLength, begin);
     return true;

@@ -110,8 +110,8 @@ private:
     Cursor& cursor_;
     Builder& builder_;
     std::unique_ptr<Delimiters> delimiters_;
-    std::vector<Level> levels_;  ///< from the top entity down
-    EntityShape shape_;          ///< of the entity whose header block was read last
+    std::vector<Level> levels_;    ///< from the top entity down
+    EntityShape shape_;            ///< of the entity whose header block was read last
     bool isAfterClosing_ = false;  ///< the cursor is in the epilogue of the entity closed last
 };
 

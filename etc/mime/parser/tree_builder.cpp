@@ -215,8 +215,8 @@ bool TreeBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape&
     if (!shape.HasChildren()) return true;
     open_.back().start = part.headers.GetParameter("Content-Type", "start");
     if (reading_.IsMail()) {
-        shape.isDigest = KivGuiBase::EqualsCaseless(part.info.contentType.GetStr().GetStr(),
-                                                    "multipart/digest");
+        shape.isDigest =
+            KivGuiBase::EqualsCaseless(part.info.contentType.GetStr().GetStr(), "multipart/digest");
     }
     return true;
 }

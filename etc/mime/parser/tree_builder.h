@@ -78,9 +78,9 @@ private:
     /// An entity that has not ended.
     struct Open {
         Part* part;
-        std::unique_ptr<Part> owned;   ///< none for the top
-        AnsiStr start;                 ///< the Content-ID of the root part, angle brackets included
-        SharedArray<unsigned> roots;   ///< indices of the children that have it, ascending
+        std::unique_ptr<Part> owned;  ///< none for the top
+        AnsiStr start;                ///< the Content-ID of the root part, angle brackets included
+        SharedArray<unsigned> roots;  ///< indices of the children that have it, ascending
     };
 
     Part& GetPart() noexcept { return *open_.back().part; }
@@ -92,11 +92,11 @@ private:
     Part& top_;
     Reading& reading_;
     FieldReader fields_;
-    const char* block_ = nullptr;          ///< the start of the header block being read
+    const char* block_ = nullptr;           ///< the start of the header block being read
     SharedArray<FieldList::Place> places_;  ///< of its fields, by the mail rules
-    std::vector<Open> open_;  ///< from the top down
-    Part* closed_ = nullptr;  ///< the multipart whose closing boundary line came last
-    std::vector<File> files_;  ///< to be removed when reading fails
+    std::vector<Open> open_;                ///< from the top down
+    Part* closed_ = nullptr;                ///< the multipart whose closing boundary line came last
+    std::vector<File> files_;               ///< to be removed when reading fails
     std::optional<BodyStore> store_;
     std::unique_ptr<BodyCodec> codec_;
 };

@@ -1,6 +1,7 @@
 #include <new>
 #include <vector>
 
+#include "kivgui/error.h"
 #include "kivgui/text_builder.h"
 #include "mime/foundation/file_access.h"
 #include "mime/mime.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "kivgui/disk_file.h"
+#include "kivgui/error.h"
+#include "kivgui/stream.h"
 #include "mime/mime.h"
 
 namespace MIME {

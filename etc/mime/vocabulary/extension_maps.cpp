@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "kivgui/error.h"
 #include "mime/foundation/lazy_table.h"
 
 namespace MIME {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kivgui/kivgui.h"
 #include "kivgui/skip_list_map.h"
 #include "mime/mime.h"
 

@@ -2,22 +2,18 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
 
 #include "kivgui/platform/platform.h"
-#include "kivgui/platform/posix/errors.h"
+#include "kivgui/platform/posix/system.h"
 
 namespace KivGuiBase::Platform {
 
 namespace {
-
-bool Fail() noexcept {
-    SetLastErrorFromErrno(errno);
-    return false;
-}
 
 // One system call moves at most this much on Linux; larger requests come back short anyway.
 constexpr size_t kMaxTransfer = 0x7FFFF000;
@@ -42,25 +38,25 @@ FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
     do {
         file = open(path, GetOpenFlags(mode) | O_CLOEXEC | O_NOCTTY, permissions);
     } while (file < 0 && errno == EINTR);
-    if (file < 0) Fail();
+    if (file < 0) FailWithSystemError();
     return file;
 }
 
 bool CloseFile(FileHandle file) noexcept {
     // After EINTR the descriptor is gone all the same; closing again could hit another file.
-    return close(static_cast<int>(file)) == 0 || errno == EINTR || Fail();
+    return close(static_cast<int>(file)) == 0 || errno == EINTR || FailWithSystemError();
 }
 
 bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept {
     got = 0;
     while (got < size) {
-        const size_t wanted = size - got < kMaxTransfer ? size - got : kMaxTransfer;
+        const size_t wanted = std::min(size - got, kMaxTransfer);
         const ssize_t n = read(static_cast<int>(file), static_cast<char*>(buffer) + got, wanted);
         if (n == 0) break;
         if (n > 0) {
             got += static_cast<size_t>(n);
         } else if (errno != EINTR) {
-            return Fail();
+            return FailWithSystemError();
         }
     }
     return true;
@@ -69,13 +65,12 @@ bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept 
 bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
-        const ssize_t n =
-            write(static_cast<int>(file), next, size < kMaxTransfer ? size : kMaxTransfer);
+        const ssize_t n = write(static_cast<int>(file), next, std::min(size, kMaxTransfer));
         if (n >= 0) {
             next += n;
             size -= static_cast<size_t>(n);
         } else if (errno != EINTR) {
-            return Fail();
+            return FailWithSystemError();
         }
     }
     return true;
@@ -83,7 +78,7 @@ bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
 
 bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
     struct stat status;
-    if (fstat(static_cast<int>(file), &status) != 0) return Fail();
+    if (fstat(static_cast<int>(file), &status) != 0) return FailWithSystemError();
     if (S_ISDIR(status.st_mode)) {
         SetLastError(kErrorAccessDenied);
         return false;
@@ -99,14 +94,14 @@ bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
 int64_t GetFileSize(const char* path) noexcept {
     struct stat status;
     if (stat(path, &status) != 0) {
-        Fail();
+        FailWithSystemError();
         return -1;
     }
     return status.st_size;
 }
 
 bool RemoveFile(const char* path) noexcept {
-    return unlink(path) == 0 || Fail();
+    return unlink(path) == 0 || FailWithSystemError();
 }
 
 const char* MapFile(FileHandle file, uint64_t size) noexcept {
@@ -117,7 +112,7 @@ const char* MapFile(FileHandle file, uint64_t size) noexcept {
     void* start =
         mmap(nullptr, static_cast<size_t>(size), PROT_READ, MAP_PRIVATE, static_cast<int>(file), 0);
     if (start == MAP_FAILED) {
-        Fail();
+        FailWithSystemError();
         return nullptr;
     }
     // A failure only loses the read-ahead.

@@ -6,7 +6,6 @@
 #include "kivgui/ascii.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/windows/system.h"
-#include "kivgui/platform/windows/text.h"
 #include "kivgui/utf8.h"
 
 namespace KivGuiBase::Platform {

@@ -3,10 +3,8 @@
 #include <type_traits>
 
 #include "kivgui/platform/platform.h"
-#include "kivgui/platform/windows/errors.h"
 #include "kivgui/platform/windows/owner_only.h"
 #include "kivgui/platform/windows/system.h"
-#include "kivgui/platform/windows/text.h"
 
 namespace KivGuiBase::Platform {
 

@@ -1,6 +1,6 @@
 #include "kivgui/platform/windows/owner_only.h"
 
-#include "kivgui/platform/windows/errors.h"
+#include "kivgui/platform/windows/system.h"
 
 namespace KivGuiBase::Platform {
 

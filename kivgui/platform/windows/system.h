@@ -1,7 +1,7 @@
 #pragma once
 
-// The one way to the system's header: without the macros `min` and `max`, and without the parts
-// that define names such as `small` and `interface`.
+// The one place that includes the system's header: without the macros `min` and `max`, and without
+// the parts that define names such as `small` and `interface`.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
@@ -9,3 +9,26 @@
 #define WIN32_LEAN_AND_MEAN
 #endif
 #include <windows.h>
+
+#include <string>
+#include <string_view>
+
+#include "kivgui/ansi_str.h"
+
+namespace KivGuiBase::Platform {
+
+/// Sets the library's last-error code to the one that the system's last call left in the calling
+/// thread: both use the same numbers.
+/// @return false, for the caller to return.
+bool FailWithSystemError() noexcept;
+
+/// A text of the system as UTF-8; half a surrogate pair becomes U+FFFD. Empty, with the last
+/// error set, when it cannot be converted.
+AnsiStr ToUtf8(std::wstring_view text) noexcept;
+
+/// A UTF-8 path as the system's functions take it. When it is too long for them (MAX_PATH), even
+/// if only together with the current folder, it becomes absolute and gets the prefix "\\?\".
+/// @return false, with the last error set, when the text is not UTF-8 or memory runs out.
+bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept;
+
+}  // namespace KivGuiBase::Platform

@@ -8,9 +8,9 @@
 #include <new>
 #include <system_error>
 
-#include "kivgui/kivgui.h"
+#include "files.h"
+#include "kivgui/file.h"
 #include "kivgui/platform/windows/system.h"
-#include "paths.h"
 
 #include <shellapi.h>
 

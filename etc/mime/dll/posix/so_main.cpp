@@ -1,4 +1,3 @@
-#include "kivgui/initializer.h"
 #include "mime/dll/module.h"
 
 namespace MIME::Module {

@@ -2,7 +2,6 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
-#include "kivgui/initializer.h"
 #include "mime/dll/module.h"
 
 namespace {

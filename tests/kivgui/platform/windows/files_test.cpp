@@ -12,7 +12,6 @@
 #include "kivgui/disk_file.h"
 #include "kivgui/full_disk.h"
 #include "kivgui/memory_file.h"
-#include "kivgui/platform/windows/text.h"
 #include "kivgui/random.h"
 #include "kivgui/utf8.h"
 #include "support/bytes.h"

@@ -1,0 +1,82 @@
+#include "kivgui/platform/windows/system.h"
+
+#include <bcrypt.h>
+#include <algorithm>
+#include <atomic>
+
+#include "kivgui/platform/platform.h"
+
+// Data of threads. There is no thread_local here: the compiler's implementation leaks the memory of
+// every thread that outlives the module, and one of the process's 1,088 thread-local places at each
+// load. The system's fiber storage gives both back.
+
+namespace KivGuiBase::Platform {
+
+namespace {
+
+constinit std::atomic<DWORD> storage{FLS_OUT_OF_INDEXES};
+constinit std::atomic<bool> isFreed{false};
+
+void WINAPI FreeOne(void* data) {
+    HeapFree(GetProcessHeap(), 0, data);
+}
+
+DWORD GetStorage() noexcept {
+    const DWORD known = storage.load();
+    if (known != FLS_OUT_OF_INDEXES || isFreed.load()) return known;
+    const DWORD made = FlsAlloc(&FreeOne);
+    DWORD before = FLS_OUT_OF_INDEXES;
+    if (storage.compare_exchange_strong(before, made)) return made;
+    FlsFree(made);  // another thread was faster
+    return before;
+}
+
+ThreadData* MakeThreadData(DWORD index) noexcept {
+    void* const data = HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(ThreadData));
+    if (data == nullptr || FlsSetValue(index, data)) return static_cast<ThreadData*>(data);
+    HeapFree(GetProcessHeap(), 0, data);
+    return nullptr;
+}
+
+}  // namespace
+
+bool FillRandom(void* buffer, size_t size) noexcept {
+    constexpr size_t kMaxRequest = 0x40000000;  // a request's size has 32 bits
+    auto* next = static_cast<unsigned char*>(buffer);
+    while (size > 0) {
+        const size_t part = std::min(size, kMaxRequest);
+        if (BCryptGenRandom(nullptr, next, static_cast<ULONG>(part),
+                            BCRYPT_USE_SYSTEM_PREFERRED_RNG) < 0) {
+            SetLastError(kErrorGeneralFailure);
+            return false;
+        }
+        next += part;
+        size -= part;
+    }
+    return true;
+}
+
+uint64_t GetProcessGeneration() noexcept {
+    return 1;
+}
+
+ThreadData& GetThreadData() noexcept {
+    static constinit ThreadData lastResort{};    // without memory, or after the module's end
+    const DWORD systemError = ::GetLastError();  // which the storage's functions reset
+    ThreadData* data = nullptr;
+    const DWORD index = GetStorage();
+    if (index != FLS_OUT_OF_INDEXES) {
+        data = static_cast<ThreadData*>(FlsGetValue(index));
+        if (data == nullptr) data = MakeThreadData(index);
+    }
+    ::SetLastError(systemError);
+    return data != nullptr ? *data : lastResort;
+}
+
+void FreeThreadData() noexcept {
+    isFreed.store(true);
+    const DWORD index = storage.exchange(FLS_OUT_OF_INDEXES);
+    if (index != FLS_OUT_OF_INDEXES) FlsFree(index);
+}
+
+}  // namespace KivGuiBase::Platform
