@@ -33,16 +33,27 @@ using KeyInfo = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Freer<PKCS8_PRIV_KEY_INFO_f
 using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
 using Certificates = std::unique_ptr<STACK_OF(X509), CertificatesFreer>;
 
-/// Library contexts with providers of their own: the host's providers and configuration neither
-/// matter nor change. What was made with them must be gone before them.
+/// Library contexts with providers of their own, so that the host's providers and configuration
+/// neither matter nor change. Objects that were made with a context must be freed before it.
 class Context {
 public:
-    Context() noexcept;
-    ~Context();
+    Context() noexcept : handle_(OSSL_LIB_CTX_new()), builtIn_(OSSL_LIB_CTX_new()) {
+        // A null context would be the host's. A context that has loaded nothing loads the default
+        // provider at its first use, so it gets the provider "null".
+        if (handle_ != nullptr) default_ = OSSL_PROVIDER_load(handle_, "default");
+        if (builtIn_ != nullptr) none_ = OSSL_PROVIDER_load(builtIn_, "null");
+    }
+    ~Context() {
+        for (OSSL_PROVIDER* provider : {legacy_, default_, none_}) {
+            if (provider != nullptr) OSSL_PROVIDER_unload(provider);
+        }
+        OSSL_LIB_CTX_free(handle_);
+        OSSL_LIB_CTX_free(builtIn_);
+    }
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    /// Could it be made?
+    /// Returns true if the contexts could be made.
     bool IsReady() const noexcept { return default_ != nullptr; }
     OSSL_LIB_CTX* GetHandle() const noexcept { return handle_; }
 
@@ -50,11 +61,11 @@ public:
     /// @return false when they are there already or OpenSSL was installed without them.
     bool AddLegacy() noexcept;
 
-    /// A key from what `decode` makes of it in a context; null when that fails.
+    /// Calls `decode` in a context to make a key; null when that fails.
     ///
-    /// The decoders of OpenSSL's providers leave a copy of the key in memory that they have given
-    /// back, those built into the library do not. Without providers it takes the latter, which do
-    /// not know every kind of key.
+    /// The decoders of OpenSSL's providers leave a copy of the key in memory that they have freed;
+    /// those built into the library do not, but do not know every kind of key. A context without
+    /// providers uses the latter, and is tried first.
     template <class Decode>
     Key MakeKey(Decode decode) const noexcept {
         Key key(builtIn_ != nullptr ? decode(builtIn_) : nullptr);
@@ -70,7 +81,7 @@ private:
     OSSL_PROVIDER* none_ = nullptr;
 };
 
-/// Takes the errors that come up while it lives off the thread's queue, which is the host's too.
+/// Removes the errors of its lifetime from the thread's queue, which is the host's too.
 class ErrorQueueGuard {
 public:
     ErrorQueueGuard() noexcept { ERR_set_mark(); }
@@ -82,6 +93,13 @@ public:
 inline bool Fail(KivGuiBase::ErrorCode code) noexcept {
     KivGuiBase::SetLastError(code);
     return false;
+}
+
+inline bool Context::AddLegacy() noexcept {
+    if (legacy_ != nullptr) return false;
+    const ErrorQueueGuard guard;
+    legacy_ = OSSL_PROVIDER_load(handle_, "legacy");
+    return legacy_ != nullptr;
 }
 
 }  // namespace KivOssSec::OpenSsl

@@ -3,7 +3,7 @@
 
 #include <openssl/pem.h>
 
-#include "kivsec/platform/posix/key_file.h"
+#include "kivsec/platform/posix/signer.h"
 #include "kivsec/secret.h"
 
 namespace KivOssSec::OpenSsl {

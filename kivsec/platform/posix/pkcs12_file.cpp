@@ -2,7 +2,7 @@
 #include <memory>
 #include <string_view>
 
-#include "kivsec/platform/posix/key_file.h"
+#include "kivsec/platform/posix/signer.h"
 
 namespace KivOssSec::OpenSsl {
 

@@ -2,8 +2,6 @@
 
 #include <openssl/x509v3.h>
 
-#include "kivsec/platform/posix/key_file.h"
-
 namespace KivOssSec::OpenSsl {
 
 namespace {

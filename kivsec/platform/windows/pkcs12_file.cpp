@@ -1,7 +1,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "kivsec/platform/windows/pkcs12_reason.h"
 #include "kivsec/platform/windows/signer.h"
 
 namespace KivOssSec::CryptoApi {

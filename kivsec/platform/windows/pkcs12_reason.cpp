@@ -1,12 +1,10 @@
-#include "kivsec/platform/windows/pkcs12_reason.h"
+#include "kivsec/platform/windows/signer.h"
 
 #include <bcrypt.h>
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <span>
-
-#include "kivsec/secret.h"
 
 namespace KivOssSec::CryptoApi {
 

@@ -47,6 +47,12 @@ bool ReadPkcs12(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, KeyFi
 bool ReadIntoContainer(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file,
                        DWORD& systemError) noexcept;
 
+/// Finds out why a PKCS#12 file could not be imported, for Wine, which does not say. The reason is
+/// the pass phrase if the code over the file (RFC 7292, 4) does not match; otherwise what the file
+/// lacks, as far as that shows without decrypting it; otherwise the kind of its key.
+/// @return the last-error code; kErrorSigningFailed for a file without a code that we can compute.
+KivGuiBase::ErrorCode FindReason(const CRYPT_DATA_BLOB& file, const wchar_t* passPhrase) noexcept;
+
 /// Takes the signer from a file's bytes.
 /// @return false, with the last error set, when there is none, or it may not sign mail now.
 bool LoadSigner(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, Signer& signer) noexcept;
