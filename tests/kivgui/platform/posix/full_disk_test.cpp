@@ -9,6 +9,7 @@
 
 #include "kivgui/error.h"
 #include "kivgui/stream.h"
+#include "kivsec/signing.h"
 #include "mime/mime.h"
 #include "small_disk.h"
 #include "support/temp_folder.h"
@@ -74,6 +75,14 @@ TEST_F(FullDiskTest, WritersSayWhy) {
     part.headers.FindOrInsert("Subject")->value.value = AnsiStr(std::string(kTooMuch, 'x'));
     fails("fields", [&] { return part.Write(target_); });
     part.rawText = AnsiStr(std::string(kTooMuch, 'x'));
+    fails("signing", [] {
+        MIME::Message message;
+        message.headers.FindOrInsert("Subject")->value.value = "x";
+        message.rawText = AnsiStr("Subject: x\r\n\r\n" + std::string(kTooMuch, 'x'));
+        return !message
+                    .Sign(KivOssSec::Test::GetKeyFile("rsa.p12"), KivOssSec::Test::GetPassPhrase())
+                    .IsEmpty();
+    });
     fails("raw text", [&] { return part.Write(target_); });
     fails("copy", [&] { return File(AnsiStr(source_)).Copy(target_, true); });
     fails("stream", [&] {
