@@ -152,7 +152,7 @@ TEST_F(EntityStreamTest, OnlyAQuotedPrintableFileSharesItsLineEndWithTheBoundary
     const Case cases[] = {
         {"line\r\n", TransferEncoding::quoted_printable, "line\r\n--b--"},
         {"\r\n", TransferEncoding::quoted_printable, "\r\n--b--"},
-        {"", TransferEncoding::quoted_printable, "\r\n--b--"},
+        {"", TransferEncoding::quoted_printable, "--b--"},
         {"line", TransferEncoding::quoted_printable, "line\r\n--b--"},
         {"line\n", TransferEncoding::quoted_printable, "line=0A\r\n--b--"},
         {"line\r\n", TransferEncoding::binary, "line\r\n\r\n--b--"},
