@@ -33,6 +33,7 @@ TEST(DecodeParameterTest, FindsEveryForm) {
         {"raw bytes stay", {{"filename", "\xE4.txt"}}, "\xE4.txt"},
         {"extended", {{"filename*", "utf-8'en'%C3%a4%20.txt"}}, "\xC3\xA4 .txt"},
         {"another charset", {{"filename*", "ISO-8859-1''%E4"}}, "\xC3\xA4"},
+        {"another charset, a section", {{"filename*0*", "iso-8859-1''%E4"}}, "\xC3\xA4"},
         {"an empty value", {{"filename*", "utf-8''"}}, ""},
         {"malformed escapes", {{"filename*", "utf-8''100%25%4%xx%"}}, "100%%4%xx%"},
         {"no charset", {{"filename*", "%C3%A4%FF"}}, "\xC3\xA4\xEF\xBF\xBD"},
@@ -130,6 +131,10 @@ TEST(DecodeParameterTest, GivesBackWhatWasEncoded) {
             ParameterMap map;
             const AnsiStr text = Encoding::EncodeParameter("name", wanted, useEncodedWords);
             Parse(text, map);
+            for (size_t at = 0, end; !useEncodedWords && at < text.GetLength(); at = end + 2) {
+                end = std::min(std::string_view(text).find("\r\n", at), size_t{text.GetLength()});
+                ASSERT_LE(end - at, 78u) << Escape(text);
+            }
             const Decoding::ParameterResult got = Decoding::Parameter(map, "name");
             ASSERT_TRUE(got.found) << Escape(text);
             ASSERT_EQ(Escape(got.value), Escape(value)) << Escape(text);

@@ -9,7 +9,6 @@ namespace MIME {
 namespace {
 
 using Test::Escape;
-using Test::Random;
 
 std::string Letters(size_t count) {
     return std::string(count, 'n');
@@ -91,53 +90,6 @@ TEST(ParameterTest, EncodesWhatIsNotAsciiOrTooLong) {
              "?=\""},
     };
     for (const Case& c : kCases) Check(c);
-}
-
-/// Undoes RFC 2231 sections, to see that nothing was lost.
-std::string DecodeSections(std::string_view text, size_t& longestLine) {
-    std::string value;
-    longestLine = 0;
-    while (!text.empty()) {
-        if (text.starts_with("\r\n")) text.remove_prefix(2);
-        std::string_view line = text.substr(0, text.find("\r\n"));
-        text.remove_prefix(line.size());
-        longestLine = std::max(longestLine, line.size());
-        if (line.ends_with(';')) line.remove_suffix(1);
-        const size_t equals = line.find('=');
-        const bool isEncoded = line[equals - 1] == '*';
-        line.remove_prefix(equals + 1);
-        if (line.starts_with("utf-8''")) line.remove_prefix(7);
-        for (size_t i = 0; i < line.size(); ++i) {
-            if (isEncoded && line[i] == '%') {
-                value +=
-                    static_cast<char>(std::stoi(std::string(line.substr(i + 1, 2)), nullptr, 16));
-                i += 2;
-            } else {
-                value += line[i];
-            }
-        }
-    }
-    return value;
-}
-
-TEST(ParameterTest, SectionsKeepTheirLimitAndTheValue) {
-    Random random(11);
-    for (int round = 0; round < 2000; ++round) {
-        const std::string name = Letters(1 + random.Below(51));
-        std::string value = "\xC3\xA9";
-        for (size_t n = random.Below(120); n > 0; --n) {
-            // Valid characters and runs of continuation bytes alike.
-            value += random.Below(3) == 0 ? "\xE2\x82\xAC"
-                     : random.Below(9) == 0
-                         ? std::string(random.Below(40), '\x80')
-                         : std::string(1, static_cast<char>('!' + random.Below(90)));
-        }
-        size_t longestLine = 0;
-        const AnsiStr text = Encoding::EncodeParameter(AnsiStr(std::string_view(name)),
-                                                       AnsiStr(std::string_view(value)), false);
-        ASSERT_EQ(Escape(DecodeSections(text, longestLine)), Escape(value));
-        ASSERT_LE(longestLine, 78u) << Escape(text);
-    }
 }
 
 }  // namespace

@@ -6,9 +6,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "kivgui/disk_file.h"
+#include "kivgui/error.h"
 #include "kivgui/memory_file.h"
+#include "kivgui/stream.h"
 #include "kivgui/utf8.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
@@ -56,6 +59,58 @@ TEST_F(FileTest, CopyReplacesALinkAndNotWhatItLeadsTo) {
     EXPECT_TRUE(At("source").Copy(At("link"), true));
     EXPECT_EQ(ReadWholeFile(folder_.At("link")), "new");
     EXPECT_EQ(ReadWholeFile(folder_.At("target")), "old");
+}
+
+/// The ways in which the library makes a file for its owner alone.
+bool Make(int way, const File& source, const File& file) {
+    if (way == 0) return DiskFile().Open(file, DiskFile::Mode::createNew);
+    if (way == 1) return MemoryFile().Open(file, MemoryFile::Mode::createNew);
+    return source.Copy(file, false);
+}
+
+TEST_F(FileTest, NewFilesAreTheirOwnersAlone) {
+    WriteWholeFile(folder_.At("source"), "text");
+    std::filesystem::permissions(ToPath(folder_.At("source")), std::filesystem::perms::all);
+    WriteWholeFile(folder_.At("taken"), "mine");
+    std::filesystem::create_directory(folder_.At("folder"));
+    for (const int way : {0, 1, 2}) {
+        for (const char* name : {"taken", "folder"}) {
+            SetLastError(kErrorNone);
+            EXPECT_FALSE(Make(way, At("source"), At(name))) << way << name;
+            EXPECT_EQ(GetLastError(), kErrorFileExists) << way << name;
+        }
+        EXPECT_TRUE(Make(way, At("source"), At("new")));
+        EXPECT_TRUE(System::IsOwnersAlone(folder_.At("new"))) << way;
+        EXPECT_TRUE(DiskFile().Open(At("new"), DiskFile::Mode::read)) << "its owner may";
+        EXPECT_TRUE(At("new").Remove(false));
+    }
+    EXPECT_EQ(ReadWholeFile(folder_.At("taken")), "mine");
+}
+
+TEST_F(FileTest, NewFilesFollowNoLink) {
+    WriteWholeFile(folder_.At("target"), "text");
+    System::MakeLink(folder_.At("target"), folder_.At("link"));
+    System::MakeLink(folder_.At("nothing"), folder_.At("dangling"));
+    for (const int way : {0, 1, 2}) {
+        EXPECT_FALSE(Make(way, At("target"), At("link"))) << way;
+        EXPECT_FALSE(Make(way, At("target"), At("dangling"))) << way;
+        EXPECT_EQ(GetLastError(), kErrorFileExists) << way;
+    }
+    EXPECT_EQ(folder_.List(), (std::vector<std::string>{"dangling", "link", "target"}));
+    // A host that names a link for writing means the file that it leads to.
+    EXPECT_TRUE(DiskFile().Open(At("link"), DiskFile::Mode::create));
+    EXPECT_EQ(ReadWholeFile(folder_.At("target")), "");
+}
+
+TEST_F(FileTest, ADeviceThatIsFullFailsTheCloseAtTheLatest) {
+    const std::string device = System::GetFullDevice();
+    if (device.empty()) GTEST_SKIP() << "this system has none";
+    for (const size_t size : {1u, 1'000'000u}) {
+        SetLastError(kErrorNone);
+        WriteStream out(File(AnsiStr(device)), WriteStreamMode::create);
+        EXPECT_FALSE(out.Write(std::string(size, 'x').c_str()) && out.Close()) << size;
+        EXPECT_EQ(GetLastError(), kErrorDiskFull) << size;
+    }
 }
 
 // What is not open takes nothing, and nothing of it shows up in the next file.

@@ -102,6 +102,8 @@ cat rsa.crt intermediate.pem old.key >rsa-old-locked.pem
 openssl pkcs12 -export -inkey rsa.key -in rsa.crt -certfile intermediate.pem -passout pass: -out rsa-open.p12
 openssl pkcs12 -export -legacy -inkey rsa.key -in rsa.crt -certfile intermediate.pem -passout file:pass \
   -out rsa-legacy.p12
+openssl pkcs12 -export -keypbe NONE -inkey rsa.key -in rsa.crt -certfile intermediate.pem -passout file:pass \
+  -out rsa-plainkey.p12
 openssl pkcs12 -export -nomac -inkey rsa.key -in rsa.crt -certfile intermediate.pem -passout file:pass -out rsa-nomac.p12
 
 # Files that no one can sign with.

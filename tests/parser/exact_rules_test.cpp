@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "encoding/quoted_printable_reference.h"
 #include "parser/reading.h"
 #include "support/base64_reference.h"
 
@@ -14,7 +15,9 @@ namespace MIME {
 namespace {
 
 using namespace std::string_literals;
+using Test::Escape;
 using Test::Lines;
+using Test::QuotedPrintableReference;
 using Test::Random;
 using Test::Reading;
 using Test::ReadWholeFile;
@@ -193,7 +196,7 @@ TEST(ExactRulesTest, KeepsWhatWasReadBeforeAFailure) {
          "unsupported transfer encoding \"7bit (y)\": ([1])"},
         {"a nested entity is lost with its complete children",
          kInner + "--b\r\n" + Leaf("2") + "--b\r\n" + Leaf("3") + "--a--",
-         "data boundary is missing: ([1])+[2]+[]"},
+         "data boundary is missing: ([1])+[]+[2]"},
         {"a nested entity that is complete stays", kInner + "--b--\r\n\0x\r\n"s,
          "eos in text: ([1]())"},
     };
@@ -354,6 +357,28 @@ TEST(ExactRulesTest, QuotedPrintableBodies) {
          "text boundary is missing: ()+[a\\r\\nb]"},
     };
     ExpectReadings(cases, kType, kPrintable);
+}
+
+TEST(ExactRulesTest, QuotedPrintableTextLikeTheReference) {
+    constexpr std::string_view kAlphabets[] = {"abc=4G\r\n- ", "=\r\n",
+                                               "abcdefghijklmnopqrstuvwxyz4="};
+    Random random(5);
+    for (int round = 0; round < 200; ++round) {
+        std::string text, want;
+        for (size_t count = random.Below(60); count > 0; --count) {
+            const std::string_view alphabet = kAlphabets[random.Below(std::size(kAlphabets))];
+            text += "x" + random.Text(random.Below(60), alphabet) + "=\r\n";
+        }
+        for (size_t at = 0, end; at < text.size(); at = end + 2) {
+            end = text.find("\r\n", at);
+            want += QuotedPrintableReference::DecodeLine(text.substr(at, end - at));
+        }
+        if (text.find("\r\n--a") != std::string::npos) continue;
+        const Reading got(kPrintable + text + "--a--", kType);
+        ASSERT_EQ(got.error, "") << Escape(text);
+        ASSERT_EQ(ReadWholeFile(ToString(got.part.parts[0]->data.file.GetPath())), want)
+            << Escape(text);
+    }
 }
 
 // Where one copied piece ends and the next begins, with the line end and the delimiter across it.

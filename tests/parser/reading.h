@@ -48,9 +48,9 @@ struct Reading {
     std::string Show() const {
         std::vector<std::string> others = folder.List();
         std::string shown = (read ? "" : error + ": ") + ShowTree(part, others);
-        for (const std::string& name : others) {
-            shown += "+[" + Escape(ReadWholeFile(folder.At(name))) + "]";
-        }
+        for (std::string& other : others) other = Escape(ReadWholeFile(folder.At(other)));
+        std::sort(others.begin(), others.end());
+        for (const std::string& body : others) shown += "+[" + body + "]";
         return shown;
     }
 

@@ -24,6 +24,7 @@ using KivOssSec::Test::GetPassPhrase;
 using Test::Escape;
 using Test::ReadWholeFile;
 using Test::TempFolder;
+namespace System = Test::System;
 using Test::WriteWholeFile;
 
 constexpr uint32_t kOutOfMemory = 0x8007000E;
@@ -41,8 +42,6 @@ struct FakeSecurity {
     static inline int alive = 0;
 
     FakeSecurity() { ++alive; }
-    FakeSecurity(const FakeSecurity&) = delete;
-    FakeSecurity& operator=(const FakeSecurity&) = delete;
     ~FakeSecurity() { --alive; }
 
     static bool Finish(uint32_t error) {
@@ -53,11 +52,13 @@ struct FakeSecurity {
         log += "Sign(" + std::string(std::string_view(signer.GetPath())) + "," +
                std::string(std::string_view(text)) + (detached ? ",true)" : ",false)");
         content = ReadWholeFile(file.GetPath());
+        EXPECT_TRUE(System::IsOwnersAlone(std::string(file.GetPath())));
         return Finish(behaviour.signError);
     }
     bool SaveMIME(const File& output, const AnsiStr& outer, bool mimeVersion) {
         log += mimeVersion ? " SaveMIME(true)" : " SaveMIME(false)";
         outerHeaders = std::string_view(outer);
+        EXPECT_TRUE(System::IsOwnersAlone(std::string(output.GetPath())));
         if (behaviour.leavesNothing) {
             output.Remove(true);
         } else {
@@ -93,29 +94,6 @@ protected:
 
     const TempFolder folder_;
 };
-
-/// Temporary files of which only some get a name, as when memory runs out.
-template <int kNamed>
-struct FewNames : ScratchFile {
-    static inline int made = 0;
-    explicit FewNames(const char* name) noexcept : ScratchFile(name), isNamed(made++ < kNamed) {}
-    const File& GetFile() const noexcept {
-        static const File none;
-        return isNamed ? ScratchFile::GetFile() : none;
-    }
-    bool isNamed;
-};
-
-TEST_F(MessageSignerTest, WithoutANameForEachFileNothingIsBegun) {
-    Message message;
-    Fill(message);
-    EXPECT_EQ((SignMessage<FakeSecurity, FewNames<0>>(message, File("key"), "pass")), "");
-    EXPECT_EQ((SignMessage<FakeSecurity, FewNames<1>>(message, File("key"), "pass")), "");
-    EXPECT_EQ(FakeSecurity::log, "");
-    EXPECT_EQ(GetLastError(), 7u);
-    EXPECT_EQ(GetStoredErrorMessage(), "from before");
-    EXPECT_TRUE(folder_.List().empty());
-}
 
 TEST_F(MessageSignerTest, WhatTheSecurityLayerGets) {
     Message message;

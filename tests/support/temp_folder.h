@@ -36,6 +36,12 @@ void SetTempFolder(const std::string& path);
 /// Makes a symbolic link to a file. One that cannot be made ends the test.
 void MakeLink(const std::string& target, const std::string& link);
 
+/// Whether nobody but its owner may read or write a file.
+bool IsOwnersAlone(const std::string& path);
+
+/// A device that takes no byte; empty when the system has none.
+std::string GetFullDevice();
+
 }  // namespace System
 
 /// A new, empty folder that is the system's folder for temporary files for as long as this lives.

@@ -1,6 +1,6 @@
 #include "support/tree_dump.h"
 
-#include <stdexcept>
+#include <algorithm>
 
 #include "support/bytes.h"
 #include "support/temp_folder.h"
@@ -9,20 +9,14 @@ namespace MIME::Test {
 
 namespace {
 
-std::string ToString(const AnsiStr& text) {
-    return std::string(std::string_view(text));
-}
-
-void CheckUntouched(const Part& part) {
-    if (!part.rawText.IsEmpty() || !part.info.charset.IsEmpty() ||
-        !part.info.contentType.str.IsEmpty() || !part.data.content.IsEmpty() || part.data.encoded ||
-        part.data.topLevel || part.data.ownsFile) {
-        throw std::runtime_error("the reader set something that is not its own");
-    }
-}
-
 void Append(std::string& out, const std::string& indent, const std::string& text) {
     out += indent + text + "\n";
+}
+
+/// A line only when there is something to show.
+void AppendText(std::string& out, const std::string& indent, const char* name,
+                std::string_view text) {
+    if (!text.empty()) Append(out, indent, std::string(name) + " \"" + Escape(text) + "\"");
 }
 
 /// The bytes as they are, a line of the dump for each line of the body.
@@ -35,55 +29,65 @@ void AppendBody(std::string& out, const std::string& indent, const std::string& 
     }
 }
 
-void AppendPart(std::string& out, const std::string& indent, const PlainPart& part) {
-    Append(out, indent, "entity");
-    const std::string inside = indent + "  ";
-    for (const PlainField& field : part.fields) {
-        Append(out, inside, Escape(field.name) + ": \"" + Escape(field.value) + "\"");
-        for (const PlainParameter& parameter : field.parameters) {
-            Append(out, inside,
-                   "  ; " + Escape(parameter.name) + "=\"" + Escape(parameter.value) + "\"");
+void AppendFlags(std::string& out, const std::string& indent, const Part& part) {
+    if (part.info.isMessage) Append(out, indent, "carries a message");
+    if (part.data.encoded) Append(out, indent, "encoded");
+    if (part.data.topLevel) Append(out, indent, "top level");
+    if (part.data.ownsFile) Append(out, indent, "owns its file");
+}
+
+void AppendFields(std::string& out, const std::string& indent, const HeaderMap& headers) {
+    for (const HeaderMap::Node& field : headers) {
+        Append(out, indent, Escape(field.key) + ": \"" + Escape(field.value.value) + "\"");
+        for (const ParameterMap::Node& parameter : field.value.parameters) {
+            Append(out, indent,
+                   "  ; " + Escape(parameter.key) + "=\"" + Escape(parameter.value.value) + "\"" +
+                       (parameter.value.raw ? " raw" : ""));
         }
     }
-    const auto type = static_cast<Type::keys>(part.type);
-    const auto subType = static_cast<SubType::keys>(part.subType);
-    const auto encoding = static_cast<TransferEncoding::keys>(part.transferEncoding);
-    Append(out, inside, "type " + ToString(CanonicType(type, subType)));
-    Append(out, inside, "encoding " + ToString(TransferEncoding::GetStr(encoding)));
-    if (!part.boundary.empty()) {
-        Append(out, inside, "boundary \"" + Escape(part.boundary) + "\"");
+}
+
+void AppendPart(std::string& out, const std::string& indent, const Part& part) {
+    Append(out, indent, "entity");
+    const std::string inside = indent + "  ";
+    AppendText(out, inside, "raw text", part.rawText);
+    AppendFields(out, inside, part.headers);
+    AppendText(out, inside, "type as it is", part.info.contentType.str);
+    const ContentType& type = part.info.contentType;
+    Append(out, inside, "type " + std::string(CanonicType(type.type, type.subType)));
+    Append(out, inside,
+           "encoding " + std::string(TransferEncoding::GetStr(part.info.transferEncoding)));
+    AppendText(out, inside, "charset", part.info.charset);
+    AppendText(out, inside, "boundary", part.info.boundary);
+    AppendFlags(out, inside, part);
+    AppendText(out, inside, "preamble", part.preamble);
+    AppendText(out, inside, "epilogue", part.epilogue);
+    if (!part.data.file.IsEmpty()) {
+        AppendBody(out, inside, ReadWholeFile(part.data.file.GetPath()));
+    } else if (!part.data.content.IsEmpty()) {
+        AppendBody(out, inside, std::string(part.data.content));
     }
-    if (part.hasBody) AppendBody(out, inside, part.body);
-    for (const PlainPart& child : part.parts) AppendPart(out, inside, child);
+    for (const Part* child : part.parts) AppendPart(out, inside, *child);
 }
 
 }  // namespace
 
-PlainPart ToPlain(const Part& part) {
-    CheckUntouched(part);
-    PlainPart plain;
-    for (const HeaderMap::Node& field : part.headers) {
-        plain.fields.push_back({ToString(field.key), ToString(field.value.value), {}});
-        for (const ParameterMap::Node& parameter : field.value.parameters) {
-            if (parameter.value.raw) throw std::runtime_error("a parameter is raw");
-            plain.fields.back().parameters.push_back(
-                {ToString(parameter.key), ToString(parameter.value.value)});
-        }
-    }
-    plain.boundary = ToString(part.info.boundary);
-    plain.transferEncoding = part.info.transferEncoding;
-    plain.type = part.info.contentType.type;
-    plain.subType = part.info.contentType.subType;
-    plain.hasBody = !part.data.file.IsEmpty();
-    if (plain.hasBody) plain.body = ReadWholeFile(ToString(part.data.file.GetPath()));
-    for (const Part* child : part.parts) plain.parts.push_back(ToPlain(*child));
-    return plain;
-}
-
-std::string Dump(const PlainPart& part) {
+std::string Dump(const Part& part) {
     std::string out;
     AppendPart(out, "", part);
     return out;
+}
+
+std::string Dump(const ReadReport& report) {
+    std::string out;
+    for (const ReadReport::Entry& entry : report.deviations) {
+        const std::string path = entry.path.IsEmpty() ? "top" : std::string(entry.path);
+        Append(out, "",
+               std::to_string(entry.offset) + " " + path + " " +
+                   std::string(Deviation::GetName(entry.kind)));
+    }
+    constexpr const char* kSeverities[] = {"harmless", "repaired", "ambiguous"};
+    return out + "worst: " + kSeverities[static_cast<unsigned>(report.worst)] + "\n";
 }
 
 }  // namespace MIME::Test

@@ -1,7 +1,4 @@
-"""kivmime build, encode and decode, run as a user runs them.
-
-That other programs read what build writes is checked in tests/interop.
-"""
+"""kivmime build, encode and decode. That other programs read what build writes is checked in interop/."""
 
 import base64
 import email
@@ -11,7 +8,7 @@ import quopri
 import random
 import unittest
 
-from kivmime_test import NO_SUCH_FILE, Case
+from case import NO_SUCH_FILE, Case
 
 SENDER = ["--from", "ann@example.net"]
 
@@ -32,99 +29,64 @@ class Build(Case):
 
     def test_usage(self):
         self.file("t", b"text")
-        cases = [
+        text = [*SENDER, "--text", "t"]
+        self.check_refusals([(why, ["build", *arguments], status, errors) for why, arguments, status, errors in [
             ("no sender", ["--text", "t"], 2, rb"--from"),
             ("nothing in it", SENDER, 2, rb"--text, --html or --attach"),
-            ("an image without a page", SENDER + ["--text", "t", "--inline", "t"], 2, rb"--html"),
+            ("an image without a page", text + ["--inline", "t"], 2, rb"--html"),
             ("missing file", SENDER + ["--text", "none"], 1, rb"^kivmime: none: " + NO_SUCH_FILE),
             ("missing attachment", SENDER + ["--attach", "none"], 1, rb"^kivmime: none: " + NO_SUCH_FILE),
-            ("a folder", SENDER + ["--attach", "temp"], 1, rb"^kivmime: temp: "),
             ("two senders", ["--from", "a@b, c@d", "--text", "t"], 1, rb"--from: one address only"),
             ("no sender's address", ["--from", ",", "--text", "t"], 1, rb"--from: an address is needed"),
-            ("a date in words", SENDER + ["--text", "t", "--date", "today"], 1, rb'--date: "today" is not'),
-            ("a second line", SENDER + ["--text", "t", "--date", "Thu, 09 Jul 2026 11:21:09 +0200\r\nX: y"], 1, rb"--date"),
-            ("no identifier", SENDER + ["--text", "t", "--message-id", "<a b@c>"], 1, rb"--message-id"),
+            ("a date in words", text + ["--date", "today"], 1, rb'--date: "today" is not'),
+            ("a second line", text + ["--date", "Thu, 09 Jul 2026 11:21:09 +0200\r\nX: y"], 1, rb"--date"),
+            ("no identifier", text + ["--message-id", "<a b@c>"], 1, rb"--message-id"),
             ("one Content-ID twice", SENDER + ["--html", "t", "--inline", "t", "./t"], 1, rb"the same <t@inline"),
-        ]
-        for why, arguments, status, errors in cases:
-            with self.subTest(why):
-                out, said = self.run_tool("build", *arguments, status=status)
-                self.assertEqual(out, b"")
-                self.assertRegex(said, errors)
+        ]])
 
     def test_no_recipient_vanishes(self):
         self.file("t", b"text")
-        refused = [
-            # list, the entry that is named
-            ("a@b, <x", "<x"),
-            ("<c@d> trailing, e@f", "<c@d> trailing"),
-            ('"Name only"', '"Name only"'),
-            ('a@b, "Name only"', '"Name only"'),
-            ("<>, a@b", "<>"),
-            ("Lee, Ann <ann@b>", "Lee"),
-            ("Name only, a@b", "Name only"),
-            ('"unterminated, a@b', '"unterminated, a@b'),
-            ('"a" "b" <c@d>', '"a" "b" <c@d>'),
-            ("undisclosed-recipients:;", "undisclosed-recipients:;"),
-            ("a@b (comment)", "a@b (comment)"),
-            ("a@", "a@"), ("@b", "@b"), ("a..b@c", "a..b@c"), ("<a b@c>", "<a b@c>"), ("<a@b>c>", "<a@b>c>"),
-            ("gr\u00fc\u00dfe@b", "gr\u00fc\u00dfe@b"),
-            ('"two\nlines" <a@b>', '"two\\x0Alines" <a@b>'),
-            ("a@" + "b" * 400, "a@" + "b" * 400),
+        refused = [  # list, the entry that is named
+            ("a@b, <x", "<x"), ("<c@d> trailing, e@f", "<c@d> trailing"), ('a@b, "Name only"', '"Name only"'),
+            ("<>, a@b", "<>"), ("Lee, Ann <ann@b>", "Lee"), ('"unterminated, a@b', '"unterminated, a@b'),
+            ('"a" "b" <c@d>', '"a" "b" <c@d>'), ("undisclosed-recipients:;", "undisclosed-recipients:;"),
+            ("a@b (comment)", "a@b (comment)"), ("a@", "a@"), ("a..b@c", "a..b@c"), ("<a@b>c>", "<a@b>c>"),
+            ("gr\u00fc\u00dfe@b", "gr\u00fc\u00dfe@b"), ('"two\nlines" <a@b>', '"two\\x0Alines" <a@b>'),
         ]
-        for option in ("--to", "--cc", "--bcc"):
-            for given, named in refused:
-                with self.subTest(option, given=given):
-                    out, errors = self.run_tool("build", *SENDER, option, given, "--text", "t", "-o", "x", status=1)
-                    self.assertTrue(errors.decode().startswith(f'kivmime: {option}: "{named}" '), errors)
-                    self.assertFalse((self.home / "x").exists())
+        for given, named in refused:
+            with self.subTest(given):
+                _, errors = self.run_tool("build", *SENDER, "--cc", given, "--text", "t", "-o", "x", status=1)
+                self.assertTrue(errors.decode().startswith(f'kivmime: --cc: "{named}" '), errors)
+                self.assertFalse((self.home / "x").exists())
         accepted = [
-            ("a@b,c@d", b"a@b,\r\n c@d"),
             (",, a@b , ,c@d,", b"a@b,\r\n c@d"),
             ('"Lee, Ann" <ann@b>, <bo@c>', b'"Lee, Ann" <ann@b>,\r\n bo@c'),
-            ('"<x>, \\"y\\"" <a@b>', b'"<x>, \\"y\\"" <a@b>'),
             ('<a@b> "Late"', b"Late <a@b>"),
             ('<"a,b"@[127.0.0.1]>', b'"a,b"@[127.0.0.1]'),
         ]
         for given, written in accepted:
-            with self.subTest(given):
-                head, _ = self.build("--to", given, "--text", "t")
-                self.assertIn(b"\r\nTo: " + written, head)
+            self.assertIn(b"\r\nTo: " + written, self.build("--to", given, "--text", "t")[0])
 
     def test_fields(self):
         self.file("t", b"text")
-        head, _ = self.build("--to", "a@b", "--to", "c@d", "--cc", "", "--bcc", "e@f", "--text", "t")
+        head, _ = self.build("--to", "a@b", "--to", "c@d", "--cc", "", "--bcc", "e@f", "--text", "t",
+                             "--subject", "a\r\nBcc: x@y")
         fields = dict(line.split(b": ", 1) for line in head.replace(b"\r\n ", b" ").split(b"\r\n"))
         self.assertEqual(sorted(fields), [b"Bcc", b"Content-Transfer-Encoding", b"Content-Type", b"Date", b"From",
-                                          b"Message-ID", b"Mime-Version", b"To"])
+                                          b"Message-ID", b"Mime-Version", b"Subject", b"To"])
         self.assertEqual([fields[b"To"], fields[b"Bcc"]], [b"a@b, c@d", b"e@f"])
+        self.assertEqual(fields[b"Subject"], b"=?utf-8?Q?a=0D=0ABcc=3A_x=40y?=")
         self.assertRegex(fields[b"Message-ID"], rb"^<[0-9A-F]{32}@example.net>$")
         self.assertRegex(fields[b"Date"], rb"^\w{3}, \d\d \w{3} 20\d\d \d\d:\d\d:\d\d \+0000$")
-
-    def test_subject_cannot_add_fields(self):
-        self.file("t", b"text")
-        cases = [
-            ("plain", "two  words", b"Subject: two  words\r\n"),
-            ("line ends", "a\r\nBcc: x@y", b"Subject: =?utf-8?Q?a=0D=0ABcc=3A_x=40y?=\r\n"),
-            ("a control", "a\x1bb", b"Subject: =?utf-8?Q?a=1Bb?=\r\n"),
-            ("spaces around", " a ", b"Subject: =?utf-8?Q?_a_?=\r\n"),
-            ("looks encoded", "=?x?=", b"Subject: =?utf-8?Q?=3D=3Fx=3F=3D?=\r\n"),
-        ]
-        for why, subject, field in cases:
-            with self.subTest(why):
-                head, _ = self.build("--subject", subject, "--text", "t")
-                self.assertIn(field, head + b"\r\n")
 
     def test_text_chooses_its_encoding(self):
         cases = [
             # why, text, transfer encoding, charset, body
             ("ASCII", b"one\ntwo\r\n", b"7bit", b"us-ascii", b"one\r\ntwo\r\n"),
             ("empty", b"", b"7bit", b"us-ascii", b""),
-            ("dots and From", b".\nFrom x\n", b"7bit", b"us-ascii", b".\r\nFrom x\r\n"),
             ("the longest line", b"x" * 998 + b"\n", b"7bit", b"us-ascii", b"x" * 998 + b"\r\n"),
             ("a longer line", b"x" * 999, b"quoted-printable", b"us-ascii", b"x" * 999),
             ("a CR alone", b"ab cd ef\rgh\n", b"quoted-printable", b"us-ascii", b"ab cd ef\rgh\r\n"),
-            ("a control", b"abcdefgh\x1b", b"quoted-printable", b"us-ascii", b"abcdefgh\x1b"),
             ("a NUL", b"abcdefgh\0", b"quoted-printable", b"us-ascii", b"abcdefgh\0"),
             ("some umlauts", "Grüße sind einige Buchstaben".encode(), b"quoted-printable", b"utf-8", None),
             ("mostly not ASCII", "東京".encode(), b"base64", b"utf-8", None),
@@ -132,14 +94,13 @@ class Build(Case):
         ]
         decoders = {b"7bit": bytes, b"quoted-printable": quopri.decodestring, b"base64": base64.b64decode}
         for why, text, encoding, charset, want in cases:
-            for option, kind in (("--text", b"plain"), ("--html", b"html")):
-                with self.subTest(why, option=option):
-                    head, body = self.build(option, "-", given=text)
-                    self.assertIn(b"Content-Transfer-Encoding: " + encoding + b"\r\n", head)
-                    self.assertIn(b"Content-Type: text/" + kind + b"; charset=" + charset + b"\r\n", head)
-                    self.assertEqual(decoders[encoding](body), text if want is None else want)
-        out, errors = self.run_tool("build", *SENDER, "--text", "-", given=b"\xfc", status=1)
-        self.assertEqual((out, errors), (b"", b"kivmime: standard input: is not UTF-8\n"))
+            with self.subTest(why):
+                head, body = self.build("--html", "-", given=text)
+                self.assertIn(b"Content-Transfer-Encoding: " + encoding + b"\r\n", head)
+                self.assertIn(b"Content-Type: text/html; charset=" + charset + b"\r\n", head)
+                self.assertEqual(decoders[encoding](body), text if want is None else want)
+        _, errors = self.run_tool("build", *SENDER, "--text", "-", given=b"\xfc", status=1)
+        self.assertEqual(errors, b"kivmime: standard input: is not UTF-8\n")
 
     def test_shapes(self):
         for name in ("t", "h", "i.png", "a.pdf"):
@@ -147,25 +108,18 @@ class Build(Case):
         text, html, image, file = ["--text", "t"], ["--html", "h"], ["--inline", "i.png"], ["--attach", "a.pdf"]
         mixed, alternative, related = (f"multipart/{kind}" for kind in ("mixed", "alternative", "related"))
         cases = [
-            (text + html, [alternative, " text/plain", " text/html"]),
             (html + image, [related, " text/html", " image/png"]),
-            (text + html + image, [alternative, " text/plain", f" {related}", "  text/html", "  image/png"]),
             (file, [mixed, " application/pdf"]),
-            (text + file + ["a.pdf"], [mixed, " text/plain", " application/pdf", " application/pdf"]),
             (text + html + image + file, [mixed, f" {alternative}", "  text/plain", f"  {related}", "   text/html",
                                           "   image/png", " application/pdf"]),
         ]
         for arguments, want in cases:
-            with self.subTest(arguments):
-                out, _ = self.run_tool("build", *SENDER, *arguments)
-                message = email.message_from_bytes(out)
-                self.assertEqual([" " * depth + part.get_content_type() for depth, part in walk(message)], want)
-                self.assertEqual(out.count(b"Mime-Version: 1.0"), 1)
+            message = email.message_from_bytes(self.run_tool("build", *SENDER, *arguments)[0])
+            self.assertEqual([" " * depth + part.get_content_type() for depth, part in walk(message)], want)
 
     def test_files_come_out_as_they_went_in(self):
-        contents = {"text.txt": b"lf\n", "dos.txt": b"crlf\r\n", "mark.txt": b"\xef\xbb\xbfx\r\n", "none": b"",
-                    "latin.txt": b"\xfc", "all.bin": bytes(range(256)), "a=b;c'd.x": b"1",
-                    "Grüße 東京 😀.txt": b"2", "wide.csv": b"1;" * 600}
+        contents = {"text.txt": b"lf\n", "mark.txt": b"\xef\xbb\xbfx\r\n", "none": b"", "latin.txt": b"\xfc",
+                    "all.bin": bytes(range(256)), "a=b;c'd.x": b"1", "Grüße 東京 😀.txt": b"2", "wide.csv": b"1;" * 600}
         for name, content in contents.items():
             self.file(name, content)
         out, _ = self.run_tool("build", *SENDER, "--attach", *contents)
@@ -175,40 +129,28 @@ class Build(Case):
         self.assertLess(max(map(len, out.split(b"\r\n"))), 79)
 
     def test_attached_message_is_not_encoded(self):
-        self.file("seven.eml", b"Subject: x\n\nbody\n")
         self.file("eight.eml", "Subject: x\n\nGrüße\n".encode())
         self.file("wide.eml", b"Subject: x\n\n" + b"x" * 999)
-        kind = rb"Content-Type: message/rfc822; name=\"%b.eml\"\r\n\r\nSubject: x\r\n\r\n"
-        head, body = self.build("--attach", "seven.eml")
-        self.assertRegex(body, rb"Encoding: 7bit\r\n" + kind % b"seven" + b"body\r\n")
-        self.assertNotIn(b"8bit", head)
-        head, body = self.build("--attach", "seven.eml", "eight.eml")
-        self.assertRegex(body, rb"Encoding: 8bit\r\n" + kind % b"eight" + "Grüße\r\n".encode())
+        head, body = self.build("--attach", "eight.eml")
+        self.assertIn(b'Encoding: 8bit\r\nContent-Type: message/rfc822; name="eight.eml"\r\n\r\nSubject: x\r\n\r\n' +
+                      "Grüße\r\n".encode(), body)
         self.assertIn(b"Content-Transfer-Encoding: 8bit\r\n", head)
-        _, body = self.build("--attach", "wide.eml")
-        self.assertIn(b"Encoding: base64\r\nContent-Type: application/octet-stream;", body)
+        self.assertIn(b"Encoding: base64\r\nContent-Type: application/octet-stream;", self.build("--attach", "wide.eml")[1])
 
     def test_same_message_on_every_run(self):
-        self.file("t", b"x")
-        arguments = ["build", *SENDER, "--text", "t", "--html", "t", "--attach", "t", "-o", "-"]
+        old = self.file("old.eml", b"old")
+        arguments = ["build", *SENDER, "--text", self.file("t", b"x"), "--html", "t", "--attach", "t", "-o", "-"]
         first, again, other, free, free_again = (
-            self.run_tool(*arguments, *more)[0] for more in
-            (["--seed", "1"], ["--seed", "1"], ["--seed", "2"], [], []))
+            self.run_tool(*arguments, *more)[0] for more in (["--seed", "1"], ["--seed", "1"], ["--seed", "2"], [], []))
         self.assertEqual(first, again)
         self.assertEqual(len({first, other, free, free_again}), 4)
         self.assertIn(b"Date: Thu, 01 Jan 1970 00:00:00 +0000\r\n", first)
-        fixed, _ = self.build("--text", "t", "--date", "Thu, 09 Jul 2026 11:21:09 +0200", "--message-id", "<a@b>")
-        self.assertIn(b"\r\nDate: Thu, 09 Jul 2026 11:21:09 +0200\r\nFrom: ann@example.net\r\nMessage-ID: <a@b>", fixed)
-
-    def test_output(self):
-        self.file("t", b"x")
-        old = self.file("old.eml", b"old")
         before = sorted(os.listdir(self.home))
         self.run_tool("build", *SENDER, "--text", "none", "-o", "old.eml", status=1)
         self.assertEqual(old.read_bytes(), b"old")
-        self.run_tool("build", *SENDER, "--text", "t", "--seed", "3", "-o", "old.eml")
+        self.run_tool(*arguments[:-1], "old.eml", "--seed", "1")
+        self.assertEqual(old.read_bytes(), first)
         self.assertEqual(sorted(os.listdir(self.home)), before)
-        self.assertEqual(self.run_tool("build", *SENDER, "--text", "t", "--seed", "3")[0], old.read_bytes())
 
 
 class Coding(Case):
@@ -218,64 +160,37 @@ class Coding(Case):
     def test_round_trips(self):
         source = random.Random(20261)
         # Pieces of 128 KiB are read at a time: sizes on both sides of where they meet.
-        sizes = [0, 1, 2, 3, 56, 57, 58, 131071, 131072, 131073, 400000]
-        for given in [source.randbytes(size) for size in sizes] + [b" \r\n" * 50000, b"\0" * 1000, b"=" * 100]:
+        for given in [source.randbytes(size) for size in (0, 57, 131071, 131072, 131073)] + [b" \r\n" * 50000]:
             encoded = self.code("encode", "base64", given)
             self.assertEqual(encoded, base64.encodebytes(given).replace(b"\n", b"\r\n"))
             self.assertEqual(self.code("decode", "base64", encoded), given)
             encoded = self.code("encode", "quoted-printable", given)
             self.assertEqual(quopri.decodestring(encoded), given)
             self.assertEqual(self.code("decode", "quoted-printable", encoded), given)
+        for text in ["Grüße an alle", " around ", "two\nlines", "東京" * 100, "=?x?="]:
+            encoded = self.code("encode", "word", text.encode() + b"\n")
+            self.assertTrue(encoded.isascii() and encoded.count(b"\n") == 1, encoded)
+            self.assertEqual(self.code("decode", "word", encoded.rstrip(b"\n")).decode(), text)
 
-    def test_base64_malformed(self):
-        for given in [b"A", b"AA", b"AAA", b"AA=", b"A===", b"AAAA=", b"AA==AAAA", b"AAA=\r\n=", b"AA-A", b"\0AAA",
-                      b"AAAA" * 40000 + b"A", b"QQ==" * 40000]:
+    def test_what_is_malformed(self):
+        for given in [b"AA=", b"AAAA=", b"AA==AAAA", b"AAA=\r\n=", b"AA-A", b"AAAA" * 40000 + b"A", b"QQ==" * 40000]:
             with self.subTest(given[:10]):
                 _, errors = self.run_tool("decode", "--base64", given=given, status=1)
                 self.assertEqual(errors, b"kivmime: standard input: malformed base64\n")
         self.assertEqual(self.code("decode", "base64", b" Q\tUI\n=\r\n "), b"AB")
-
-    def test_quoted_printable_lines(self):
-        cases = [(b"a=\nb\n", b"ab\r\n"), (b"a=\r\nb", b"ab"), (b"a\n", b"a\r\n"), (b"a=", b"a"), (b"a=3", b"a=3"),
-                 (b"=zz", b"=zz"), (b"=C3=BC\r\n", b"\xc3\xbc\r\n"), (b"", b""), (b"\n", b"\r\n")]
-        for given, want in cases:
-            with self.subTest(given):
-                self.assertEqual(self.code("decode", "quoted-printable", given), want)
-
-    def test_words(self):
         cases = [
-            ("Q", b"=?utf-8?Q?Gr=C3=BC=C3=9Fe_an_alle?=", "Grüße an alle"),
-            ("B, any case", b"=?UTF-8?b?w7w=?=", "ü"),
-            ("ASCII with a language", b"=?us-ascii*en?q?a?=", "a"),
-            ("text around", b"Re: =?utf-8?Q?=C3=BC?= x", "Re: ü x"),
-            ("folded words join", b"=?utf-8?Q?a?=\r\n =?utf-8?Q?b?= \t =?utf-8?Q?c?= d", "abc d"),
-            ("a character in two words", b"=?utf-8?Q?=C3?= =?utf-8?Q?=BC?=", "ü"),
-            ("another character set", b"=?iso-8859-1?Q?=FC?= =?utf-8?Q?a?=", "=?iso-8859-1?Q?=FC?= a"),
-            ("cut escape", b"=?utf-8?Q?=4?=", "=?utf-8?Q?=4?="),
-            ("no base64", b"=?utf-8?B?w7w?=", "=?utf-8?B?w7w?="),
-            ("a space inside", b"=?utf-8?Q?a b?=", "=?utf-8?Q?a b?="),
-            ("unknown encoding", b"=?utf-8?X?a?=", "=?utf-8?X?a?="),
-            ("cut word", b"=?utf-8?Q?a", "=?utf-8?Q?a"),
+            ("quoted-printable", b"a=\nb\n", b"ab\r\n"), ("quoted-printable", b"a=", b"a"),
+            ("quoted-printable", b"=zz\n=3", b"=zz\r\n=3"),
+            ("word", b"Re: =?utf-8?Q?=C3?=\r\n =?utf-8?Q?=BC?= x", "Re: ü x".encode()),
+            ("word", b"=?iso-8859-1?Q?=FC?= =?utf-8?B?w7w=?=", "=?iso-8859-1?Q?=FC?= ü".encode()),
+            ("word", b"=?utf-8?Q?=4?= =?utf-8?Q?a b?= =?utf-8?Q?a", b"=?utf-8?Q?=4?= =?utf-8?Q?a b?= =?utf-8?Q?a"),
         ]
-        for why, given, want in cases:
-            with self.subTest(why):
-                self.assertEqual(self.code("decode", "word", given).decode(), want)
-        for text in ["Grüße an alle", "plain", " around ", "two\nlines", "東京" * 100, "=?x?="]:
-            with self.subTest(text):
-                encoded = self.code("encode", "word", text.encode() + b"\n")
-                self.assertTrue(encoded.isascii() and encoded.count(b"\n") == 1, encoded)
-                self.assertEqual(self.code("decode", "word", encoded.rstrip(b"\n")).decode(), text)
+        for form, given, want in cases:
+            with self.subTest(given):
+                self.assertEqual(self.code("decode", form, given), want)
         for given in [b"\xfc", b"a\0b"]:
             self.run_tool("encode", "--word", given=given, status=1)
-
-    def test_hostile_words_take_linear_time(self):
-        for piece in [b"=?utf-8?Q?x", b"=?utf-8?Q? ", b"=?", b"=?utf-8?Q?x?= "]:
-            self.code("decode", "word", piece * (2_000_000 // len(piece)))
-
-    def test_usage(self):
-        for command in ("encode", "decode"):
-            self.run_tool(command, status=2)
-            self.run_tool(command, "--word", "--base64", status=2)
+        self.run_tool("decode", "--word", "--base64", status=2)
 
 
 if __name__ == "__main__":

@@ -12,14 +12,15 @@
 
 namespace KivGuiBase {
 
-/// A folder on a file system of its own with little room. Needs Linux and root. It is mounted
-/// where only this process sees it, so that a crash leaves nothing behind.
+/// A folder on a file system of its own with little room. Needs Linux, and root or a system that lets
+/// a process of one thread be root to itself. It is mounted where only this process sees it, so that
+/// a crash leaves nothing behind.
 class SmallDisk {
 public:
     explicit SmallDisk(size_t bytes) : path_(folder_.At("disk")) {
         std::filesystem::create_directory(path_);
         const std::string options = "size=" + std::to_string(bytes);
-        mounted_ = unshare(CLONE_NEWNS) == 0 &&
+        mounted_ = (unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
                    mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                    mount("tmpfs", path_.c_str(), "tmpfs", 0, options.c_str()) == 0;
         if (!mounted_) reason_ = std::string("cannot mount a small disk: ") + std::strerror(errno);

@@ -1,5 +1,7 @@
 #include "support/temp_folder.h"
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 
 namespace MIME::Test::System {
@@ -16,6 +18,15 @@ void SetTempFolder(const std::string& path) {
 
 void MakeLink(const std::string& target, const std::string& link) {
     std::filesystem::create_symlink(target, link);
+}
+
+bool IsOwnersAlone(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & 07777) == 0600;
+}
+
+std::string GetFullDevice() {
+    return "/dev/full";
 }
 
 }  // namespace MIME::Test::System

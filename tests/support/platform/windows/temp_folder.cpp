@@ -4,6 +4,8 @@
 
 #include "kivgui/platform/windows/system.h"
 
+#include <aclapi.h>
+
 namespace MIME::Test::System {
 
 std::string MakeTempFolder() {
@@ -29,6 +31,33 @@ void MakeLink(const std::string& target, const std::string& link) {
         GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
         throw std::runtime_error("cannot make the link " + link);
     }
+}
+
+// The system's own account gets in anyway, and Wine puts it on every list.
+bool IsOwnersAlone(const std::string& path) {
+    ACL* list = nullptr;
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(ToPath(path).c_str(), SE_FILE_OBJECT,
+                              OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                              nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    bool isAlone = list != nullptr;  // no list lets everybody in
+    for (DWORD i = 0; isAlone && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        GetAce(list, i, &entry);
+        PSID account = &static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart;
+        isAlone = EqualSid(account, owner) || IsWellKnownSid(account, WinLocalSystemSid);
+    }
+    LocalFree(descriptor);
+    return isAlone;
+}
+
+// Windows itself has none; Wine shows that of Linux.
+std::string GetFullDevice() {
+    const std::string device = "Z:\\dev\\full";
+    return GetFileAttributesW(ToPath(device).c_str()) != INVALID_FILE_ATTRIBUTES ? device : "";
 }
 
 }  // namespace MIME::Test::System

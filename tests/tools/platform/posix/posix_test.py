@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from kivmime_test import CUT_SHORT, PROGRAM, SAMPLES, Case, multipart, named, part
+from case import CUT_SHORT, PROGRAM, SAMPLES, Case, multipart, named, part
 
 
 class Streams(Case):
@@ -30,12 +30,6 @@ class Streams(Case):
                                cwd=self.home, env=self.environment, check=False)
         self.assertEqual(shell.returncode, 1)
         self.assertEqual((self.home / "d" / "eight.txt").read_bytes(), "Grüße, naïve façade, 東京\r\n".encode())
-
-    def test_output_to_a_full_device(self):
-        self.file("t", b"x")
-        with open("/dev/full", "wb") as full:
-            _, errors = self.run_tool("build", "--from", "a@b", "--text", "t", stdout=full, status=1)
-        self.assertIn(b"No space", errors)
 
     def write_pipe(self, name, *arguments):
         """What the program writes to a new pipe of that name. It must fit into the pipe at once."""
@@ -74,10 +68,6 @@ class Names(Case):
         self.assertIn(b'filename="__.txt"', out)
         self.assertIn(rb'filename="\"; x=\"y"', out)
 
-    def test_subject_that_is_no_text(self):
-        _, errors = self.run_tool("build", "--from", "a@b", "--subject", os.fsdecode(b"\xfc"), "--attach", PROGRAM, status=1)
-        self.assertIn(b"--subject: is not UTF-8", errors)
-
 
 class Files(Case):
     def test_extracting_leaves_links_alone(self):
@@ -104,15 +94,6 @@ class Files(Case):
     def test_bodies_are_their_owners_alone(self):
         self.run_tool("extract", SAMPLES / "nested.eml", "-d", "out")
         self.assertEqual({stat.S_IMODE(path.lstat().st_mode) for path in (self.home / "out").iterdir()}, {0o600})
-
-    def test_no_room_for_a_body(self):
-        limited = "ulimit -f 2048; trap '' XFSZ; exec \"$0\" show \"$1\""
-        big = self.file("big.eml", multipart(part(b"s"), part(b"0" * 5_000_000)))
-        shell = subprocess.run(["sh", "-c", limited, PROGRAM, big], cwd=self.home, env=self.environment,
-                               capture_output=True, check=False)
-        self.assertEqual(shell.returncode, 1)
-        self.assertIn(b"write failed", shell.stderr)
-        self.assertEqual(os.listdir(self.temp), [])
 
 
 class Interrupt(Case):
