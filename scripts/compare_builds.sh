@@ -4,7 +4,7 @@
 #
 #   scripts/compare_builds.sh BEFORE_TREE [AFTER_TREE]     (AFTER_TREE: this checkout)
 #
-# KIVMIME_CORPUS   folders with more messages, divided by ":"
+# KIVMIME_CORPUS   folders with messages, divided by ":" (tests/data and samples of AFTER_TREE)
 # KIVMIME_INPUTS   how many inputs are generated (100,000)
 # KIVMIME_COMPARE  the build folder; kept, so that the next run builds and runs what changed only
 #
@@ -37,65 +37,69 @@ if grep -q bodiesInMemory "$before/etc/mime/read_options.h" "$after/etc/mime/rea
   define=(-DBEHAVIOUR_OLD_OPTIONS)
 fi
 
-# build SIDE TREE: the static library of that tree and the program on top of it.
+# build TREE: the static library of that tree, and the program on top of it. Sets `built`, their folder.
 build() {
-  local side=$1 tree=$2
-  { (cd "$tree" && cmake --preset static -B "$work/$side" -DKIVMIME_BUILD_TOOLS=OFF \
+  local tree=$1
+  built=$work/$(basename "$tree")-$(printf %s "$tree" | cksum | cut -d' ' -f1)
+  { (cd "$tree" && cmake --preset static -B "$built" -DKIVMIME_BUILD_TOOLS=OFF \
       -DCMAKE_CXX_COMPILER="$compiler") &&
-    cmake --build "$work/$side" -j "$JOBS" --target KIVMIME &&
+    cmake --build "$built" -j "$JOBS" --target KIVMIME &&
     "$compiler" -std=c++20 -O2 -Wall -Wextra -DKIV_STATIC "${define[@]}" -pthread \
-      -I"$tree" -I"$tree/etc" "$program"/*.cpp "$work/$side/libkivmime.a" -lcrypto \
-      -o "$work/$side/dump_behaviour"; } >"$work/$side.log" 2>&1 ||
-    { tail -n 40 "$work/$side.log" >&2; die "the build of $tree failed: $work/$side.log"; }
+      -I"$tree" -I"$tree/etc" "$program"/*.cpp "$built/libkivmime.a" -lcrypto \
+      -o "$built/dump_behaviour"; } >"$built.log" 2>&1 ||
+    { tail -n 40 "$built.log" >&2; die "the build of $tree failed: $built.log"; }
 }
 
+# run BUILT OPTION...: the program over all inputs.
 run() {
-  local side=$1
+  local built=$1
   shift
   rm -rf "$temporary/files"
   mkdir "$temporary/files"
-  TMPDIR=$temporary/files "$work/$side/dump_behaviour" --inputs "$inputs" --words "$work/words" "$@" \
+  TMPDIR=$temporary/files "$built/dump_behaviour" --inputs "$inputs" --words "$work/words" "$@" \
     "${corpus[@]}"
 }
 
-# hash_cases SIDE: the hashes of all cases in SIDE.hashes; those of the same program, library and inputs
-# are taken from the last run.
+# hash_cases BUILT: the hashes of all cases in BUILT/hashes; those of the same program, library and
+# inputs are taken from the last run.
 hash_cases() {
-  local side=$1 stamp
-  stamp=$(cat "$work/inputs.sum" <(sha256sum <"$work/$side/dump_behaviour") | sha256sum)
-  [ "$(cat "$work/$side.stamp" 2>/dev/null)" != "$stamp" ] || return 0
-  rm -f "$work/$side.stamp"
-  run "$side" >"$work/$side.hashes" || die "the program failed on $side: $work/$side.hashes"
-  echo "$stamp" >"$work/$side.stamp"
+  local built=$1 stamp
+  stamp=$(cat "$work/inputs" <(sha256sum <"$built/dump_behaviour") | sha256sum)
+  [ "$(cat "$built/stamp" 2>/dev/null)" != "$stamp" ] || return 0
+  rm -f "$built/stamp"
+  run "$built" >"$built/hashes" || die "the program failed: $built/hashes"
+  echo "$stamp" >"$built/stamp"
 }
 
-build before "$before"
-build after "$after"
+# One run at a time in a folder that is kept.
+exec 9>"$work/lock"
+flock 9
+build "$before"
+before_built=$built
+build "$after"
+after_built=$built
 
-IFS=: read -r -a corpus <<<"${KIVMIME_CORPUS:-}"
-for folder in "$after/tests/data" "$after/samples"; do
-  [ ! -d "$folder" ] || corpus+=("$folder")
-done
+IFS=: read -r -a corpus <<<"${KIVMIME_CORPUS:-$after/tests/data:$after/samples}"
 grep -ohE '"[^"]+"' "$before"/etc/mime/vocabulary/*.inc "$after"/etc/mime/vocabulary/*.inc |
   tr -d '"' | sort -u >"$work/words"
 { echo "$inputs"; cat "$work/words"; find "${corpus[@]}" -type f -exec sha256sum {} + | sort; } \
-  >"$work/inputs.sum"
+  >"$work/inputs"
 
-hash_cases before
-hash_cases after
-count=$(wc -l <"$work/after.hashes")
+hash_cases "$before_built"
+hash_cases "$after_built"
+count=$(wc -l <"$after_built/hashes")
 [ "$count" -gt "$inputs" ] || die "only $count cases"
-if cmp -s "$work/before.hashes" "$work/after.hashes"; then
+if cmp -s "$before_built/hashes" "$after_built/hashes"; then
   echo "$count cases, no difference"
   exit 0
 fi
 
-diff "$work/before.hashes" "$work/after.hashes" | sed -n 's/^[<>] \(.*\) [0-9a-f]*$/\1/p' | sort -u \
+diff "$before_built/hashes" "$after_built/hashes" | sed -n 's/^[<>] \(.*\) [0-9a-f]*$/\1/p' | sort -u \
   >"$work/differing" || true
 while read -r label; do
   echo "==== $label"
-  run before --dump "$label" >"$work/before.dump" || true
-  run after --dump "$label" >"$work/after.dump" || true
+  run "$before_built" --dump "$label" >"$work/before.dump" || true
+  run "$after_built" --dump "$label" >"$work/after.dump" || true
   diff -u "$work/before.dump" "$work/after.dump" || true
   echo "---- before, whole"; cat "$work/before.dump"
   echo "---- after, whole"; cat "$work/after.dump"

@@ -110,11 +110,8 @@ string MaskFileName(string_view path) {
     string name(path.substr(path.rfind('/') + 1));
     for (size_t dash = name.rfind('-'); dash != string::npos && dash > 0;
          dash = name.rfind('-', dash - 1)) {
-        const size_t end = dash + 1 + kDigits;
-        if (end <= name.size() && (end == name.size() || name[end] == '.') &&
-            IsHex(string_view(name).substr(dash + 1, kDigits))) {
-            return name.replace(dash + 1, kDigits, "*");
-        }
+        const string_view digits = string_view(name).substr(dash + 1, kDigits);
+        if (digits.size() == kDigits && IsHex(digits)) return name.replace(dash + 1, kDigits, "*");
     }
     return name;
 }

@@ -117,6 +117,12 @@ bool ReadWithOptions(Part& part, AnsiStr& error, const MIME::ReadOptions& option
     }
 }
 
+/// Body files stay when their tree is destroyed, so that CountFiles sees what a failed reading left.
+template <class Options>
+void KeepFiles(Options& options) {
+    if constexpr (requires { options.ownFiles; }) options.ownFiles = false;
+}
+
 /// Limits that some messages pass and others do not.
 MIME::ReadOptions DrawLimits(Random& random, MIME::ReadOptions options) {
     if (random.OneIn(2)) options.maxDepth = 1 + random.Below(4);
@@ -125,6 +131,7 @@ MIME::ReadOptions DrawLimits(Random& random, MIME::ReadOptions options) {
     if (random.OneIn(2)) options.maxHeaderBytes = 1 + random.Below(300);
     if (random.OneIn(2)) options.maxDecodedBytes = 1 + random.Below(1000);
     options.removeFilesOnFailure = random.OneIn(2);
+    KeepFiles(options);
     if (random.OneIn(2)) options.memoryLimit = random.Below(300);
     return options;
 }
