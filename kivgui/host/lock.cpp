@@ -8,6 +8,11 @@
 
 #include "kivgui/platform/platform.h"
 
+// The lock must work before the first constructor of a static object has run and after the last
+// destructor, because hosts ask for tables then. What it needs is therefore initialised by the
+// compiler (constinit) or made on first use in static memory, and freed by ResetLazyStaticLock
+// alone.
+
 namespace KivGuiBase {
 
 namespace {

@@ -61,8 +61,8 @@ uint64_t GetProcessGeneration() noexcept {
 }
 
 ThreadData& GetThreadData() noexcept {
-    static constinit ThreadData lastResort{};    // without memory, or after the module's end
-    const DWORD systemError = ::GetLastError();  // which the storage's functions reset
+    static constinit ThreadData lastResort{};    // when memory ran out, or the module has ended
+    const DWORD systemError = ::GetLastError();  // the functions of the storage reset it
     ThreadData* data = nullptr;
     const DWORD index = GetStorage();
     if (index != FLS_OUT_OF_INDEXES) {
