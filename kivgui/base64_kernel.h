@@ -9,7 +9,7 @@ namespace KivGuiBase::Base64 {
 
 inline constexpr unsigned kNoValue = 0xFF;
 
-/// The six bits that a character stands for; kNoValue for one outside the alphabet.
+/// The 6-bit value of a character; kNoValue if it is not in the alphabet.
 unsigned GetValue(char c) noexcept;
 
 /// Encodes `size` bytes, a multiple of 3, into size / 3 * 4 characters. Reads nothing outside

@@ -35,8 +35,8 @@ public:
     /// then on every Write fails, and Close too, because bytes are missing in the file.
     bool Write(const void* data, unsigned size) noexcept;
 
-    /// Room for `size` bytes after what was written, for the caller to fill; Commit then adds as
-    /// many of them as it is told. The room is valid until the next call.
+    /// Room for `size` bytes after what was written, for the caller to fill; Commit says how many
+    /// were filled. The room is valid until the next call.
     /// @return null when `size` is above kBufferSize, memory runs out, or writing fails.
     char* GetWriteRoom(unsigned size) noexcept;
     void Commit(unsigned size) noexcept { buffered_ += size; }

@@ -31,7 +31,7 @@ public:
     /// MakeSafeFileName, with "-" and 16 unpredictable hexadecimal digits before its extension.
     /// Every call gives a different path. Empty when memory runs out. `flag` has no effect.
     File(FileType type, const AnsiStr& name, bool flag) noexcept;
-    /// The same with the extension as an argument of its own, without its dot.
+    /// The same with a separate extension, without its dot.
     File(FileType type, const AnsiStr& name, const AnsiStr& extension, bool flag) noexcept;
 
     const AnsiStr& GetPath() const noexcept { return path_; }

@@ -27,7 +27,7 @@ constexpr unsigned GetArrayCapacity(unsigned count, unsigned added) noexcept {
     return count < kLargeCount ? plus(count / 2) : plus(kLargeCount / 2);
 }
 
-/// An array of items behind a handle of one pointer to a shared, reference-counted body.
+/// An array of items: a handle of one pointer to a shared, reference-counted body.
 ///
 /// Copying the handle links the body; a shared body is copied before it is changed. Items are
 /// copied with their copy constructors, so items that are handles share what they hold. One

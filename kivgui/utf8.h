@@ -29,7 +29,7 @@ constexpr bool IsUtf8Tail(char c) noexcept {
 }
 
 /// Length of the group at the start of a text that is not empty: a byte and the continuation
-/// bytes after it, which encoders keep together. Looks at no more than `limit` bytes and one.
+/// bytes after it, which encoders keep together. Looks at no more than `limit` + 1 bytes.
 constexpr size_t MeasureUtf8Group(std::string_view text, size_t limit) noexcept {
     const size_t end = std::min(text.size(), limit + 1);
     size_t length = 1;

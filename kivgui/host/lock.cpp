@@ -23,7 +23,7 @@ std::atomic<uint64_t (*)()> clockSource{nullptr};
 
 uint64_t GetSteadyNanoseconds() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    // A tick count of 0 stands for "not timed".
+    // A tick count of 0 means "not timed".
     return static_cast<uint64_t>(std::chrono::nanoseconds(now).count()) | 1;
 }
 

@@ -8,7 +8,7 @@
 
 // Data of threads. There is no thread_local here: the compiler's implementation leaks the memory of
 // every thread that outlives the module, and one of the process's 1,088 thread-local places at each
-// load. The system's fiber storage gives both back.
+// load. The system's fiber storage frees both.
 
 namespace KivGuiBase::Platform {
 
