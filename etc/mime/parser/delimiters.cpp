@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "kivgui/ascii.h"
-#include "mime/foundation/text_finder.h"
+#include "mime/foundation/text_search.h"
 #include "mime/foundation/vector16.h"
 #include "mime/parser/messages.h"
 
