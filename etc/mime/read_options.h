@@ -31,7 +31,7 @@ struct KIV_EXPORT ReadOptions {
     Bodies bodies = Bodies::files;
     unsigned memoryLimit = 0x400000;  ///< bytes of one decoded body, for `Bodies::memory`
 
-    bool ownFiles = false;              ///< sets `Data::ownsFile`: body files go with the tree
+    bool ownFiles = false;              ///< sets `Data::ownsFile`: the tree removes its body files
     bool removeFilesOnFailure = false;  ///< a reading that fails leaves no body file
 
     /// @name Limits
@@ -50,28 +50,28 @@ struct KIV_EXPORT ReadOptions {
     static ReadOptions Mail() noexcept;
 };
 
-/// What the reader found that the RFCs do not allow, and read all the same.
+/// What the reader found that the RFCs do not allow, and read anyway.
 namespace Deviation {
 enum keys : unsigned {
 #define MIME_DEVIATION(name, severity, text) name,
 #include "mime/parser/deviations.inc"
 };
 
-/// What a deviation may do to those who trust the reading.
+/// How far a deviation can be trusted to be read alike by others.
 enum class Severity : unsigned {
-    harmless,   ///< every program reads it alike
-    repaired,   ///< what was meant is clear, though not every program makes it out
+    harmless,   ///< every program reads it the same way
+    repaired,   ///< the meaning is clear, but not every program gets it
     ambiguous,  ///< two programs may read two different messages
 };
 
-/// The name of the key, as it stands above; empty for a value that is none.
+/// The name of the enumerator; empty for a value that is none.
 KIV_EXPORT AnsiStr GetName(keys key) noexcept;
 /// A sentence without a full stop; empty for a value that is none.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
 KIV_EXPORT Severity GetSeverity(keys key) noexcept;
 }  // namespace Deviation
 
-/// What `Part::Read` has to say about a text beside the tree.
+/// What `Part::Read` reports about a text in addition to the tree.
 struct KIV_EXPORT ReadReport {
     struct Entry {
         Deviation::keys kind = Deviation::invalid;
@@ -79,13 +79,13 @@ struct KIV_EXPORT ReadReport {
         AnsiStr path;  ///< of the entity: "" is the top, "2.1" the first child of its second
     };
 
-    /// In the order in which they were found: each kind once for an entity, harmless ones once for
-    /// the text, with their first places.
+    /// In the order in which they were found, each at its first place: once per entity for each
+    /// kind, or once per text for a harmless one.
     SharedArray<Entry> deviations;
-    unsigned long long omitted = 0;  ///< deviations behind the first kMaxEntries
+    unsigned long long omitted = 0;  ///< deviations after the first kMaxEntries
     static constexpr unsigned kMaxEntries = 1000;
 
-    bool failed = false;                   ///< `Part::Read` gave false, and these two say where
+    bool failed = false;                   ///< `Part::Read` returned false; the next two say where
     unsigned long long failureOffset = 0;  ///< where reading stopped
     AnsiStr failurePath;
 
@@ -93,22 +93,22 @@ struct KIV_EXPORT ReadReport {
     Deviation::Severity worst = Deviation::Severity::harmless;
 };
 
-/// The fields of a header block as they stood: all of them, in order, nothing decoded.
+/// The fields of a header block as the text has them: all of them, in order, nothing decoded.
 ///
 /// The texts live in the list and are valid as long as it is.
 class KIV_EXPORT FieldList {
 public:
     struct Field {
         std::string_view name;
-        std::string_view value;  ///< folds included, without the last line end; outer blanks gone
+        std::string_view value;  ///< with its folds, without the white space around it
     };
 
     unsigned GetCount() const noexcept { return places_.GetCount(); }
     /// The field at `index`, which must be below the count.
     Field operator[](unsigned index) const noexcept;
 
-    /// The whole block, without the empty line behind it; also what is no field, and an mbox line
-    /// before it.
+    /// The whole block, without the empty line after it. It includes lines that are not fields, and
+    /// an mbox line before it.
     const AnsiStr& GetText() const noexcept { return text_; }
 
 private:

@@ -281,7 +281,7 @@ class Lint(Case):
         self.assertEqual(self.run_tool("lint", NESTED)[0], b"")
         out, _ = self.run_tool("lint", "-", given=message, status=1)
         self.assertEqual(out.decode().splitlines(), [
-            '-:0: 1: harmless: an mbox "From " line stands before the message',
+            '-:0: 1: harmless: an mbox "From " line precedes the message',
             "-:42: 1: harmless: a line ends in LF alone",
             f"-:{place}: 1.2: ambiguous: characters outside the alphabet in a base64 body"])
         report = json.loads(self.run_tool("lint", "-", "--json", given=message, status=1)[0])

@@ -173,7 +173,7 @@ void LenientQuotedPrintable::Hold(std::string_view rest) noexcept {
 /// Decodes well-formed text up to what needs a closer look, or near the end. In locals, because
 /// bytes that are written could be those of any object that the compiler does not see whole.
 void LenientQuotedPrintable::TakeCleanText(Run& run) noexcept {
-    constexpr size_t kReach = Vector16::kSize + kHexEscapeLength;  // a vector, an escape behind it
+    constexpr size_t kReach = Vector16::kSize + kHexEscapeLength;  // a vector, an escape after it
     const char* next = run.next;
     const char* const end = run.end;
     char* put = run.put;

@@ -8,7 +8,8 @@
 /// over or kept, and counted. Text comes in pieces, which may end anywhere.
 namespace MIME {
 
-/// How often something was tolerated, and where first: the offset in all text so far, in bytes.
+/// How often something was tolerated, and where first, as an offset in bytes from the start of all
+/// pieces.
 struct Tally {
     uint64_t count = 0;
     uint64_t first = 0;
@@ -18,13 +19,14 @@ struct Tally {
     }
 };
 
-/// Both decoders write at most this many bytes more than a piece has, and at the end as many.
+/// Both decoders write at most this many bytes more than a piece has, and at most this many at the
+/// end.
 inline constexpr size_t kLenientRoom = 8;
 
-/// Base64 (RFC 2045, 6.8), departing from it thus:
-///  1. What is outside the alphabet is passed over; white space is no rubbish.
-///  2. A group that the text's end cuts short gives the bytes that it has.
-///  3. Behind padding a new run of groups may begin.
+/// Base64 (RFC 2045, 6.8), with these departures:
+///  1. What is outside the alphabet is passed over; white space is not counted as rubbish.
+///  2. A group that is cut short by the end of the text gives the bytes that it has.
+///  3. After padding a new run of groups may begin.
 class LenientBase64 {
 public:
     /// Decodes a piece. `out` has room for kLenientRoom bytes more than the piece has.
@@ -68,15 +70,15 @@ private:
     Tally behindPadding_;
 };
 
-/// Quoted-printable (RFC 2045, 6.7), departing from it thus:
-///  1. An "=" that begins no escape stays as it stands; lower-case digits are read.
-///  2. LF alone ends a line, too; line ends stay as they are. CR alone is text.
+/// Quoted-printable (RFC 2045, 6.7), with these departures:
+///  1. An "=" that does not begin an escape is kept; lower-case digits are read.
+///  2. LF alone also ends a line; line ends are kept as they are. CR alone is text.
 ///  3. Lines may have any length and hold any byte.
 ///
 /// White space at the end of a line, and of the text, is dropped. Where the end of a piece divides
-/// a run of more than 6 blanks, those before the last ones may be written already and stay then
-/// (kLenientRoom leaves no room for more, with an "=" before and a CR behind): pieces that end
-/// with lines, or with anything but blanks, give the same result however the text is cut.
+/// a run of more than 6 blanks, all but the last ones may be written already, and then stay
+/// (kLenientRoom holds no more, with an "=" before them and a CR after them). Pieces that end with
+/// lines, or with anything but blanks, give the same result however the text is cut.
 class LenientQuotedPrintable {
 public:
     /// See LenientBase64.

@@ -16,10 +16,10 @@ public:
     /// Bodies of fewer bytes are handled as memory views.
     static constexpr int64_t kDiskFileSize = 0x400000;
 
-    /// What may stand under the name of a file that is opened for writing.
+    /// What may exist under the name of a file that is opened for writing.
     enum class Target {
         anyFile,  ///< it is emptied
-        newFile,  ///< nothing: the file is made here, for its owner alone
+        newFile,  ///< nothing: the file is created, readable by its owner only
     };
 
     explicit FileAccess(const KivGuiBase::File& file) noexcept : file_(file) {}
@@ -30,7 +30,7 @@ public:
     bool OpenForReading() noexcept;
 
     /// Creates the file. `expectedSize` in bytes chooses between a memory view and a disk file;
-    /// a view that grows past 4 MiB all the same is written out and goes on as a disk file.
+    /// a view that still grows past 4 MiB is written out and continues as a disk file.
     bool OpenForWriting(int64_t expectedSize, Target target = Target::anyFile) noexcept;
 
     /// Opens a disk file for writing, whatever the size to come; the file is made or emptied.

@@ -96,7 +96,7 @@ bool BodyStore::MoveToFile() noexcept {
     return moved;
 }
 
-/// Makes room after what is in memory; when that would be too much, all of it goes to a file.
+/// Makes room after what is in memory; when that would be too much, all of it is moved to a file.
 bool BodyStore::Grow(uint64_t size) noexcept {
     const uint64_t wanted = used_ + size;
     if (wanted <= memory_.GetSize()) return true;
