@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "kivgui/convert.h"
 #include "mime/mime.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"

@@ -5,6 +5,14 @@
 
 #include "mime/foundation/vector16.h"
 
+// Both searches look at 16 places a step.
+//
+// TextFinder compares the first and the last byte of the wanted string at 16 places and verifies the
+// candidates. Invariant: the bytes spent on false candidates never exceed four times the bytes passed
+// plus a constant. When they would, the search goes on with the table of Knuth, Morris and Pratt from
+// the last candidate on, so the total is linear for any text and string. If there is no memory for
+// the table, the search goes on as it is.
+
 namespace MIME {
 
 size_t FindLineStop(const char* text, size_t size) noexcept {

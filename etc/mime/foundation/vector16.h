@@ -20,7 +20,7 @@ inline unsigned CountLeading(PlaceMask mask) noexcept {
     return static_cast<unsigned>(std::countr_zero(static_cast<PlaceMask>(~(mask & kAllPlaces))));
 }
 
-/// 16 bytes that are looked at in one step; loads and stores need no alignment.
+/// 16 bytes that are compared in one step; loads and stores need no alignment.
 class Vector16 {
 public:
     static constexpr size_t kSize = 16;

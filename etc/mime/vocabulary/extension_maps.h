@@ -18,8 +18,8 @@ using FileExtensionMap = KivGuiBase::SkipListMap<AnsiStr, KivGuiBase::ByteOrder>
 const FileTypeMap& GetFileTypeMap() noexcept;
 const FileExtensionMap& GetFileExtensionMap() noexcept;
 
-/// Frees the rows of the tables that were built, at the end of the module. Lookups after that
-/// report misses and build nothing. No other thread may look anything up meanwhile.
+/// Frees the rows of the tables that were built, at the end of the module. Later lookups find
+/// nothing and build nothing. No other thread may look anything up meanwhile.
 void EmptyExtensionMaps() noexcept;
 
 }  // namespace MIME
