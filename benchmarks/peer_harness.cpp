@@ -82,7 +82,11 @@ std::unique_ptr<MIME::Part> Read(const std::string& message) {
 }
 
 void ReadAsMail(const std::string& message) {
-    static const auto options = MIME::ReadOptions::Mail();
+    static const auto options = [] {
+        auto mail = MIME::ReadOptions::Mail();
+        mail.ownFiles = false;  // deleting them is not timed
+        return mail;
+    }();
     MIME::Part tree;
     MIME::AnsiStr error;
     if (!tree.Read(message.data(), message.size(), error, options)) Fail(error.GetStr());

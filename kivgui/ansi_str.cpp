@@ -7,12 +7,16 @@
 
 #include "kivgui/ascii.h"
 
+// A change is made in place when the body has one owner and room; otherwise a new body is made,
+// filled and adopted, and only then is the old one released, because what is appended may lie in
+// it. A body that cannot be had leaves the string unchanged.
+
 namespace KivGuiBase {
 
 const char AnsiStr::Imp::kEmpty[] = "";
 
 uint32_t AnsiStr::Imp::CountLength() noexcept {
-    // The NUL behind the buffer bounds the search even if the writer put none in the text.
+    // The NUL at the end of the buffer bounds the search even if the writer put none into it.
     const auto counted = static_cast<uint32_t>(std::strlen(GetText()));
     length.store(counted, std::memory_order_relaxed);
     return counted;
@@ -75,7 +79,7 @@ char* AnsiStr::Alloc(unsigned n) noexcept {
         if (imp == nullptr) return nullptr;
         Adopt(imp);
     }
-    // The caller may write the text anew, so the length is counted at the next use.
+    // The caller may overwrite the text, so the length is counted at the next use.
     imp_->length.store(0, std::memory_order_relaxed);
     return imp_->GetText();
 }
@@ -127,7 +131,7 @@ AnsiStr& AnsiStr::Append(std::string_view view, Growth growth) noexcept {
     const uint32_t capacity = Imp::GetExtendSize(total, growth == Growth::spare);
     Imp* imp = Imp::Init(capacity, total, GetStr(), length);
     if (imp == nullptr) return *this;
-    // The view may lie in the old body, which therefore goes last.
+    // The view may lie in the old body, so that is released last.
     std::memcpy(imp->GetText() + length, view.data(), added);
     imp->GetText()[total] = '\0';
     Adopt(imp);
@@ -213,7 +217,7 @@ unsigned AnsiStr::Find(char c, unsigned start, bool ignoreCase) const noexcept {
 unsigned AnsiStr::FindLast(char c, unsigned start, bool ignoreCase) const noexcept {
     const unsigned length = GetLength();
     if (length == 0) return kMaxLength;
-    // Stepping below 0 wraps to a value that is not below the length, which ends the search.
+    // A step below 0 wraps around to a value above the length, which ends the search.
     return IndexOf(std::string_view(*this), c, ignoreCase, std::min(start, length - 1), -1);
 }
 

@@ -9,6 +9,15 @@
 #include "kivgui/export.h"
 #include "kivgui/reference.h"
 
+// Strings are handles to shared bodies, so that copying a header field or a boundary copies no
+// text. Three invariants hold for every body:
+//  1. While its reference count is 2 or more, its characters are not written to.
+//  2. Its text is NUL-terminated, and there is always a NUL at `capacity`, so counting ends.
+//  3. `length` is the text's length, or 0 while nobody has counted a text that was written through
+//     the buffer (Alloc, the buffer constructor); the first reader counts it.
+// Copying and destroying a handle are O(1). A change copies the text only when the body is shared
+// or too small.
+
 namespace KivGuiBase {
 
 /// A view of characters that somebody else owns. It must not outlive them. Lengths are 32-bit,
@@ -35,7 +44,7 @@ private:
     unsigned length_ = 0;
 };
 
-/// How much room an append leaves behind the text: none, or spare room because more follows.
+/// How much room an append leaves after the text: none, or spare room because more will follow.
 enum class Growth { exact, spare };
 
 /// A string of bytes, without a character set: a handle of one pointer to a shared body.
@@ -50,12 +59,12 @@ public:
     static constexpr unsigned kMaxLength = 0xFFFFFFFF;
     static constexpr unsigned kToEnd = 0xFFFFFFFF;
 
-    /// The shared body. Characters and a NUL follow the three numbers in memory.
+    /// The shared body. The characters and a NUL follow it in memory.
     struct KIV_EXPORT Imp {
         Reference reference;
         uint32_t capacity;  ///< characters that fit, without the NUL
-        /// 0 before a first character that is not NUL: not counted yet. Atomic because two
-        /// threads may count the same shared body at once.
+        /// 0, while the first character is not NUL, means that the text has not been counted yet.
+        /// Atomic because two threads may count the same shared body at once.
         std::atomic<uint32_t> length;
 
         char* GetText() noexcept { return reinterpret_cast<char*>(this + 1); }
@@ -66,12 +75,12 @@ public:
         }
         uint32_t CountLength() noexcept;
 
-        /// The empty C string that a null handle reads as. Of unknown size for the compiler, which
-        /// otherwise warns of a host's `GetStr() + 5` that it might leave the literal "".
+        /// The empty C string that a null handle reads as. The compiler does not see its size;
+        /// if it did, it would warn that a host's `GetStr() + 5` might leave the literal "".
         static const char kEmpty[];
         static const char* GetEmpty() noexcept { return kEmpty; }
         /// A new body with a count of 1, the given capacity and cached length, and the first
-        /// `srcLength` characters of `src` with a NUL behind them (none when `src` is null).
+        /// `srcLength` characters of `src` (none when `src` is null), followed by a NUL.
         /// Null when memory runs out.
         static Imp* Init(uint32_t capacity, uint32_t length, const char* src,
                          uint32_t srcLength) noexcept;
@@ -86,7 +95,7 @@ public:
     AnsiStr() noexcept = default;
     /// Copies a NUL-terminated text; null gives the empty string.
     AnsiStr(const char* text) noexcept;
-    /// Copies `count` characters, NUL characters among them.
+    /// Copies `count` characters, NUL characters included.
     AnsiStr(const char* text, unsigned count) noexcept;
     AnsiStr(const AnsiSubStr& view) noexcept : AnsiStr(view.GetStr(), view.GetLength()) {}
     /// Copies the view. More than kMaxLength characters give the empty string and the last
@@ -114,7 +123,7 @@ public:
     AnsiStr& operator=(std::string_view view) noexcept { return *this = AnsiStr(view); }
     void Swap(AnsiStr& other) noexcept { std::swap(imp_, other.imp_); }
 
-    /// The characters with a NUL behind them; never null. Valid until the string changes.
+    /// The NUL-terminated characters; never null. Valid until the string changes.
     const char* GetStr() const noexcept {
         return imp_ != nullptr ? imp_->GetText() : Imp::GetEmpty();
     }
@@ -124,14 +133,14 @@ public:
     operator std::string_view() const noexcept { return {GetStr(), GetLength()}; }
 
     /// Makes this the sole owner of a body with room for `n` characters, to append to or to be
-    /// written through the result. A text that stands in the string stays.
+    /// written through the result. The text is kept.
     /// @return the character buffer; null when memory runs out, the string is then unchanged.
     char* Alloc(unsigned n) noexcept;
-    /// Gives spare room back. The text stays.
+    /// Releases spare room; the text does not change.
     void Shrink() noexcept;
     /// Keeps the first `n` characters.
     AnsiStr& Trunc(unsigned n) noexcept;
-    /// Appends. A text that would pass kMaxLength is reported and the string stays as it was.
+    /// Appends. A text that would pass kMaxLength is reported and the string is left unchanged.
     /// The view may lie in this string.
     AnsiStr& Append(std::string_view view, Growth growth = Growth::exact) noexcept;
     AnsiStr& Append(char c, Growth growth = Growth::exact) noexcept {
@@ -144,11 +153,11 @@ public:
         return text != nullptr ? Append(text) : *this;
     }
     AnsiStr& operator+=(char c) noexcept { return Append(c); }
-    /// Inserts one character; a position behind the end means the end.
+    /// Inserts one character; a position past the end means the end.
     AnsiStr& Insert(unsigned pos, char c) noexcept;
     /// Removes up to `count` characters at `pos`.
     AnsiStr& Delete(unsigned pos, unsigned count) noexcept;
-    /// Lower-cases the ASCII letters; other bytes stay.
+    /// Makes the ASCII letters lower-case; other bytes do not change.
     AnsiStr& ToLower() noexcept;
 
     /// Index of the first `c` at or after `start`; kMaxLength when there is none.

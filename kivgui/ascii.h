@@ -34,7 +34,7 @@ constexpr bool IsAsciiText(std::string_view text) noexcept {
     return true;
 }
 
-/// Compares names the way mail does: the case of ASCII letters is ignored, other bytes count.
+/// Compares names as mail does: the case of ASCII letters is ignored, other bytes must be equal.
 constexpr bool EqualsCaseless(std::string_view a, std::string_view b) noexcept {
     if (a.size() != b.size()) return false;
     for (size_t i = 0; i < a.size(); ++i) {
@@ -43,7 +43,7 @@ constexpr bool EqualsCaseless(std::string_view a, std::string_view b) noexcept {
     return true;
 }
 
-/// Does `text` begin with `prefix`, ASCII case ignored?
+/// Returns true if `text` begins with `prefix`, ASCII case ignored.
 constexpr bool StartsWithCaseless(std::string_view text, std::string_view prefix) noexcept {
     return EqualsCaseless(text.substr(0, prefix.size()), prefix);
 }

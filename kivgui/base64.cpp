@@ -5,11 +5,11 @@
 #include "kivgui/error.h"
 #include "kivgui/text_builder.h"
 
-// Base64 as whole texts (RFC 2045, 6.8). base64_kernel.h does the work on whole groups; here are the
-// incomplete group at the end, its padding, and what stands between groups: the separators of lines
-// when encoding, skipped characters when decoding. Decoding takes the longest run of whole groups at
-// a time and single characters only where a run ends. Both directions are linear and write into one
-// allocation of known size.
+// Base64 as whole texts (RFC 2045, 6.8). base64_kernel.h does the work on whole groups; here are
+// the incomplete group at the end, its padding, and what may be between groups: the separators of
+// lines when encoding, skipped characters when decoding. Decoding takes the longest run of whole
+// groups at a time and single characters only where a run ends. Both directions are linear and
+// write into one allocation of known size.
 //
 // Departs from RFC 2045 in one way: a character outside the alphabet fails the decoding instead of
 // being skipped, unless the caller names it as a separator.

@@ -7,6 +7,21 @@
 #include <immintrin.h>
 #endif
 
+// Two loops for each direction, one in plain C++ and one in AVX2. The AVX2 loop does as much of the
+// text as it can and leaves the rest, from a group boundary on, to the plain one; both give the
+// same bytes for every input.
+//
+// Plain: a group of 4 characters is decoded by 4 table look-ups whose results are OR-ed. A
+// character outside the alphabet sets a bit above the 24 of a group, so one comparison checks all
+// four.
+//
+// AVX2 (the method of W. Mula and D. Lemire, "Faster Base64 Encoding and Decoding using AVX2
+// Instructions", 2018): multiplications shift the four 6-bit values of a group into place or
+// together, and shuffles look up, by range or by nibble, what to add to get from values to
+// characters or back. No load goes past the given bytes and no store past the counted ones: the
+// encoder stops when fewer than the 28 bytes that a step loads are left, and the decoder stores 16
+// and 8 bytes for the 24 of a step.
+
 namespace KivGuiBase::Base64 {
 
 namespace {
@@ -57,11 +72,11 @@ size_t DecodePortable(const char* text, size_t size, unsigned char* out) noexcep
 
 #define KIV_AVX2 __attribute__((target("avx2")))
 
-/// The same 16 bytes in both halves: shuffles work on each half by itself.
+/// The same 16 bytes in both halves, because shuffles work on each half separately.
 #define KIV_TWICE(...) _mm256_setr_epi8(__VA_ARGS__, __VA_ARGS__)
 
 /// Encodes in steps of 24 bytes.
-/// @return the number of bytes encoded; each step reads 4 bytes more, which must be there.
+/// @return the number of bytes encoded. Each step reads 4 bytes more, so the last ones are left.
 KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) noexcept {
     // Each group of 3 bytes a b c becomes the 4 bytes b a c b, from whose 16-bit halves the four
     // indices of 6 bits are multiplied into place.

@@ -3,13 +3,13 @@
 #include <cstddef>
 #include <string_view>
 
-/// The inner loops of base64 (RFC 4648, 4): whole groups of 3 bytes and 4 characters, no padding,
-/// no line ends. They use the vector unit that the processor has; the results are the same.
+/// Base64 into memory of the caller (RFC 4648, 4). The inner loops work on whole groups of 3 bytes
+/// and 4 characters and use AVX2 where the processor has it; the results are the same without.
 namespace KivGuiBase::Base64 {
 
 inline constexpr unsigned kNoValue = 0xFF;
 
-/// The six bits that a character stands for; kNoValue for one outside the alphabet.
+/// The 6-bit value of a character; kNoValue if it is not in the alphabet.
 unsigned GetValue(char c) noexcept;
 
 /// Encodes `size` bytes, a multiple of 3, into size / 3 * 4 characters. Reads nothing outside
@@ -22,8 +22,8 @@ void EncodeGroups(const unsigned char* bytes, size_t size, char* out) noexcept;
 /// @return the number of characters decoded, a multiple of 4.
 size_t DecodeGroups(const char* text, size_t size, unsigned char* out) noexcept;
 
-/// Encodes bytes as text in lines: `separator` after every `lineLength` characters (a multiple of
-/// 4; 0 for one line) that more follow, padding at the end. `out` has room for all of it.
+/// Encodes bytes as lines of `lineLength` characters (a multiple of 4; 0 for one line) with
+/// `separator` between them and padding at the end. `out` must have room for all of it.
 /// @return the end of the text.
 char* EncodeLines(const void* data, size_t size, unsigned lineLength, std::string_view separator,
                   char* out) noexcept;

@@ -9,7 +9,7 @@
 namespace KivGuiBase {
 
 /// A buffer of bytes: a handle of one pointer to a shared, reference-counted body, with the same
-/// copy-on-write and thread rules as AnsiStr. Sizes are unsigned 32-bit; nothing throws.
+/// rules of copy-on-write and threads as AnsiStr. Sizes are unsigned 32-bit; nothing throws.
 class KIV_EXPORT Blob {
 public:
     struct KIV_EXPORT Imp {
@@ -47,7 +47,7 @@ public:
     /// and large enough. Every handle that shares the old body keeps it.
     /// @return the bytes to write to; null when memory runs out, the blob is then empty.
     char* Renew(unsigned size) noexcept;
-    /// Gives the blob `size` bytes and keeps the old ones as far as they fit.
+    /// Changes the size to `size` bytes and keeps as many of the old ones as fit.
     /// @return false when memory runs out; the blob is then unchanged.
     bool Resize(unsigned size) noexcept;
 

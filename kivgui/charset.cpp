@@ -8,6 +8,16 @@
 #include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 
+// A name becomes a key (its letters and digits, in lower case), and the key is looked up twice:
+// first among the charsets that are converted here, which are those that nearly all mail uses and
+// that every system must read alike; then among the names that a system knows under another name.
+// What is in neither table is passed to the system as it is. To add a charset that the system
+// converts, add a row to kAliases; to convert one here, add it to Kind, kBuiltIns and
+// ConvertToUtf8.
+//
+// ASCII is found 32 bytes at a time, other text character by character. Malformed UTF-8 becomes one
+// U+FFFD for each maximal subpart (Unicode, 3.9, "U+FFFD Substitution of Maximal Subparts").
+
 namespace KivGuiBase {
 
 namespace {
@@ -16,7 +26,7 @@ namespace {
 
 constexpr size_t kMaxName = 64;
 
-/// A short text with a NUL behind it.
+/// A short NUL-terminated text. What does not fit is cut off.
 class Name {
 public:
     Name() noexcept = default;
@@ -40,7 +50,7 @@ constexpr bool IsAlphanumeric(char c) noexcept {
     return IsDigitAscii(c) || (lower >= 'a' && lower <= 'z');
 }
 
-/// Registered names have no other characters; "/" and "," mean something to some systems.
+/// Registered names have no other characters, and to some systems "/" and "," are instructions.
 constexpr bool IsNameCharacter(char c) noexcept {
     return IsAlphanumeric(c) || std::string_view("-_.:+()").find(c) != std::string_view::npos;
 }
@@ -109,7 +119,7 @@ Kind FindBuiltIn(std::string_view key) noexcept {
 
 struct Alias {
     std::string_view key;
-    std::string_view name;  ///< for the system; empty for what is no charset of mail
+    std::string_view name;  ///< for the system; empty for what is not a charset of mail
 };
 
 constexpr Alias kAliases[] = {
@@ -171,7 +181,7 @@ constexpr Alias kAliases[] = {
     {"macroman", "macintosh"},
     {"xmacroman", "macintosh"},
     {"mac", "macintosh"},
-    // What a system may know, but depends on the machine or its settings.
+    // Names that a system may know, but whose meaning depends on the machine or its settings.
     {"wchart", ""},
     {"char", ""},
     {"internal", ""},
@@ -182,7 +192,7 @@ bool AreDigits(std::string_view text) noexcept {
     return !text.empty() && std::all_of(text.begin(), text.end(), IsDigitAscii);
 }
 
-/// The name that systems have for a charset. Empty when it must be unknown.
+/// The name that systems have for a charset. Empty when the charset counts as unknown.
 Name MakeSystemName(std::string_view name, std::string_view key) noexcept {
     for (const Alias& alias : kAliases) {
         if (alias.key == key) return Name(alias.name);
@@ -216,7 +226,7 @@ public:
         ++replaced_;
         text_.Append(kReplacementCharacter);
     }
-    /// Appends a code point; a number that is none is malformed.
+    /// Appends a code point; a number that is not one is malformed.
     void AppendCodePoint(uint32_t c) noexcept {
         char bytes[4];
         const unsigned length = EncodeUtf8(c, bytes);
@@ -249,7 +259,7 @@ size_t MeasureWellFormed(std::string_view bytes) noexcept {
     size_t length = 0;
     for (;;) {
         length += MeasureAscii(bytes.substr(length));
-        // Letters above ASCII come in words, so the next one is tried before ASCII is again.
+        // Letters above ASCII come in words, so another one is likelier than ASCII.
         unsigned character = 0;
         while (length < bytes.size() && !IsAscii(bytes[length]) &&
                (character = MeasureUtf8(bytes.substr(length))) != 0) {
@@ -308,7 +318,7 @@ public:
     UnitReader(std::string_view bytes, size_t unitSize, bool isLittle) noexcept
         : bytes_(bytes), unitSize_(unitSize), isLittle_(isLittle) {}
 
-    /// A byte-order mark at the start decides the order, and is no text.
+    /// Skips a byte-order mark at the start, which decides the order of the bytes.
     void TakeMark() noexcept {
         const uint32_t swapped = unitSize_ == 2 ? 0xFFFE : 0xFFFE0000;
         if (!HasUnit()) return;
@@ -326,10 +336,10 @@ public:
         }
         return unit;
     }
-    /// Passes over a unit, or what there is of it.
+    /// Skips a unit, or what there is of it.
     void Skip() noexcept { bytes_.remove_prefix(std::min(unitSize_, bytes_.size())); }
 
-    /// The next character; a surrogate that has no partner comes alone.
+    /// The next character; a surrogate without its partner is returned alone.
     uint32_t Take() noexcept {
         const uint32_t high = Peek();
         Skip();
@@ -363,7 +373,7 @@ CharsetResult ConvertBySystem(std::string_view bytes, const char* charset) noexc
     return {text.Finish(), known, replaced};
 }
 
-/// Some senders put quotes around the name where none belong.
+/// Some senders put quotes around the name.
 std::string_view TrimQuotes(std::string_view name) noexcept {
     constexpr std::string_view kQuotes = "\"'";
     while (!name.empty() && kQuotes.find(name.front()) != std::string_view::npos) {

@@ -10,6 +10,10 @@
 #include "kivgui/quoted_string.h"
 #include "kivgui/text_builder.h"
 
+// Conversions between numbers, bytes and text, without the C locale that the host process has set.
+// Base64 is in base64.cpp. A number is digits only: what follows them is left to the caller, who
+// learns where they end.
+
 namespace KivGuiBase {
 
 AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineLength,
@@ -33,7 +37,7 @@ AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineLength,
 
 namespace {
 
-/// @return the character behind the digits, null when they make no number.
+/// @return the character after the digits, null when they are not a number.
 const char* ReadDigits(const char* digits, uint64_t& value, unsigned limit) noexcept {
     const char* stop = digits;
     while (IsDigitAscii(*stop)) ++stop;

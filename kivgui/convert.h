@@ -16,12 +16,12 @@ namespace KivGuiBase {
 KIV_EXPORT AnsiStr Binary2B64Str(const void* data, unsigned size, unsigned lineLength,
                                  const char* separator) noexcept;
 
-/// Decodes base64. Characters of `separator` are passed over wherever they stand.
+/// Decodes base64. Characters of `separator` are skipped wherever they occur.
 ///
 /// @param size  in: the buffer's capacity in bytes; out: the decoded count, never above it.
 /// @return false, with `size` unspecified, for a character outside the alphabet, anything after
-///         the padding, a length that is no whole number of groups, or a buffer that is too
-///         small. Departs from RFC 2045 in refusing foreign characters instead of skipping them.
+///         the padding, a length that is not a whole number of groups, or a buffer that is too
+///         small. Departs from RFC 2045 by refusing foreign characters instead of skipping them.
 KIV_EXPORT bool B64Str2Binary(const AnsiStr& text, void* buffer, unsigned& size,
                               const char* separator) noexcept;
 
@@ -33,10 +33,11 @@ KIV_EXPORT AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineL
 /// Read the decimal number at the start of `text`; what follows its digits is ignored. The
 /// signed form accepts one "+" or "-" first.
 ///
-/// @param end    receives the first character behind the number; may be null.
-/// @param limit  more digits than this make it no number.
+/// @param end    receives the first character after the number; may be null.
+/// @param flag   without effect.
+/// @param limit  a text with more digits than this is not a number.
 /// @return 0 when a number was stored in `value`; otherwise 1, and `value` is unchanged: no
-///         digit, too many digits, or a number that does not fit. `flag` selects nothing.
+///         digit, too many digits, or a number that does not fit.
 KIV_EXPORT int Str2Hyper(const char* text, const char** end, int64_t* value, bool flag,
                          unsigned limit) noexcept;
 KIV_EXPORT int Str2UHyper(const char* text, const char** end, uint64_t* value, bool flag,
@@ -46,19 +47,19 @@ KIV_EXPORT int Str2UHyper(const char* text, const char** end, uint64_t* value, b
 /// @return `buffer`.
 KIV_EXPORT char* UInt2Str(char* buffer, unsigned value) noexcept;
 
-/// printf into a string; empty when the format is at fault or memory runs out.
+/// printf into a string; empty when the format is wrong or memory runs out.
 KIV_EXPORT AnsiStr FmtArgs(const char* format, ...) noexcept
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))
 #endif
     ;
 
-/// The text without white space (the C locale's) at its ends; the same handle when it has none.
+/// The text without white space (of the C locale) at its ends; the same handle when it has none.
 KIV_EXPORT AnsiStr CleanStr(const AnsiStr& text) noexcept;
 
-/// Undoes the quoting of a text that is one whole quoted-string (RFC 2045, 5.1): takes off the
-/// double quotes around it and the backslashes of its escapes. Any other text comes back as it
-/// is: one with something before or behind the quotes, a lone quote, an unterminated string.
+/// Undoes the quoting of a text that is one whole quoted-string (RFC 2045, 5.1): removes the double
+/// quotes around it and the backslashes of its escapes. Any other text is returned unchanged: one
+/// with something before or after the quotes, a lone quote, an unterminated string.
 KIV_EXPORT AnsiStr ExtendedUnQuote(const AnsiSubStr& text) noexcept;
 inline AnsiStr ExtendedUnQuote(const AnsiStr& text) noexcept {
     return ExtendedUnQuote(AnsiSubStr(text.GetStr(), text.GetLength()));

@@ -6,6 +6,12 @@
 
 #include "kivgui/platform/platform.h"
 
+// Reads go to the system directly; their callers ask for large pieces. Writes are collected in one
+// buffer, made at the first small write and kept for the next file. Invariant: the bytes of the
+// file are those sent to the system followed by `buffered_` bytes of the buffer, until the first
+// failed write; its error is kept and reported by every later Write and by Close, so that nobody
+// takes a file with a gap for a whole one.
+
 namespace KivGuiBase {
 
 namespace {
@@ -91,7 +97,7 @@ bool DiskFile::Write(const void* data, unsigned size) noexcept {
 bool DiskFile::Close() noexcept {
     if (handle_ == Platform::kInvalidFile) return true;
     const bool flushed = Flush();
-    // The reason that counts is the first one.
+    // The first error is the one to report.
     const uint32_t flushError = GetLastError();
     const bool closed = Platform::CloseFile(std::exchange(handle_, Platform::kInvalidFile));
     writeError_ = kErrorInvalidHandle;

@@ -12,12 +12,12 @@ class KIV_EXPORT DiskFile {
 public:
     enum class Mode : unsigned {
         read = 1,
-        create = 2,     ///< made when absent, emptied when present; follows links
-        createNew = 3,  ///< made for its owner alone; fails when the name is taken
+        create = 2,     ///< created when absent, emptied when present; follows links
+        createNew = 3,  ///< created, accessible to its owner only; fails when the name exists
     };
 
-    /// Small writes collect in a buffer of this size; a write that is larger goes to the system
-    /// as it is.
+    /// Small writes are collected in a buffer of this size; a larger one is passed to the system
+    /// directly.
     static constexpr unsigned kBufferSize = 0x20000;
 
     DiskFile() noexcept = default;
@@ -25,18 +25,18 @@ public:
     DiskFile& operator=(const DiskFile&) = delete;
     ~DiskFile();
 
-    /// Opens a file, after closing the one that was open.
+    /// Closes the file that was open and opens another.
     bool Open(const File& file, Mode mode) noexcept;
-    /// Size in bytes of the open file; -1, with the last error set, when it is no plain file.
+    /// Size in bytes of the open file; -1, with the last error set, when it is not a plain file.
     int64_t GetSize() const noexcept;
-    /// Reads up to `size` bytes; fewer, in the end 0, only at the end of the file.
+    /// Reads `size` bytes; fewer, and finally 0, only at the end of the file.
     bool Read(void* buffer, unsigned size, unsigned& got) noexcept;
-    /// Takes all `size` bytes. An error may come to light only at a later Write or at Close;
-    /// from then on every Write fails, and Close too, because the file has a gap.
+    /// Writes all `size` bytes. An error may be reported only by a later Write or by Close. From
+    /// then on every Write fails, and Close too, because bytes are missing in the file.
     bool Write(const void* data, unsigned size) noexcept;
 
-    /// Room for `size` bytes at the end of what was written, to be filled by the caller, who
-    /// then says with Commit how many it put there. The room ends with the next call.
+    /// Room for `size` bytes after what was written, for the caller to fill; Commit says how many
+    /// were filled. The room is valid until the next call.
     /// @return null when `size` is above kBufferSize, memory runs out, or writing fails.
     char* GetWriteRoom(unsigned size) noexcept;
     void Commit(unsigned size) noexcept { buffered_ += size; }
@@ -46,12 +46,12 @@ public:
     bool Close() noexcept;
 
 private:
-    friend class MemoryFile;  // maps what is open here, and moves what it has open here
+    friend class MemoryFile;  // maps this file's handle, or moves its own handle into this file
     bool Send(const void* data, unsigned size) noexcept;
     bool Flush() noexcept;
 
     Platform::FileHandle handle_ = Platform::kInvalidFile;
-    uint32_t writeError_ = kErrorInvalidHandle;  ///< why nothing more is taken; 0 when it is
+    uint32_t writeError_ = kErrorInvalidHandle;  ///< why writes fail from now on; 0 if they do not
     char* buffer_ = nullptr;
     unsigned buffered_ = 0;
 };

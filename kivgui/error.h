@@ -9,7 +9,7 @@ namespace KivGuiBase {
 class AnsiStr;
 
 /// Last-error codes. They are the numbers that Windows uses, on every platform, so that a host
-/// can compare them; a POSIX errno is mapped to the nearest one.
+/// can compare them; a POSIX errno becomes the nearest one.
 enum ErrorCode : uint32_t {
     kErrorNone = 0,
     kErrorInvalidFunction = 1,
@@ -37,7 +37,8 @@ enum ErrorCode : uint32_t {
     kErrorCantResolveName = 1921,
     kErrorStringOverflow = 0x8002000A,  ///< a text would pass 0xFFFFFFFF characters
     kErrorOutOfMemory = 0x8007000E,
-    // Of the keys and certificates that sign messages; docs/signing.md says when and what to do.
+    // For the keys and certificates that sign messages; docs/signing.md says when they occur and
+    // what to do.
     kErrorBadKey = 0x80090003,              ///< NTE_BAD_KEY: no certificate belongs to the key
     kErrorBadAlgorithm = 0x80090008,        ///< NTE_BAD_ALGID: a kind of key that cannot sign
     kErrorNoKey = 0x8009000D,               ///< NTE_NO_KEY
@@ -55,20 +56,20 @@ KIV_EXPORT void SetLastError(uint32_t code) noexcept;
 
 /// A sentence for a last-error code, without a line end: the system's own text on Windows, the
 /// text of our table elsewhere. A code without a text gives "Error 0x...". The two language
-/// numbers (0 and 1: neutral, default sub-language) select nothing here.
+/// numbers (0 and 1: neutral, default sub-language) have no effect.
 KIV_EXPORT AnsiStr GetErrorMessage(unsigned long code, unsigned short language,
                                    unsigned short subLanguage);
 
 /// The longest text of an error-message slot, in bytes.
 inline constexpr unsigned kMaxErrorMessage = 2048;
 
-/// Stores a text in the calling thread's error-message slot; the second reads the slot. A text
-/// longer than the slot is cut before the first UTF-8 character that does not fit.
+/// The first stores a text in the calling thread's error-message slot, the second reads it. A text
+/// that is longer than the slot is cut before the first UTF-8 character that does not fit.
 KIV_EXPORT void SetErrorMessage(const AnsiStr& text);
 KIV_EXPORT AnsiStr GetStoredErrorMessage();
 
 /// Prints the formatted message to standard error and ends the process. For broken invariants
-/// only: nothing that a caller or a message can cause leads here.
+/// only, which no caller and no message can cause.
 [[noreturn]] KIV_EXPORT void DebugAbort(const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))

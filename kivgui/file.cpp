@@ -9,11 +9,16 @@
 #include "kivgui/random.h"
 #include "kivgui/utf8.h"
 
+// A file name comes from a message, which is not to be trusted: it must neither leave its folder,
+// nor name a device, nor hide. MakeSafeParts replaces what is dangerous and cuts stem and extension
+// apart, so that the extension survives when a long name is shortened. A temporary name also gets
+// 64 random bits, so that nobody can put a file or a link there first.
+
 namespace KivGuiBase {
 
 namespace {
 
-constexpr unsigned kMaxFileName = 255;  // bytes, on the file systems we know
+constexpr unsigned kMaxFileName = 255;  // bytes, on the usual file systems
 
 constexpr bool IsFileNameByte(char c) noexcept {
     const auto byte = static_cast<unsigned char>(c);
@@ -37,7 +42,7 @@ void AppendSafe(AnsiStr& out, std::string_view text, unsigned limit) noexcept {
     }
 }
 
-/// Is the name, up to its first dot, one that Windows keeps for a device?
+/// Returns true if Windows reserves the name, up to its first dot, for a device.
 bool IsDeviceName(std::string_view name) noexcept {
     name = name.substr(0, name.find('.'));
     while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
@@ -81,7 +86,7 @@ SafeName MakeSafeParts(std::string_view text, unsigned maxLength) noexcept {
         AppendSafe(name.stem, text.substr(0, dot), room - 1);
     }
 
-    // The ends of a name: what Windows drops silently, and what hides a file elsewhere.
+    // Windows drops dots and spaces at the end of a name, and a dot at its start hides a file.
     unsigned leading = 0;
     while (IsDotOrSpace(name.stem.GetStr()[leading])) ++leading;
     AnsiStr& last = name.extension.IsEmpty() ? name.stem : name.extension;

@@ -15,10 +15,10 @@ inline constexpr FileHandle kInvalidFile = -1;
 
 }  // namespace Platform
 
-/// What a File made from a name is for.
+/// What kind of file a path is made for.
 enum class FileType : unsigned { temporary = 0 };
 
-/// The path of a file. A value: copying it copies a string handle, and it holds nothing open.
+/// The path of a file. A value: copying it copies a string handle, and it keeps nothing open.
 /// An empty path names no file. Paths are UTF-8 on Windows and plain bytes elsewhere.
 class KIV_EXPORT File {
 public:
@@ -28,38 +28,38 @@ public:
     /// A path for a new temporary file; nothing is created yet.
     ///
     /// The path is the system's temporary folder and one file name: `name`, made safe by
-    /// MakeSafeFileName, with "-" and 16 hexadecimal digits that nobody can predict before its
-    /// extension. Every call gives another path. Empty when memory runs out.
-    /// `flag` selects nothing.
+    /// MakeSafeFileName, with "-" and 16 unpredictable hexadecimal digits before its extension.
+    /// Every call gives a different path. Empty when memory runs out. `flag` has no effect.
     File(FileType type, const AnsiStr& name, bool flag) noexcept;
-    /// The same with the extension given apart, without its dot.
+    /// The same with a separate extension, without its dot.
     File(FileType type, const AnsiStr& name, const AnsiStr& extension, bool flag) noexcept;
 
     const AnsiStr& GetPath() const noexcept { return path_; }
     bool IsEmpty() const noexcept { return path_.IsEmpty(); }
 
-    /// Size in bytes; -1, with the last error set, when it cannot be told.
+    /// Size in bytes; -1, with the last error set, when it cannot be determined.
     int64_t GetSize() const noexcept;
 
-    /// Copies the content to a file that is created for its owner alone. With `replace` a file
-    /// (or link) that has the name already is removed first; without, it fails the copy. A
-    /// path copied onto itself changes nothing. On failure the last error says why and a part of the copy may stay.
+    /// Copies the content to a file that is created here and that only its owner can access. With
+    /// `replace` a file (or link) of that name is removed first; without, it makes the copy fail.
+    /// Copying a path onto itself changes nothing. On failure the last error says why, and a part
+    /// of the copy may be left.
     bool Copy(const File& target, bool replace) const noexcept;
 
-    /// Deletes the file. `flag` selects nothing.
+    /// Deletes the file. `flag` has no effect.
     bool Remove(bool flag) const noexcept;
 
 private:
     AnsiStr path_;
 };
 
-/// Turns any text into one that can be a file name on every system we know.
+/// Turns any text into one that can be a file name on POSIX systems and on Windows.
 ///
 /// Replaced by "_" are path separators, drive colons, control bytes, the characters <>"|?*,
 /// leading and trailing dots and spaces, and bytes that are not valid UTF-8. A name that Windows
-/// keeps for a device ("CON", "nul.txt") gets a "_" in front. The result is cut, between UTF-8
-/// characters, to `maxLength` bytes; an extension of up to 64 bytes survives the cut. An empty
-/// text gives "_".
+/// reserves for a device ("CON", "nul.txt") gets a "_" in front. The result is cut, between UTF-8
+/// characters, to `maxLength` bytes; an extension of up to 64 bytes is kept. An empty text gives
+/// "_".
 KIV_EXPORT AnsiStr MakeSafeFileName(const AnsiStr& text, unsigned maxLength = 255) noexcept;
 
 }  // namespace KivGuiBase

@@ -9,7 +9,7 @@ namespace KivGuiBase {
 
 inline constexpr uint8_t kNoHexDigit = 0xFF;
 
-/// What each byte is worth as a hexadecimal digit of either case; kNoHexDigit for the others.
+/// The value of each byte as a hexadecimal digit of either case; kNoHexDigit for other bytes.
 inline constexpr std::array<uint8_t, 256> kHexValues = [] {
     std::array<uint8_t, 256> values{};
     values.fill(kNoHexDigit);
@@ -27,7 +27,8 @@ constexpr unsigned GetHexValue(char c) noexcept {
 
 inline constexpr unsigned kHexEscapeLength = 3;
 
-/// Reads the two digits at `digits`. @return the byte, or a value above 0xFF when one is no digit.
+/// Reads the two digits at `digits`. @return the byte, or a value above 0xFF when one of them is
+/// not a digit.
 constexpr unsigned ReadHexPair(const char* digits) noexcept {
     const unsigned high = GetHexValue(digits[0]);
     const unsigned low = GetHexValue(digits[1]);

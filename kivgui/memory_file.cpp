@@ -7,6 +7,11 @@
 
 #include "kivgui/platform/platform.h"
 
+// One object has one of three states: closed; reading, with the content in a buffer or a mapping
+// and no handle; writing, with a handle and a buffer that grows by half. Files below 4 MiB are
+// read, not mapped, because a mapping costs more than the copy and ends the process when somebody
+// truncates the file.
+
 namespace KivGuiBase {
 
 bool MemoryFile::Open(const File& file, Mode mode) noexcept {
@@ -37,7 +42,7 @@ bool MemoryFile::Create(const File& file, Mode mode) noexcept {
 bool MemoryFile::Map(const DiskFile& source, uint64_t size) noexcept {
     const char* start = Platform::MapFile(source.handle_, size);
     if (start == nullptr) return false;
-    start_ = const_cast<char*>(start);  // only a writable view is written to
+    start_ = const_cast<char*>(start);  // a view for reading is not written to
     length_ = size;
     mapped_ = true;
     return true;
@@ -69,7 +74,7 @@ bool MemoryFile::Extend(uint64_t added, uint64_t used) noexcept {
     }
     const uint64_t needed = used + added;
     if (needed <= length_) return true;
-    constexpr uint64_t kFirstLength = 1000;  // a size that allocators hand out fastest
+    constexpr uint64_t kFirstLength = 1000;  // small enough for the allocator's fast path
     const uint64_t grown = std::max({needed, length_ + length_ / 2, kFirstLength});
     void* block = std::realloc(start_, static_cast<size_t>(grown));
     if (block == nullptr) {
@@ -102,7 +107,7 @@ bool MemoryFile::Close() noexcept {
     bool written = true;
     if (handle_ != Platform::kInvalidFile) {
         written = WriteOut();
-        // The reason that counts is the first one.
+        // The first error is the one to report.
         const uint32_t writeError = GetLastError();
         const bool closed = Platform::CloseFile(handle_);
         if (!written) SetLastError(writeError);

@@ -10,21 +10,21 @@ namespace KivGuiBase {
 
 /// A whole file in memory, to read or to write.
 ///
-/// For reading, a file below 4 MiB is read into a buffer: nothing that happens to the file
-/// later can hurt, and one that shrinks meanwhile gives a shorter text. A larger file is mapped;
-/// while the view is open nobody may cut it short, or reading behind its new end raises the
-/// system's signal (SIGBUS).
-/// For writing, the content collects in a buffer and reaches the file with one write when the
-/// view is closed. One thread at a time.
+/// For reading, a file below 4 MiB is read into a buffer: what happens to the file later has no
+/// effect, and a file that shrinks meanwhile gives a shorter text. A larger file is mapped; while
+/// the view is open nobody may truncate it, or reading past its new end raises the system's signal
+/// (SIGBUS).
+/// For writing, the content is collected in a buffer and written with one call when the view is
+/// closed. One thread at a time.
 class KIV_EXPORT MemoryFile {
 public:
     enum class Mode : unsigned {
         read = 0,
-        create = 1,     ///< made when absent, emptied when present
-        createNew = 2,  ///< made for its owner alone; fails when the name is taken
+        create = 1,     ///< created when absent, emptied when present
+        createNew = 2,  ///< created, accessible to its owner only; fails when the name exists
     };
 
-    /// Files from this size on are mapped.
+    /// Files of at least this size are mapped.
     static constexpr uint64_t kMapSize = 0x400000;
 
     MemoryFile() noexcept = default;
@@ -32,34 +32,36 @@ public:
     MemoryFile& operator=(const MemoryFile&) = delete;
     ~MemoryFile() { Close(); }
 
-    /// Opens a view, after closing the one that was open. A file of 0 bytes opens like any
-    /// other. @return false, with the last error set, when the file cannot be opened, read or
-    /// created, or is not a plain file.
+    /// Closes the view that was open and opens another. A file of 0 bytes is opened like any other.
+    /// @return false, with the last error set, when the file cannot be opened, read or created, or
+    ///         is not a plain file.
     bool Open(const File& file, Mode mode) noexcept;
     /// Opens a view for reading of a file that is open already and has not been read from. The
-    /// view does not need it afterwards.
+    /// view does not need `source` afterwards.
     bool Open(DiskFile& source) noexcept;
 
-    /// Makes room in a writable view for `added` bytes behind `used` ones.
+    /// Makes room in a writable view for `added` bytes after `used` ones.
     /// @return false when memory runs out or the sum passes 64 bits; the view is unchanged.
     bool Extend(uint64_t added, uint64_t used) noexcept;
 
-    /// Writes a writable view out and lets `target` go on with the file, at its end; the view is
-    /// then closed. @return false, with the last error set, when the content could not be written;
-    /// `target` has the file then too, and takes nothing more.
+    /// Writes the content of a writable view and moves the open file to `target`, which continues
+    /// at its end; the view is then closed.
+    /// @return false, with the last error set, when the content could not be written; `target` has
+    ///         the file then too, but its writes fail.
     bool MoveTo(DiskFile& target) noexcept;
 
-    /// Closes the view; a writable one is written out up to the write cursor. A second call is
-    /// harmless. @return false, with the last error set, when the content could not be written.
+    /// Closes the view; the content of a writable one is written up to the write cursor. A second
+    /// call is harmless. @return false, with the last error set, when the content could not be
+    /// written.
     bool Close() noexcept;
 
     /// The content; null while nothing is open or there is no byte.
     const char* GetData() const noexcept { return start_; }
-    /// Bytes of content: up to the write cursor of a writable view, else the whole file.
+    /// Bytes of content: up to the write cursor of a writable view, otherwise the whole file.
     uint64_t GetSize() const noexcept { return writable_ ? GetUsed() : length_; }
 
-    /// Of a writable view: the bytes written so far, those that fit without Extend, the place
-    /// for the next one, and the move of the write cursor behind bytes that were put there.
+    /// For a writable view: the bytes written so far, those that fit without Extend, the place of
+    /// the next one, and the move of the write cursor past bytes that were put there.
     uint64_t GetUsed() const noexcept { return used_; }
     uint64_t GetMappedLength() const noexcept { return length_; }
     char* GetCursor() noexcept { return start_ + used_; }

@@ -52,7 +52,7 @@ void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
     }
     unsigned char* const next = pool.bytes + (Pool::kSize - pool.left);
     std::memcpy(buffer, next, size);
-    // What was handed out must not be found in memory later.
+    // Bytes that were given out must not be found in memory later.
     std::memset(next, 0, size);
     pool.left -= size;
 }

@@ -20,9 +20,9 @@ constexpr uint64_t SplitMix64(uint64_t& state) noexcept {
 /// seeded from the operating system. Not for secrets.
 KIV_EXPORT uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcept;
 
-/// Fills a buffer with bytes that nobody can predict, from the operating system. A thread draws
-/// them in blocks, so that a name or a boundary does not cost a system call; a process made by
-/// fork starts with a fresh block. Ends the process when the system has no source of randomness.
+/// Fills a buffer with unpredictable bytes from the operating system. A thread fetches them in
+/// blocks, so that a name or a boundary does not cost a system call; a process made by fork starts
+/// with a new block. Ends the process when the system has no source of randomness.
 KIV_EXPORT void GetUnpredictableBytes(void* buffer, size_t size) noexcept;
 
 /// Replaces the source of GetUnpredictableBytes, for the whole process, by one that fills `size`

@@ -7,9 +7,9 @@
 
 namespace KivGuiBase {
 
-/// The count at the start of every shared body. It starts at 1, for the handle that made the
-/// body; it is changed atomically only, so handles to one body may live on different threads.
-/// A body with a count of 2 or more is never written to.
+/// The count at the start of every shared body. It starts at 1, for the handle that made the body,
+/// and is changed only atomically, so handles to one body may be used on different threads. A body
+/// with a count of 2 or more is never written to.
 class Reference {
 public:
     void Link() noexcept {
@@ -20,7 +20,7 @@ public:
         }
     }
 
-    /// @return true when the last reference went and the caller must free the body.
+    /// @return true when this was the last reference and the caller must free the body.
     [[nodiscard]] bool Unlink() noexcept {
         const int32_t count = count_.fetch_sub(1) - 1;
         if (count < 0) {

@@ -9,6 +9,11 @@
 #include "kivgui/particle.h"
 #include "kivgui/reference.h"
 
+// Invariants: a body with a count of references of 2 or more is not written to; the first `count`
+// of `capacity` places hold items, the others are raw memory. A change therefore goes through
+// MakeWritable, which leaves the handle alone with a body that has room. Capacity grows by half, so
+// adding one item costs amortised constant time; the exact steps are interface (GetArrayCapacity).
+
 namespace KivGuiBase {
 
 /// The capacity of an array that grows to `count` items by adding `added` of them.
@@ -22,7 +27,7 @@ constexpr unsigned GetArrayCapacity(unsigned count, unsigned added) noexcept {
     return count < kLargeCount ? plus(count / 2) : plus(kLargeCount / 2);
 }
 
-/// An array of items behind a handle of one pointer to a shared, reference-counted body.
+/// An array of items: a handle of one pointer to a shared, reference-counted body.
 ///
 /// Copying the handle links the body; a shared body is copied before it is changed. Items are
 /// copied with their copy constructors, so items that are handles share what they hold. One
@@ -52,14 +57,14 @@ public:
 
     /// Appends an item.
     /// @return false, after a report, when the count would pass 32 bits or memory runs out; the
-    ///         array is then as it was.
+    ///         array is then unchanged.
     bool Add(const Item& item) noexcept {
         const unsigned count = GetCount();
         if (count == 0xFFFFFFFF) {
             ReportArrayOverflow(count, 1);
             return false;
         }
-        Item copy(item);  // the item may live in the body that is about to go
+        Item copy(item);  // the item may be in the body that is about to be released
         if (!MakeWritable(count + 1, 1)) return false;
         new (imp_->GetItems() + count) Item(std::move(copy));
         imp_->count = count + 1;
@@ -74,7 +79,7 @@ public:
         return true;
     }
 
-    /// Takes the last item off, if there is one.
+    /// Removes the last item, if there is one.
     /// @return false, after a report, when a shared body could not be copied.
     bool RemoveLast() noexcept {
         if (IsEmpty()) return true;
@@ -83,7 +88,7 @@ public:
         return true;
     }
 
-    /// Lets go of the body; handles that share it keep it.
+    /// Releases the body; handles that share it keep it.
     void Clear() noexcept { *this = SharedArray(); }
 
 private:

@@ -12,6 +12,15 @@
 #include "kivgui/particle.h"
 #include "kivgui/random.h"
 
+// Entries are nodes of random height. A node of height h is linked on the levels 0 to h, and on
+// every level the nodes are in strictly ascending key order. A search starts at the highest level
+// and goes down one level whenever the next key is not below the wanted one; the node at which it
+// stopped is not compared again below. With a probability of 1/e for each next level, searches and
+// insertions take expected logarithmic time, and a node has 0.58 links above level 0 on average.
+//
+// The head is a node without a key, of the greatest height, made by the first insertion. An
+// insertion allocates first and links afterwards, so a failed one changes no entry.
+
 namespace KivGuiBase {
 
 /// Key order of names: ASCII letters compare without regard to case.
@@ -29,17 +38,20 @@ struct ByteOrder {
 };
 
 /// An ordered map from strings to values: a skip list that is searched, extended, walked in
-/// ascending key order and destroyed whole. Single entries are never removed, so a node pointer
-/// is valid as long as the map is.
+/// ascending key order and cleared as a whole. Single entries are never removed, so a pointer to a
+/// node is valid until the map is cleared or destroyed.
 ///
-/// Searches and insertions take expected logarithmic time. Nothing throws. Not synchronised:
-/// one thread at a time, or any number that only read.
+/// Searches and insertions take expected logarithmic time. Nothing throws. Not synchronised: one
+/// thread at a time, or any number of threads that only read.
 template <class Value, class Order>
 class SkipListMap {
 public:
     static constexpr unsigned kMaxHeight = 32;
 
-    class Node {
+    class Node;
+
+    /// What a node has besides its value.
+    class Link {
     public:
         AnsiStr key;
 
@@ -53,9 +65,13 @@ public:
         }
 
         Node* next_ = nullptr;
-        Node** tower_ = nullptr;  ///< successors on the levels 1 to height, behind the node
+        Node** tower_ =
+            nullptr;  ///< successors on the levels 1 to height, after the node in memory
         unsigned height_ = 0;
+    };
 
+    /// An entry: its key and its value.
+    class Node : public Link {
     public:
         Value value{};
     };
@@ -93,9 +109,9 @@ public:
     SkipListMap& operator=(const SkipListMap&) = delete;
     ~SkipListMap() { Clear(); }
 
-    /// The entry of `key`, made with a default value when there is none. The stored key of an
-    /// entry that is there already takes the spelling of `key`.
-    /// @return null only when memory runs out; the map is then as it was.
+    /// The entry of `key`, inserted with a default value when there is none. The stored key of an
+    /// existing entry takes on the spelling of `key`.
+    /// @return null only when memory runs out; the map is then unchanged.
     Node* FindOrInsert(const AnsiStr& key) noexcept {
         Node* update[kMaxHeight + 1];
         if (Node* found = Search(key, update)) {
@@ -115,7 +131,7 @@ public:
         return Search(key, update);
     }
 
-    /// The first entry whose key does not sort before `key`, to walk on from; end() when there is
+    /// The first entry whose key does not sort before `key`, to walk from; end() when there is
     /// none.
     auto FindFrom(const AnsiStr& key) const noexcept {
         Node* update[kMaxHeight + 1];
@@ -148,7 +164,7 @@ private:
         return node != nullptr ? node->next_ : nullptr;
     }
 
-    /// The entry of `key`. When there is none, `update` holds for each level up to the top one
+    /// The entry of `key`. When there is none, `update` receives, for each level up to the top one,
     /// the last node that sorts before the key.
     Node* Search(const AnsiStr& key, Node** update) const noexcept {
         if (head_ == nullptr) return nullptr;

@@ -9,7 +9,7 @@ namespace KivGuiBase {
 enum class ReadStreamMode : unsigned { read = 1 };
 enum class WriteStreamMode : unsigned { create = 2 };
 
-/// What both streams share: a file that is closed with the stream. One thread at a time.
+/// What both streams have: a file that is closed with the stream. One thread at a time.
 class KIV_EXPORT Stream {
 public:
     Stream(const Stream&) = delete;
@@ -40,9 +40,9 @@ public:
     WriteStream(const File& file, WriteStreamMode mode) noexcept;
 
     /// Writes a NUL-terminated text. @return false, with the last error set, when the file could
-    /// not be opened or written; an error may come to light only at Close.
+    /// not be opened or written; an error may be reported only by Close.
     bool Write(const char* text) noexcept;
-    /// Ends the file; the destructor does it too, without a result.
+    /// Closes the file; the destructor does so too, without a result.
     bool Close() noexcept { return file_.Close(); }
 };
 

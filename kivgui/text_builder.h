@@ -32,7 +32,7 @@ public:
     /// Returns false once a piece is missing or the text was given up.
     bool IsComplete() const noexcept { return isComplete_; }
 
-    /// Hands the text out; the builder is then empty.
+    /// Returns the text; the builder is then empty.
     AnsiStr Finish() noexcept {
         AnsiStr text = std::move(text_);
         if (!isComplete_) return {};

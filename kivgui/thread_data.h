@@ -10,8 +10,9 @@ namespace KivGuiBase {
 
 /// What the base layer keeps for each thread, all zero at first.
 ///
-/// Nothing here needs a destructor. One that waits for its thread to end would keep the module in
-/// the process after the host has unloaded it, or be called when the module is gone.
+/// Invariant: nothing here needs a destructor. A destructor that runs when its thread ends would
+/// either keep the module in the process after the host has unloaded it, or be called after the
+/// module is gone.
 struct ThreadData {
     struct Message {
         char text[kMaxErrorMessage];
@@ -20,11 +21,11 @@ struct ThreadData {
     struct RandomPool {
         static constexpr size_t kSize = 512;
         unsigned char bytes[kSize];
-        size_t left;  ///< bytes not handed out yet, at the end
+        size_t left;  ///< bytes not given out yet, at the end
         uint64_t processGeneration;
     };
 
-    uint32_t id;  ///< GetCurrentThreadId; 0 when it was not asked for yet
+    uint32_t id;  ///< of GetCurrentThreadId; 0 until its first call
     uint32_t lastError;
     Message message;
     RandomPool randomPool;

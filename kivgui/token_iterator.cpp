@@ -1,5 +1,7 @@
 #include "kivgui/token_iterator.h"
 
+#include <algorithm>
+
 #include "kivgui/ascii.h"
 #include "kivgui/quoted_string.h"
 
@@ -28,8 +30,8 @@ bool TokenIterator::ToNext() noexcept {
     while (position_ < text.size()) {
         const std::string_view rest = text.substr(position_);
         const std::string_view found = rest.substr(0, MeasureToken(rest, separators_));
-        const size_t behind = position_ + found.size() + 1;  // past the separator
-        position_ = static_cast<unsigned>(behind < text.size() ? behind : text.size());
+        const size_t next = position_ + found.size() + 1;  // past the separator
+        position_ = static_cast<unsigned>(std::min(next, text.size()));
         if (!TrimSpace(found).empty()) {
             token = found;
             return true;

@@ -7,14 +7,15 @@ namespace KivGuiBase {
 
 /// Walks the tokens of a text between separator characters.
 ///
-/// A separator inside a double-quoted string belongs to the token, backslash escapes respected;
-/// a string that is not closed reaches to the end of the text. Tokens that are empty or hold
-/// white space only are passed over. The whole walk is linear.
+/// A separator inside a double-quoted string belongs to the token; backslash escapes are respected,
+/// and a string that is not closed reaches to the end of the text. Tokens that are empty or only
+/// white space are skipped. The whole walk is linear.
 ///
 ///   TokenIterator it("a=1; b=\"x;y\" ;; c", ";");
 ///   while (it.ToNext()) Use(it.token);   // "a=1", " b=\"x;y\" ", " c"
 class KIV_EXPORT TokenIterator {
 public:
+    /// The flag has no effect.
     TokenIterator(const AnsiStr& text, const char* separators, bool /*flag*/ = false) noexcept
         : text_(text), separators_(separators) {}
 

@@ -4,9 +4,14 @@
 #include <cstdint>
 #include <string_view>
 
+// UTF-8 (RFC 3629), one character at a time, in functions that the compiler can evaluate.
+// Well-formed is what RFC 3629, 4 says: no overlong forms, no surrogates, nothing above U+10FFFF.
+// Each function looks at no more than the bytes of one character, and never past the end of its
+// text.
+
 namespace KivGuiBase {
 
-/// U+FFFD, which stands for what cannot be decoded.
+/// U+FFFD, which replaces what cannot be decoded.
 inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 /// U+FEFF, which some programs put in front of UTF-8 text.
@@ -18,13 +23,13 @@ constexpr std::string_view SkipByteOrderMark(std::string_view text) noexcept {
     return text;
 }
 
-/// Is the byte a continuation byte of a UTF-8 character?
+/// Returns true if the byte is a continuation byte of a UTF-8 character.
 constexpr bool IsUtf8Tail(char c) noexcept {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
 /// Length of the group at the start of a text that is not empty: a byte and the continuation
-/// bytes after it, which encoders keep together. Looks at no more than `limit` bytes and one.
+/// bytes after it, which encoders keep together. Looks at no more than `limit` + 1 bytes.
 constexpr size_t MeasureUtf8Group(std::string_view text, size_t limit) noexcept {
     const size_t end = std::min(text.size(), limit + 1);
     size_t length = 1;
@@ -33,7 +38,7 @@ constexpr size_t MeasureUtf8Group(std::string_view text, size_t limit) noexcept 
 }
 
 /// Writes a code point as UTF-8 (RFC 3629, 3). @return its length, at most 4; 0 for a surrogate
-/// and for what lies above U+10FFFF.
+/// and for a number above U+10FFFF.
 constexpr unsigned EncodeUtf8(uint32_t c, char* out) noexcept {
     const auto tail = [c](unsigned shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); };
     if (c < 0x80) {
@@ -61,7 +66,7 @@ constexpr unsigned EncodeUtf8(uint32_t c, char* out) noexcept {
 }
 
 /// Length in bytes of the well-formed UTF-8 character at the start of `text` (RFC 3629, 4);
-/// 0 when there is none, `text` must not be empty.
+/// 0 when there is none. `text` must not be empty.
 constexpr unsigned MeasureUtf8(std::string_view text) noexcept {
     const auto byte = [text](size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
@@ -96,14 +101,14 @@ constexpr bool IsUtf8(std::string_view text) noexcept {
     return true;
 }
 
-/// Bytes at the start of a text where no well-formed character begins that count as one malformed
-/// sequence: those that could begin a character, or else one byte.
+/// Length of the malformed sequence at the start of a text where no well-formed character begins:
+/// the bytes that could begin a character, or else one byte.
 constexpr unsigned MeasureMalformedUtf8(std::string_view text) noexcept {
     const unsigned tails = static_cast<unsigned char>(text[0]) >= 0xF0   ? 3
                            : static_cast<unsigned char>(text[0]) >= 0xE0 ? 2
                                                                          : 0;
-    // Would the bytes so far be a character with some tail behind them? The middle one will do,
-    // because only the byte behind the first is limited further.
+    // Do the bytes so far begin a character? Any continuation byte can complete it, because only
+    // the byte after the first is restricted further.
     for (unsigned length = tails; length >= 2; --length) {
         char whole[4]{};
         if (text.size() < length) continue;

@@ -10,13 +10,13 @@
 #include "kivgui/random.h"
 #include "kivsec/platform/platform.h"
 
-// Signing is the system's (platform/platform.h); here is the message around the signature: RFC 1847,
-// 2.1 and RFC 8551, 3.5.3.
+// Signing is the system's (platform/platform.h); here is the message around the signature: RFC
+// 1847, 2.1 and RFC 8551, 3.5.3.
 //
-// The signature covers the bytes of the content file, so these must reach the reader unchanged: they
-// are copied as they are, between boundary lines of random digits that the file is searched for
-// first. The file is read three times (digest, search, copy), in pieces, so memory does not depend
-// on its size.
+// The signature covers the bytes of the content file, so these must reach the reader unchanged:
+// they are copied as they are, between boundary lines of random digits that the file is searched
+// for first. The file is read three times (digest, search, copy), in pieces, so memory does not
+// depend on its size.
 
 namespace KivOssSec {
 

@@ -24,17 +24,18 @@ public:
     PKCS7Msg& operator=(const PKCS7Msg&) = delete;
     ~PKCS7Msg() = default;
 
-    /// Signs a file's bytes as they are, with SHA-256 and the time of now (RFC 5652, 5). The file
-    /// is read in pieces, and must stay as it is until SaveMIME has returned.
+    /// Signs a file's bytes as they are, with SHA-256 and the current time (RFC 5652, 5). The file
+    /// is read in pieces, and must not change until SaveMIME has returned.
     ///
     /// @param content     an entity with its header block, and CR LF at its line ends.
-    /// @param signer      PEM or PKCS#12, told apart by content, of at most 16 MiB: one private
-    ///                    key, its certificate, and any number of others, which travel along.
+    /// @param signer      PEM or PKCS#12 (recognised by content; only PKCS#12 on Windows), at most
+    ///                    16 MiB: one private key, its certificate, and any number of others, which
+    ///                    are sent along.
     /// @param signerText  the pass phrase of `signer`, up to its first NUL; empty when it has none.
-    /// @param detached    must be true: the signature stands beside the content. False fails with
-    ///                    kErrorNotSupported, since it would hide the text from every mail
-    ///                    program that does not know S/MIME.
-    /// @return false also leaves nothing to save. Keys and pass phrases are wiped from memory.
+    /// @param detached    must be true: the signature is a part of its own beside the content.
+    ///                    False fails with kErrorNotSupported, because a signature around the
+    ///                    content hides the text from every mail program that does not know S/MIME.
+    /// @return after false there is nothing to save. Keys and pass phrases are wiped from memory.
     bool Sign(const File& content, const File& signer, const AnsiStr& signerText,
               bool detached) noexcept;
 
@@ -42,8 +43,8 @@ public:
     /// outer headers, "MIME-Version: 1.0", Content-Type, the content byte for byte, and the
     /// signature in base64.
     ///
-    /// @param output        made or replaced, but not the content file; a part of it may stay after
-    ///                      a failure.
+    /// @param output        created or replaced; must not be the content file. A part of it may be
+    ///                      left after a failure.
     /// @param outerHeaders  whole lines that each end in CR LF, none of them empty, and no
     ///                      Content- or MIME-Version field; may be empty.
     /// @param mimeVersion   write the MIME-Version line; false only for an entity inside another.

@@ -13,7 +13,7 @@ using KivGuiBase::DiskFile;
 using KivGuiBase::SetLastError;
 
 void Wipe(void* data, size_t size) noexcept {
-    // Read anew at each call, so that the compiler cannot know what the call does.
+    // The pointer is read at each call, so the compiler cannot know what the call does.
     static void* (*volatile const fill)(void*, int, size_t) = std::memset;
     if (size != 0) fill(data, 0, size);
 }

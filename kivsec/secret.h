@@ -6,10 +6,10 @@
 
 namespace KivOssSec {
 
-/// Overwrites memory; the compiler cannot leave it out.
+/// Overwrites memory, in a way that the compiler cannot optimise away.
 void Wipe(void* data, size_t size) noexcept;
 
-/// Bytes that are wiped before they are given back.
+/// Bytes that are wiped before they are freed.
 class SecretBytes {
 public:
     SecretBytes() noexcept = default;
@@ -17,7 +17,7 @@ public:
     SecretBytes& operator=(const SecretBytes&) = delete;
     ~SecretBytes() { Clear(); }
 
-    /// Gives the object `size` bytes of unspecified content in place of what it had.
+    /// Replaces the bytes by `size` bytes of unspecified content.
     /// @return false, with the last error set, when memory runs out; the object is then empty.
     bool Renew(size_t size) noexcept;
     void Clear() noexcept;
@@ -31,10 +31,10 @@ private:
     size_t size_ = 0;
 };
 
-/// More than any key with its chain needs.
+/// More than any key with its certificates needs.
 inline constexpr unsigned kMaxSignerFile = 16 << 20;
 
-/// Reads the file that a signer's key is in.
+/// Reads the file that has a signer's key.
 /// @return false, with the last error set: kErrorFileTooLarge for more than kMaxSignerFile bytes,
 ///         kErrorBadEncoding for none.
 bool ReadSignerFile(const KivGuiBase::File& file, SecretBytes& bytes) noexcept;

@@ -8,6 +8,11 @@
 
 #include "kivgui/platform/platform.h"
 
+// The lock must work before the first constructor of a static object has run and after the last
+// destructor, because hosts ask for tables then. What it needs is therefore initialised by the
+// compiler (constinit) or made on first use in static memory, and freed by ResetLazyStaticLock
+// alone.
+
 namespace KivGuiBase {
 
 namespace {
@@ -18,7 +23,7 @@ std::atomic<uint64_t (*)()> clockSource{nullptr};
 
 uint64_t GetSteadyNanoseconds() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    // A tick count of 0 stands for "not timed".
+    // A tick count of 0 means "not timed".
     return static_cast<uint64_t>(std::chrono::nanoseconds(now).count()) | 1;
 }
 

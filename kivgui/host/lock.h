@@ -78,8 +78,8 @@ KIV_EXPORT uint32_t GetCurrentThreadId() noexcept;
 /// Settings that locks share.
 class KIV_EXPORT LockInfo {
 public:
-    /// The hold threshold in milliseconds of a lock without a setting of its own; 0, the
-    /// default, reports nothing. Any thread.
+    /// The hold threshold in milliseconds of locks that have no other setting; 0, the default,
+    /// reports nothing. Any thread.
     static uint64_t GetUnknownCriticalSectionThreshold() noexcept;
     static void SetUnknownCriticalSectionThreshold(uint64_t milliseconds) noexcept;
 };

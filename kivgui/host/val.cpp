@@ -5,13 +5,17 @@
 #include "kivgui/particle.h"
 #include "kivgui/reference.h"
 
+// Everything outside the 64 bits is a box: a count of references and the content, from
+// AllocParticle. The box's address is stored shifted left by 8 bits. Addresses have at most 48 bits
+// unless a process asks for more; one that does not fit the 56 bits ends the process.
+
 namespace KivGuiBase {
 
 namespace {
 
 constexpr unsigned kPayloadShift = 8;
 
-/// A string lives in the value as a boxed handle, an integer as the number itself.
+/// A string is always boxed, an integer only when it does not fit the payload.
 template <class Content>
 struct Box {
     Reference reference;

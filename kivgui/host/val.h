@@ -8,9 +8,9 @@
 
 namespace KivGuiBase {
 
-/// A tagged 64-bit value: a type code in bits 0 to 6, a flag in bit 7 that says the payload is a
-/// reference, and a payload of 56 bits. Holds nothing, a string or a 64-bit integer; an integer
-/// that does not fit the payload lives in a shared cell. Copying shares what is referred to.
+/// A tagged 64-bit value: a type code in bits 0 to 6, a flag in bit 7 that says that the payload is
+/// a reference, and a payload of 56 bits. Holds nothing, a string or a 64-bit integer; an integer
+/// that does not fit the payload is kept in a shared cell. A copy shares what is referred to.
 class KIV_EXPORT Val {
 public:
     enum TypeCode : unsigned { kNone = 0, kInteger = 2, kString = 5 };
@@ -31,7 +31,7 @@ public:
     AnsiStr GetString() const noexcept;
     /// The integer; 0 when the value holds none.
     int64_t GetInteger() const noexcept;
-    /// Does the payload refer to something outside the value?
+    /// Returns true if the payload refers to something outside the value.
     bool IsReference() const noexcept { return (bits_ & kReferenceBit) != 0; }
 
 private:

@@ -9,29 +9,29 @@
 #include "kivgui/text_builder.h"
 #include "kivgui/thread_data.h"
 
-/// Every question that the library asks an operating system. Each back end answers all of them
-/// in its own folder, and the build chooses the folder; nothing outside these folders knows
-/// which system it runs on.
+/// Everything that the library asks of an operating system. Each back end answers all of it in its
+/// own folder, and the build chooses the folder; nothing outside these folders knows which system
+/// it runs on.
 ///
-/// A function that returns bool, or an invalid handle, has set the last-error code (error.h) when
-/// it reports failure. Paths are UTF-8 on Windows and plain bytes elsewhere. Nothing throws.
-/// Every function may be called on any thread; one handle belongs to one thread at a time.
+/// A function that reports failure, by false or by an invalid handle, has set the last-error code
+/// (error.h). Paths are UTF-8 on Windows and plain bytes elsewhere. Nothing throws. Every function
+/// may be called on any thread; one handle belongs to one thread at a time.
 namespace KivGuiBase::Platform {
 
 enum class OpenMode {
     read,       ///< an existing file; never waits for the other end of a pipe
-    replace,    ///< made when absent (with the permissions that the user's settings give), emptied
-                ///< when present; follows links, because the caller named the file
-    createNew,  ///< made here, readable and writable for its owner alone; fails with
+    replace,    ///< created when absent (with the permissions that the user's settings give),
+                ///< emptied when present; follows links, because the caller named the file
+    createNew,  ///< created here, readable and writable for its owner only; fails with
                 ///< kErrorFileExists when anything, even a dangling link, has the name
 };
 
 FileHandle OpenFile(const char* path, OpenMode mode) noexcept;
 
-/// Closes the file. false when the system reports a delayed write error; it is closed then too.
+/// Closes the file. False when the system reports a delayed write error; it is closed then too.
 bool CloseFile(FileHandle file) noexcept;
 
-/// Reads `size` bytes; fewer only at the end of the file. Goes on after a short read and after
+/// Reads `size` bytes; fewer only at the end of the file. Continues after a short read and after
 /// an interruption.
 bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept;
 
@@ -42,13 +42,13 @@ bool WriteFile(FileHandle file, const void* data, size_t size) noexcept;
 /// kErrorInvalidFunction for anything else that is not a plain file.
 bool GetFileSize(FileHandle file, uint64_t& size) noexcept;
 
-/// The size of the file at `path`; -1 with the last error set when it cannot be told.
+/// The size of the file at `path`; -1 with the last error set when it cannot be determined.
 int64_t GetFileSize(const char* path) noexcept;
 
 bool RemoveFile(const char* path) noexcept;
 
-/// Maps the first `size` bytes (not 0) of a file for reading. The mapping outlives the handle.
-/// Null on failure.
+/// Maps the first `size` bytes (not 0) of a file for reading. The mapping stays valid when the
+/// handle is closed. Null on failure.
 const char* MapFile(FileHandle file, uint64_t size) noexcept;
 void UnmapFile(const char* start, uint64_t size) noexcept;
 
@@ -61,11 +61,11 @@ bool FillRandom(void* buffer, size_t size) noexcept;
 /// A number that is different in a process made by fork. Always the same where there is no fork.
 uint64_t GetProcessGeneration() noexcept;
 
-/// The calling thread's data, until the thread ends.
+/// The calling thread's data, valid until the thread ends.
 ThreadData& GetThreadData() noexcept;
 
-/// Gives the data of all threads back when the module ends. Threads that call the library after
-/// that share one.
+/// Frees the data of all threads when the module ends. Threads that call the library after that
+/// share one.
 void FreeThreadData() noexcept;
 
 /// Appends bytes of a charset as UTF-8. Each byte at which no character of the charset begins

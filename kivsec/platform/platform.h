@@ -3,9 +3,9 @@
 #include "kivgui/blob.h"
 #include "kivgui/file.h"
 
-/// What the signing of messages asks a system's cryptography. As in kivgui/platform/platform.h each
-/// back end answers in its own folder, fails with the last-error code set, throws nothing, and may
-/// be called on any thread.
+/// What the signing of messages asks of a system's cryptography. As with
+/// kivgui/platform/platform.h, each back end answers in its own folder, fails with the last-error
+/// code set, throws nothing, and may be called on any thread.
 namespace KivOssSec::Platform {
 
 /// Makes a detached signature of the bytes of `content`, which are read in pieces: CMS SignedData

@@ -429,6 +429,13 @@ void AddParameter(Dump& dump, const string& text, const string& other, Random& r
         parameter->value.value = ToAnsi(value);
         parameter->value.raw = random.OneIn(6);
     }
+    if (random.OneIn(4)) {
+        for (unsigned i = random.Below(2), end = random.Below(14); i < end; ++i) {
+            const string name = "filename*" + std::to_string(i) + (random.OneIn(2) ? "*" : "");
+            parameters.FindOrInsert(ToAnsi(name))->value.value =
+                ToAnsi("part%20" + std::to_string(i));
+        }
+    }
     const auto result = MIME::Decoding::Parameter(parameters, "FileName");
     dump.Add("value", result.value).Add("found", result.found);
     dump.Add("conflicting", result.conflicting).Add("word", result.hadEncodedWord);
@@ -546,6 +553,10 @@ void RunText(unsigned number) {
     const string suffix = "/" + std::to_string(number);
     Random random(~uint64_t{number});
     const auto draw = [&] {
+        if (random.OneIn(30)) {  // around the longest line (RFC 5322, 2.1.1)
+            return MakeHeaderText(random) + string(985 + random.Below(30), 'w') + " " +
+                   MakeBytes(random, 90);
+        }
         switch (random.Below(6)) {
             case 0:
                 return MakeHeaderText(random);

@@ -3,38 +3,9 @@
 #include <string>
 
 #include "mime/mime.h"
-#include "support/bytes.h"
 
 namespace MIME {
 namespace {
-
-using Test::Escape;
-
-TEST(QuotingTest, AtomsAndQuotedStrings) {
-    struct Case {
-        const char* why;
-        AnsiStr text;
-        bool isAtom;
-        const char* quoted;
-    };
-    const Case cases[] = {
-        {"nothing", "", true, "\"\""},
-        {"a media type", "text/plain", true, "\"text/plain\""},
-        {"an apostrophe", "O'Neil", true, "\"O'Neil\""},
-        {"a blank", "John Doe", false, "\"John Doe\""},
-        {"a dot", "a.b", false, "\"a.b\""},
-        {"quotes", "say \"hi\"", false, R"("say \"hi\"")"},
-        {"a backslash", "back\\slash", false, R"("back\\slash")"},
-        {"nothing but what is escaped", "\"\\\"", false, R"("\"\\\"")"},
-        {"CR is escaped, LF is not", "a\r\nb", false, "\"a\\\r\nb\""},
-        {"bytes above ASCII", "K\xC3\xB6ln", false, "\"K\xC3\xB6ln\""},
-        {"a NUL ends the text", AnsiStr("ab\0 \"", 5), true, "\"ab\""},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(Encoding::IsAtom(c.text), c.isAtom) << c.why;
-        EXPECT_EQ(Escape(Encoding::Quote(c.text)), Escape(c.quoted)) << c.why;
-    }
-}
 
 TEST(QuotingTest, EveryByteIsAnAtomCharacterOrNot) {
     const std::string atomCharacters =

@@ -7,10 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
-#include "kivgui/token_iterator.h"
 #include "support/base64_reference.h"
 #include "support/bytes.h"
 
@@ -60,40 +57,9 @@ TEST(ConvertTest, ReadsDecimalNumbers) {
     }
 }
 
-TEST(ConvertTest, CleansTheEndsAndUndoesQuotedStrings) {
+TEST(ConvertTest, CleansTheEnds) {
     EXPECT_EQ(CleanStr("\t\n\v\f\r a b \r\f\v\n\t"), "a b");
     EXPECT_EQ(CleanStr(" \t\r\n"), "");
-    const std::pair<std::string_view, std::string_view> cases[] = {
-        {"\"a b\"", "a b"},
-        {"\"", "\""},
-        {"\"abc", "\"abc"},
-        {R"("a\"b\\c\d")", R"(a"b\cd)"},
-        {R"("abc\")", R"("abc\")"},
-        {R"("abc\\")", R"(abc\)"},
-        {R"("a" "b")", R"("a" "b")"},
-        {R"(a\b)", R"(a\b)"},
-        {{"\"\\\0x\"", 5}, {"\0x", 2}},
-    };
-    for (const auto& [text, want] : cases) EXPECT_EQ(ExtendedUnQuote(AnsiStr(text)), want);
-}
-
-TEST(TokenIteratorTest, SplitsAtSeparatorsOutsideQuotes) {
-    const std::pair<const char*, std::vector<std::string>> cases[] = {
-        {" a ; b\t,c", {" a ", " b\t", "c"}},
-        {"; ;a;\t\r\n;;b;", {"a", "b"}},
-        {R"(a="x\";y";b)", {R"(a="x\";y")", "b"}},
-        {R"(a="x\\";b)", {R"(a="x\\")", "b"}},
-        {R"(a\;b)", {R"(a\)", "b"}},
-        {R"(a"1;2"b"3;4"c;d)", {R"(a"1;2"b"3;4"c)", "d"}},
-        {"a;b=\"x;y", {"a", "b=\"x;y"}},
-        {"a;\"b\\", {"a", "\"b\\"}},
-    };
-    for (const auto& [text, want] : cases) {
-        std::vector<std::string> tokens;
-        TokenIterator it(text, ";,");
-        while (it.ToNext()) tokens.emplace_back(it.token);
-        EXPECT_EQ(tokens, want) << text;
-    }
 }
 
 /// Encodes from a block of exactly the bytes, so that a memory checker sees a read behind them.

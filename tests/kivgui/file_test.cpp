@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "kivgui/disk_file.h"
@@ -161,37 +160,6 @@ bool IsSafe(std::string_view name) {
         name.remove_prefix(length);
     }
     return true;
-}
-
-TEST(FileNameTest, MakesNamesSafe) {
-    std::string euros;  // 3 bytes each
-    while (euros.size() < 300) euros += "\xE2\x82\xAC";
-    const std::pair<std::string, std::string> cases[] = {
-        {"\xC3\xBC \xE2\x82\xAC.txt", "\xC3\xBC \xE2\x82\xAC.txt"},
-        {"", "_"},
-        // Ways out of the folder.
-        {"../../etc/passwd", "___.._etc_passwd"},
-        {"C:\\x", "C__x"},
-        // What a system cuts off, hides or refuses.
-        {" .a b. ", "__a b__"},
-        {std::string("a\0\x01\r\n\x7F.t\tt", 10), "a_____.t_t"},
-        {"\xFF\xC0\xAFx\xE2\x82.\xC3", "___x__._"},
-        {"com10.txt", "com10.txt"},
-        // Lengths.
-        {std::string(300, 'a') + ".html", std::string(250, 'a') + ".html"},
-        {euros + ".html", euros.substr(0, 249) + ".html"},
-        {"con." + euros + ".txt", "_con." + euros.substr(0, 246) + ".txt"},
-        {"con." + std::string(249, 'a') + "." + std::string(100, 'x'),
-         "_con." + std::string(249, 'a') + "_"},
-    };
-    for (const auto& [text, want] : cases) {
-        EXPECT_EQ(Escape(MakeSafeFileName(AnsiStr(text))), Escape(want));
-    }
-    // Names that Windows keeps for devices, with any extension and in any case.
-    for (const char* device : {"CON", "prn.txt", "aux .txt", "nul.tar.gz", "CONIN$", "conout$",
-                               "COM1", "com5", "lpt9.prn", "com\xC2\xB9", "LPT\xC2\xB3"}) {
-        EXPECT_EQ(MakeSafeFileName(device), std::string("_") + device);
-    }
 }
 
 TEST(FileNameTest, EveryTextGivesASafeNameThatStaysAsItIs) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "parser/reading.h"
+#include "support/bytes.h"
 
 namespace MIME {
 namespace {

@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "mime/mime.h"
-#include "support/bytes.h"
 #include "support/temp_folder.h"
 
 namespace MIME::Test {
@@ -21,15 +20,16 @@ inline std::string Lines(std::initializer_list<std::string_view> lines) {
     return text;
 }
 
-/// Fields and parameters on one line: "name=value; parameter=value|name=value". Bytes are escaped.
+/// Fields and parameters on one line: "name=value; parameter=value|name=value".
 /// Empty Content- fields are left out: the exact rules add them wherever they look for one.
 inline std::string ShowFields(const HeaderMap& headers) {
     std::string shown;
     for (const HeaderMap::Node& field : headers) {
         if (field.value.value.IsEmpty() && ToString(field.key).starts_with("Content-")) continue;
-        shown += (shown.empty() ? "" : "|") + Escape(field.key) + "=" + Escape(field.value.value);
+        shown +=
+            (shown.empty() ? "" : "|") + ToString(field.key) + "=" + ToString(field.value.value);
         for (const ParameterMap::Node& parameter : field.value.parameters) {
-            shown += "; " + Escape(parameter.key) + "=" + Escape(parameter.value.value);
+            shown += "; " + ToString(parameter.key) + "=" + ToString(parameter.value.value);
         }
     }
     return shown;
@@ -48,7 +48,7 @@ struct Reading {
     std::string Show() const {
         std::vector<std::string> others = folder.List();
         std::string shown = (read ? "" : error + ": ") + ShowTree(part, others);
-        for (std::string& other : others) other = Escape(ReadWholeFile(folder.At(other)));
+        for (std::string& other : others) other = ReadWholeFile(folder.At(other));
         std::sort(others.begin(), others.end());
         for (const std::string& body : others) shown += "+[" + body + "]";
         return shown;
@@ -64,7 +64,7 @@ private:
         if (!part.data.file.IsEmpty()) {
             const std::string path = ToString(part.data.file.GetPath());
             std::erase(others, path.substr(path.find_last_of("/\\") + 1));
-            return "[" + Escape(ReadWholeFile(path)) + "]";
+            return "[" + ReadWholeFile(path) + "]";
         }
         std::string shown = "(";
         for (const Part* child : part.parts) shown += ShowTree(*child, others);

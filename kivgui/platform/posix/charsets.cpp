@@ -6,6 +6,10 @@
 #include "kivgui/platform/platform.h"
 #include "kivgui/utf8.h"
 
+// iconv converts as far as the text is well-formed and says where it stopped. A byte at which no
+// character begins is replaced and skipped, and the conversion continues in the state that it is
+// in.
+
 namespace KivGuiBase::Platform {
 
 namespace {
@@ -14,9 +18,9 @@ bool IsOpen(iconv_t handle) noexcept {
     return handle != reinterpret_cast<iconv_t>(-1);
 }
 
-/// One conversion of each charset that was asked for, open until the library is unloaded and used
-/// for nothing. The system unloads a charset's module soon after its last conversion is closed;
-/// loading it anew for each of many short texts takes a hundred times as long as converting them.
+/// One open conversion of each charset that was used, closed when the library is unloaded and used
+/// for nothing. The system unloads a charset's module soon after its last conversion is closed, and
+/// loading it again for each of many short texts takes a hundred times as long as converting them.
 class OpenCharsets {
 public:
     OpenCharsets() noexcept = default;
@@ -89,7 +93,7 @@ private:
             const int error = failed ? errno : 0;
             const auto written = static_cast<size_t>(out - buffer);
             text.Append({buffer, written});
-            // A conversion that asks for room and uses none would ask for ever.
+            // A conversion that asks for room and uses none would never stop asking.
             if (error != E2BIG || written == 0 || !text.IsComplete()) return error;
         }
     }

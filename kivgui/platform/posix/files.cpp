@@ -11,11 +11,14 @@
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/posix/system.h"
 
+// Files by the plain calls of POSIX. Every call that can be interrupted (EINTR) or come back short
+// is repeated until all is done, except close.
+
 namespace KivGuiBase::Platform {
 
 namespace {
 
-// One system call moves at most this much on Linux; larger requests come back short anyway.
+// One system call transfers at most this much on Linux; larger requests come back short anyway.
 constexpr size_t kMaxTransfer = 0x7FFFF000;
 
 int GetOpenFlags(OpenMode mode) noexcept {
@@ -43,7 +46,7 @@ FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
 }
 
 bool CloseFile(FileHandle file) noexcept {
-    // After EINTR the descriptor is gone all the same; closing again could hit another file.
+    // After EINTR the descriptor is closed too; closing it again could hit another file.
     return close(static_cast<int>(file)) == 0 || errno == EINTR || FailWithSystemError();
 }
 
@@ -115,7 +118,7 @@ const char* MapFile(FileHandle file, uint64_t size) noexcept {
         FailWithSystemError();
         return nullptr;
     }
-    // A failure only loses the read-ahead.
+    // If this fails, only the read-ahead is lost.
     (void)madvise(start, static_cast<size_t>(size), MADV_SEQUENTIAL);
     return static_cast<const char*>(start);
 }

@@ -6,6 +6,9 @@
 
 #include "kivgui/platform/platform.h"
 
+// Errors of the system: one table from errno to the nearest code of Windows, another from such a
+// code to a sentence.
+
 namespace KivGuiBase::Platform {
 
 namespace {

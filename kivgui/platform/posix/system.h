@@ -2,7 +2,7 @@
 
 namespace KivGuiBase::Platform {
 
-/// Sets the library's last-error code to the one that stands for `errno`.
+/// Sets the library's last-error code to the one that corresponds to `errno`.
 /// @return false, for the caller to return.
 bool FailWithSystemError() noexcept;
 

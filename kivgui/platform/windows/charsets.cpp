@@ -8,6 +8,10 @@
 #include "kivgui/platform/windows/system.h"
 #include "kivgui/utf8.h"
 
+// The system converts whole texts to UTF-16 and says whether they are malformed, but not where. So
+// a text that is malformed is converted again, character by character: the shortest run of up to 4
+// bytes that converts is a character. Code pages with shift states report nothing malformed.
+
 namespace KivGuiBase::Platform {
 
 namespace {
@@ -46,16 +50,16 @@ unsigned FindCodePage(std::string_view name) noexcept {
         const unsigned part = ReadNumber(name, "iso-8859-");
         if (part != 0 && part < 16) number = kIso8859 + part;
     }
-    // Nearly all text that says GB 18030 is of its older part.
+    // Nearly all text that is labelled GB 18030 uses only its older part.
     constexpr unsigned kGb18030 = 54936;
     constexpr unsigned kGbk = 936;
     if (number == kGb18030 && IsValidCodePage(number) == 0) number = kGbk;
-    // Below are names for whatever the machine is set to.
+    // The numbers below are names for whatever the machine is set to.
     constexpr unsigned kFirstFixed = 37;
     return number >= kFirstFixed && IsValidCodePage(number) != 0 ? number : 0;
 }
 
-/// Of these the system neither takes flags nor says what is malformed.
+/// For these the system neither accepts flags nor reports malformed text.
 constexpr bool IsStateful(unsigned codePage) noexcept {
     return (codePage >= 50220 && codePage <= 50229) || codePage == 52936 || codePage == 65000 ||
            (codePage >= 57002 && codePage <= 57011);
@@ -67,7 +71,7 @@ void AppendWide(std::wstring_view wide, TextBuilder& text) noexcept {
     text.Append(converted);
 }
 
-/// Converts bytes that make at most as many UTF-16 units; 0 when they are malformed.
+/// Converts bytes to UTF-16. @return the number of units; 0 when the bytes are malformed.
 int Convert(unsigned codePage, std::string_view bytes, wchar_t* wide, int room) noexcept {
     const DWORD flags = IsStateful(codePage) ? 0 : MB_ERR_INVALID_CHARS;
     return MultiByteToWideChar(codePage, flags, bytes.data(), static_cast<int>(bytes.size()), wide,

@@ -6,6 +6,10 @@
 #include "kivgui/platform/windows/owner_only.h"
 #include "kivgui/platform/windows/system.h"
 
+// Files by the calls of Windows, opened so that they can be used as on other systems: renamed and
+// deleted while they are open, with paths of any length, and new ones accessible to their owner
+// only.
+
 namespace KivGuiBase::Platform {
 
 namespace {
@@ -29,8 +33,8 @@ struct OpenHow {
     DWORD flags;
 };
 
-// Everybody may read, rename and delete a file that we have open, as on other systems, and write
-// one that we read. Two writers of one file would be a mistake, so writing is not shared.
+// Others may read, rename and delete a file that we have open, as on other systems, and write one
+// that we read. Two writers of one file would be a mistake, so writing is not shared.
 constexpr DWORD kShareOfWriter = FILE_SHARE_READ | FILE_SHARE_DELETE;
 constexpr DWORD kShareOfReader = kShareOfWriter | FILE_SHARE_WRITE;
 
@@ -39,7 +43,7 @@ OpenHow GetOpenHow(OpenMode mode) noexcept {
         case OpenMode::read:
             break;
         case OpenMode::replace:
-            // CREATE_ALWAYS refuses a file that is hidden, and takes its attributes off another.
+            // CREATE_ALWAYS fails for a hidden file, and removes the attributes of others.
             return {GENERIC_WRITE, kShareOfWriter, OPEN_ALWAYS, 0};
         // Without the flag the system would create the file that a dangling link names.
         case OpenMode::createNew:
@@ -69,7 +73,7 @@ bool IsOnDisk(HANDLE file) noexcept {
     return GetFileType(file) == FILE_TYPE_DISK;
 }
 
-/// Makes the opened file what the mode promises; devices such as NUL are opened by any of them.
+/// Makes the opened file what the mode promises. Every mode opens devices such as NUL.
 bool Prepare(HANDLE file, OpenMode mode) noexcept {
     if (mode == OpenMode::replace && IsOnDisk(file)) {
         return SetEndOfFile(file) || FailWithSystemError();
@@ -126,8 +130,7 @@ bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
     return true;
 }
 
-// A folder does not come so far: it cannot be opened as a file, which fails with
-// kErrorAccessDenied.
+// A folder does not get this far: opening it as a file fails with kErrorAccessDenied.
 bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
     ::SetLastError(ERROR_SUCCESS);
     const DWORD type = GetFileType(ToHandle(file));
@@ -144,7 +147,7 @@ bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
 }
 
 int64_t GetFileSize(const char* path) noexcept {
-    // Opened, because the size that stands in the folder is that of a link, or an old one.
+    // The size that the folder lists may be that of a link, or an old one, so the file is opened.
     const OwnedHandle file =
         Create(path, {FILE_READ_ATTRIBUTES, kShareOfReader, OPEN_EXISTING, 0}, nullptr);
     uint64_t size = 0;
@@ -173,7 +176,7 @@ void UnmapFile(const char* start, uint64_t /*size*/) noexcept {
 
 AnsiStr GetTempFolder() noexcept {
     using Function = DWORD(WINAPI*)(DWORD, LPWSTR);
-    // Newer systems have a function that gives a service a folder which others cannot look into.
+    // Newer systems have a function that gives services a folder that others cannot read.
     const FARPROC newer = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
     const auto getTempPath = newer != nullptr
                                  ? reinterpret_cast<Function>(reinterpret_cast<void*>(newer))

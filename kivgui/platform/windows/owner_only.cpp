@@ -4,7 +4,7 @@
 
 namespace KivGuiBase::Platform {
 
-// A server's thread may act for one of its users; the file is that user's then.
+// A server's thread may act for one of its users; the file then belongs to that user.
 bool OwnerOnly::ReadUser() noexcept {
     HANDLE token = nullptr;
     if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) &&

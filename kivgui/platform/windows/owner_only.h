@@ -4,16 +4,16 @@
 
 namespace KivGuiBase::Platform {
 
-/// The security of a new file that the calling thread's user may read, write and delete, and
-/// nobody else; what the folder would pass on to its files is left out.
+/// The security of a new file that only the calling thread's user may read, write and delete.
+/// Permissions that files inherit from the folder are left out.
 class OwnerOnly {
 public:
     OwnerOnly() noexcept = default;
     OwnerOnly(const OwnerOnly&) = delete;
     OwnerOnly& operator=(const OwnerOnly&) = delete;
 
-    /// What CreateFileW takes, valid as long as this object. Null, with the last error set, on
-    /// failure. Call once.
+    /// The attributes for CreateFileW, valid as long as this object. Null, with the last error set,
+    /// on failure. Call once.
     SECURITY_ATTRIBUTES* Prepare() noexcept;
 
 private:
@@ -24,7 +24,7 @@ private:
     PSID GetUser() noexcept { return user_.info.User.Sid; }
     ACL* GetList() noexcept { return &list_.list; }
 
-    // Room for the structures with the account's number (SID) that the system puts behind them.
+    // Room for the structures and the account's number (SID) that the system puts after them.
     union {
         TOKEN_USER info;
         BYTE room[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];

@@ -8,7 +8,7 @@
 
 // Data of threads. There is no thread_local here: the compiler's implementation leaks the memory of
 // every thread that outlives the module, and one of the process's 1,088 thread-local places at each
-// load. The system's fiber storage gives both back.
+// load. The system's fiber storage frees both.
 
 namespace KivGuiBase::Platform {
 
@@ -61,8 +61,8 @@ uint64_t GetProcessGeneration() noexcept {
 }
 
 ThreadData& GetThreadData() noexcept {
-    static constinit ThreadData lastResort{};    // without memory, or after the module's end
-    const DWORD systemError = ::GetLastError();  // which the storage's functions reset
+    static constinit ThreadData lastResort{};    // when memory ran out, or the module has ended
+    const DWORD systemError = ::GetLastError();  // the functions of the storage reset it
     ThreadData* data = nullptr;
     const DWORD index = GetStorage();
     if (index != FLS_OUT_OF_INDEXES) {

@@ -4,11 +4,13 @@
 
 #include "kivgui/platform/platform.h"
 
+// What the other files of this folder share: errors, and texts between UTF-8 and UTF-16.
+
 namespace KivGuiBase::Platform {
 
 namespace {
 
-constexpr size_t kMaxPathUnits = 0x7FFF;  // UTF-16 units: what the system takes at most
+constexpr size_t kMaxPathUnits = 0x7FFF;  // UTF-16 units: the most that the system accepts
 constexpr size_t kMaxBytesOfUnit = 3;     // a UTF-8 character of four bytes is two units
 
 bool ToUtf16(std::string_view text, std::wstring& wide) {
@@ -31,8 +33,8 @@ bool MakeAbsolute(const std::wstring& path, std::wstring& absolute) {
         const auto room = static_cast<DWORD>(absolute.size());
         const DWORD length = GetFullPathNameW(path.c_str(), room, absolute.data(), nullptr);
         if (length == 0) return FailWithSystemError();
-        // With too little room the length is that of the room needed, which the next turn has,
-        // unless another thread changed the current folder meanwhile.
+        // With too little room the length is the room needed, which the next turn has unless
+        // another thread has changed the current folder meanwhile.
         absolute.resize(length);
         if (length < room) return true;
     }
@@ -75,7 +77,7 @@ AnsiStr ToUtf8(std::wstring_view text) noexcept {
 bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept {
     try {
         return ToUtf16(path, systemPath) && LiftLengthLimit(systemPath);
-    } catch (...) {  // memory, the only thing that a string throws for
+    } catch (...) {  // a string throws only when memory runs out
         SetLastError(kErrorNotEnoughMemory);
         return false;
     }

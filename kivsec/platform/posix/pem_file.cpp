@@ -6,6 +6,10 @@
 #include "kivsec/platform/posix/signer.h"
 #include "kivsec/secret.h"
 
+// A PEM file is read block by block: the first private key and every certificate are taken, other
+// blocks are ignored. OpenSSL has one call for all of it, but that decrypts with the host's
+// algorithms and leaves copies of the key in memory, so each block is decoded here, and wiped.
+
 namespace KivOssSec::OpenSsl {
 
 namespace {
@@ -13,7 +17,7 @@ namespace {
 using KivGuiBase::kErrorBadEncoding;
 using KivGuiBase::kErrorInvalidPassword;
 
-/// One "-----BEGIN NAME-----" block, decoded. What is decoded may be a key, and is wiped.
+/// One "-----BEGIN NAME-----" block, decoded. It may be a key, so its memory is wiped.
 class PemBlock {
 public:
     PemBlock() noexcept = default;
@@ -21,7 +25,7 @@ public:
     PemBlock& operator=(const PemBlock&) = delete;
     ~PemBlock() { Clear(); }
 
-    /// Goes to the next block. `failed` tells a damaged one from the end.
+    /// Reads the next block. @return false at the end, and at a damaged block, with `failed` set.
     bool Next(BIO* source, bool& failed) noexcept {
         Clear();
         const ErrorQueueGuard guard;
@@ -41,8 +45,8 @@ public:
     }
 
 private:
-    // PEM_FLAG_SECURE takes everything from the secure heap, which is the plain one when the host
-    // has set none up.
+    // PEM_FLAG_SECURE allocates from the secure heap, which is the normal heap unless the host has
+    // set one up.
     void Clear() noexcept {
         OPENSSL_secure_free(name_);
         OPENSSL_secure_free(header_);
@@ -58,15 +62,14 @@ private:
     long size_ = 0;
 };
 
-/// Decrypts a block that says "Proc-Type: 4,ENCRYPTED" (RFC 1421, 4.6.1.1) in place, which
-/// OpenSSL's own function would do with the host's algorithms. A block without such a header stays
-/// as it is.
+/// Decrypts a block with "Proc-Type: 4,ENCRYPTED" (RFC 1421, 4.6.1.1) in place. OpenSSL's own
+/// function would use the host's algorithms. A block without such a header is left unchanged.
 class OldEncryption {
 public:
     OldEncryption(const Context& context, const char* passPhrase) noexcept
         : context_(context), passPhrase_(passPhrase) {}
 
-    /// @param size  in: of the block; out: of the plain text.
+    /// @param size  receives the size of the plain text.
     bool Decrypt(PemBlock& block, long& size) noexcept {
         size = block.GetSize();
         EVP_CIPHER_INFO info;
@@ -110,7 +113,7 @@ private:
     const char* passPhrase_;
 };
 
-/// RFC 5958: "ENCRYPTED PRIVATE KEY".
+/// "ENCRYPTED PRIVATE KEY" (RFC 5958).
 Key ReadEncryptedKey(PemBlock& block, const char* passPhrase, Context& context) noexcept {
     const unsigned char* next = block.GetData();
     const std::unique_ptr<X509_SIG, Freer<X509_SIG_free>> sealed(
@@ -154,7 +157,7 @@ bool ReadKey(PemBlock& block, const char* passPhrase, Context& context, KeyFile&
         return Fail(kErrorInvalidPassword);
     }
     file.key = ReadPlainKey(block, size, context);
-    // A wrong pass phrase may give a text that looks well decrypted.
+    // With a wrong pass phrase the decrypted text may look right until it is decoded.
     return file.key != nullptr || Fail(isEncrypted ? kErrorInvalidPassword : kErrorBadEncoding);
 }
 

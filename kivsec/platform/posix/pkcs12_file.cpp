@@ -4,6 +4,11 @@
 
 #include "kivsec/platform/posix/signer.h"
 
+// A PKCS#12 file (RFC 7292) is a list of safes, plain or encrypted, each a list of bags with a key,
+// a certificate or something else. The pass phrase is checked against the code over the whole (MAC)
+// first, so that a failure after that is one of the encryption. Old encryption needs OpenSSL's
+// "legacy" provider, which is loaded only when reading without it has failed.
+
 namespace KivOssSec::OpenSsl {
 
 namespace {
@@ -31,7 +36,7 @@ using Pkcs12 = std::unique_ptr<PKCS12, Freer<PKCS12_free>>;
 
 constexpr int kToNul = -1;  // the length of a pass phrase that ends in NUL
 
-/// Walks DER: an element's content, or what follows it.
+/// Walks DER: into the next element, or past it. After a malformed element nothing is left.
 class DerCursor {
 public:
     DerCursor(const unsigned char* start, size_t size) noexcept
@@ -39,7 +44,7 @@ public:
 
     DerCursor& Enter() noexcept { return Move(true); }
     DerCursor& Skip() noexcept { return Move(false); }
-    /// Up to the end of what was entered; empty when an element was malformed.
+    /// The rest of what was entered.
     std::string_view GetRest() const noexcept {
         return {reinterpret_cast<const char*>(next_), static_cast<size_t>(end_ - next_)};
     }
@@ -67,7 +72,7 @@ private:
     const unsigned char* end_;
 };
 
-/// A PKCS#12 file, taken apart bag by bag: PKCS12_parse would make the certificates in the host's
+/// Reads a PKCS#12 file bag by bag, because PKCS12_parse would make the certificates in the host's
 /// context.
 class Reader {
 public:
@@ -140,7 +145,7 @@ private:
     KeyFile& file_;
 };
 
-/// No pass phrase is written in two ways: as none, and as an empty one.
+/// An empty pass phrase is stored in one of two ways: as an empty text, or as none (null).
 bool FindPassPhrase(PKCS12* source, const char*& passPhrase) noexcept {
     if (PKCS12_mac_present(source) == 0) return true;
     if (PKCS12_verify_mac(source, passPhrase, kToNul) == 1) return true;

@@ -5,6 +5,9 @@
 #include "kivsec/platform/posix/signer.h"
 #include "kivsec/secret.h"
 
+// CMS (RFC 5652) by OpenSSL, in a context of our own. Each failure sets the last-error code and
+// leaves nothing in the thread's queue of OpenSSL errors, which the host reads too.
+
 namespace KivOssSec {
 
 namespace OpenSsl {
@@ -21,14 +24,14 @@ using KivGuiBase::kErrorSigningFailed;
 
 using Message = std::unique_ptr<CMS_ContentInfo, Freer<CMS_ContentInfo_free>>;
 
-// What the sender's program can decrypt is not ours to say (CMS_NOSMIMECAP).
+// CMS_NOSMIMECAP: we do not know what the sender's program can decrypt.
 constexpr unsigned kFlags = CMS_BINARY | CMS_DETACHED | CMS_PARTIAL | CMS_NOSMIMECAP;
 
 bool AddOthers(CMS_ContentInfo* message, const Signer& signer) noexcept {
     STACK_OF(X509)* const others = signer.others.get();
     for (int i = 0; i < sk_X509_num(others); ++i) {
         const ErrorQueueGuard guard;
-        // Fails only for one that is there already, or for want of memory.
+        // Fails only for a certificate that is there already, or when memory runs out.
         if (CMS_add1_cert(message, sk_X509_value(others, i)) != 1 &&
             ERR_GET_REASON(ERR_peek_last_error()) != CMS_R_CERTIFICATE_ALREADY_PRESENT) {
             return Fail(kErrorNotEnoughMemory);
@@ -60,8 +63,8 @@ bool Encode(const CMS_ContentInfo* message, Blob& signature) noexcept {
     return i2d_CMS_ContentInfo(message, &next) == size || Fail(kErrorSigningFailed);
 }
 
-/// Of a key for RSA-PSS the salt is as long as the digest, which RFC 4055, 3.1 advises. Other keys
-/// need nothing.
+/// For an RSA-PSS key, makes the salt as long as the digest, as RFC 4055, 3.1 advises. Other keys
+/// need no parameters.
 bool SetParameters(CMS_SignerInfo* info, const Signer& signer) noexcept {
     return EVP_PKEY_is_a(signer.key.get(), "RSA-PSS") != 1 ||
            EVP_PKEY_CTX_set_rsa_pss_saltlen(CMS_SignerInfo_get0_pkey_ctx(info),
@@ -73,7 +76,8 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
     const Message message(
         CMS_sign_ex(nullptr, nullptr, nullptr, nullptr, kFlags, context.GetHandle(), nullptr));
     if (message == nullptr) return Fail(kErrorSigningFailed);
-    // CMS_KEY_PARAM lets the key say how it signs, and fail when it is bound to something else.
+    // CMS_KEY_PARAM lets the key decide how it signs, and fails for a key restricted to another
+    // way.
     CMS_SignerInfo* const info =
         CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
                         kFlags | CMS_KEY_PARAM);

@@ -2,11 +2,15 @@
 
 #include <openssl/x509v3.h>
 
+// Chooses the signer: the first key of the file, the certificate that belongs to it, and the checks
+// that every reader of the message will make: the kind of key, the dates, the purposes (RFC 8550,
+// 4.4).
+
 namespace KivOssSec::OpenSsl {
 
 namespace {
 
-/// DER begins with a SEQUENCE whose length takes several bytes; such two are no text.
+/// DER begins with a SEQUENCE whose length takes several bytes. No text begins with such two bytes.
 bool IsDer(std::string_view bytes) noexcept {
     return bytes.size() > 1 && bytes[0] == 0x30 && (bytes[1] & 0x80) != 0;
 }
@@ -23,7 +27,7 @@ bool IsValidNow(const X509* certificate) noexcept {
            X509_cmp_current_time(X509_get0_notAfter(certificate)) > 0;
 }
 
-/// RFC 8550, 4.4.2 and 4.4.4. What the certificate does not restrict is allowed.
+/// RFC 8550, 4.4.2 and 4.4.4. A use that the certificate does not restrict is allowed.
 bool IsForMail(X509* certificate) noexcept {
     constexpr uint32_t kSigning = KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION;
     constexpr uint32_t kMail = XKU_SMIME | XKU_ANYEKU;
@@ -31,7 +35,7 @@ bool IsForMail(X509* certificate) noexcept {
            (X509_get_extended_key_usage(certificate) & kMail) != 0;
 }
 
-/// Takes the key's certificate out of the others.
+/// Moves the key's certificate out of the others.
 bool TakeCertificate(Signer& signer) noexcept {
     const ErrorQueueGuard guard;
     STACK_OF(X509)* const all = signer.others.get();

@@ -16,7 +16,7 @@ struct KeyFile {
 struct Signer {
     Key key;
     Certificate certificate;  ///< of the key
-    Certificates others;      ///< sent along
+    Certificates others;      ///< sent along with the signature
 };
 
 /// Read a file's bytes, and fail with the last error set. A file may have no key or certificate.
@@ -32,7 +32,7 @@ Key DecodeKey(const PKCS8_PRIV_KEY_INFO* info, const Context& context) noexcept;
 /// Adds a certificate in DER.
 bool AddCertificate(std::string_view der, const Context& context, KeyFile& file) noexcept;
 
-/// Takes the signer from a file's bytes, PEM or PKCS#12.
+/// Reads the signer from a file's bytes, PEM or PKCS#12.
 /// @return false, with the last error set, when there is none, or it may not sign mail now.
 bool LoadSigner(std::string_view bytes, const char* passPhrase, Context& context,
                 Signer& signer) noexcept;

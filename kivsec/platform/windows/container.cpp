@@ -5,17 +5,17 @@
 
 #include "kivgui/random.h"
 
-// For systems that cannot import a key into memory: Wine. It takes the flag that forbids to keep
-// the key, but keeps it all the same, in the user's default key container, and in a provider that
-// does not know SHA-256. So the key is moved to another provider, into a container that ends with
-// the signing, and the default container is removed at once. One that was there before is the
-// user's, and nothing is imported.
+// For systems that cannot import a key into memory, which means Wine. It accepts the flag that
+// forbids storing the key, but stores it all the same: in the user's default key container, with a
+// provider that does not know SHA-256. So the key is moved to another provider, into a container
+// that is removed after signing, and the default container is removed at once. If a default
+// container existed before, it is the user's, and nothing is imported.
 
 namespace KivOssSec::CryptoApi {
 
 namespace {
 
-/// One import at a time in the user's session: all of them use the one container.
+/// Allows one import at a time in the user's session, because all of them use the one container.
 class SessionLock {
 public:
     SessionLock() noexcept : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\KIVMIME-key-import")) {
@@ -56,7 +56,7 @@ bool ExportKey(const PrivateKey& key, SecretBytes& blob) noexcept {
                           reinterpret_cast<BYTE*>(blob.GetData()), &size);
 }
 
-/// Puts the certificates without their keys into a store of its own, and exports the key.
+/// Copies the certificates without their keys to a store of their own, and exports the key.
 bool TakeApart(HCERTSTORE imported, KeyFile& file, SecretBytes& keyBlob) noexcept {
     file.certificates.reset(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     if (file.certificates == nullptr) return false;

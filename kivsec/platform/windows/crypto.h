@@ -1,6 +1,6 @@
 #pragma once
 
-// The system's header of cryptography, which this folder includes through here.
+// The files of this folder include the system's header of cryptography through this one.
 #include "kivgui/platform/windows/system.h"
 
 #define CMSG_SIGNER_ENCODE_INFO_HAS_CMS_FIELDS
@@ -11,7 +11,7 @@
 
 #include "kivgui/error.h"
 
-/// The handles of CryptoAPI with an owner.
+/// Owners for the handles of CryptoAPI.
 namespace KivOssSec::CryptoApi {
 
 struct StoreCloser {
@@ -30,7 +30,7 @@ using Store = std::unique_ptr<void, StoreCloser>;
 using Certificate = std::unique_ptr<const CERT_CONTEXT, CertificateFreer>;
 using Message = std::unique_ptr<void, MessageCloser>;
 
-/// A number that stands for something of the system's.
+/// Owns something of the system that is named by a number.
 template <class Number, auto Free>
 class Handle {
 public:
@@ -44,7 +44,7 @@ public:
         if (number_ != Number{}) Free(number_);
     }
     Number Get() const noexcept { return number_; }
-    /// Where a function of the system puts it; there is none yet.
+    /// Where a function of the system stores the number; there must be none yet.
     Number* GetPlace() noexcept { return &number_; }
 
 private:
@@ -61,13 +61,14 @@ inline void DestroyKey(HCRYPTKEY key) noexcept {
 using Provider = Handle<HCRYPTPROV, ReleaseProvider>;
 using ProviderKey = Handle<HCRYPTKEY, DestroyKey>;
 
-/// How the system names a private key. Whoever it came from owns it.
+/// How the system names a private key. It belongs to the object that it came from.
 struct PrivateKey {
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE handle = 0;
     DWORD purpose = 0;  ///< which of a provider's two keys; CERT_NCRYPT_KEY_SPEC for a key of CNG
 };
 
-/// The key that came with a certificate of a PKCS#12 file; its handle is 0 when there is none.
+/// The key that was imported with a certificate of a PKCS#12 file; the handle is 0 if there is
+/// none.
 inline PrivateKey GetKey(const CERT_CONTEXT* certificate) noexcept {
     CERT_KEY_CONTEXT context{};
     DWORD size = sizeof context;

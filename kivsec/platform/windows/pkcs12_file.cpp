@@ -3,16 +3,20 @@
 
 #include "kivsec/platform/windows/signer.h"
 
+// Imports a PKCS#12 file. Windows does so in memory; Wine does not know the flags for it, fails
+// without a reason, and gets a second try by way of a key container (container.cpp). If that gives
+// no reason either, it is found out from the file itself (pkcs12_reason.cpp).
+
 namespace KivOssSec::CryptoApi {
 
 namespace {
 
 using KivGuiBase::AnsiStr;
 
-/// A pass phrase as the system takes it, in memory that is wiped.
+/// A pass phrase as the system expects it, in memory that is wiped.
 class WidePassPhrase {
 public:
-    /// What is not of that code page gives one unit for each byte.
+    /// A text that is not of that code page gives one unit for each byte.
     bool Set(const char* text, UINT codePage) noexcept {
         const size_t size = std::strlen(text);
         if (size > kMaxLength) return Fail(KivGuiBase::kErrorInvalidPassword);
@@ -37,7 +41,7 @@ private:
 using Importer = bool (*)(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file,
                           DWORD& systemError) noexcept;
 
-/// The keys stay in memory; nothing of the file goes into the user's key store.
+/// The keys stay in memory; nothing of the file is stored in the user's key store.
 bool ReadIntoMemory(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file,
                     DWORD& systemError) noexcept {
     ::SetLastError(ERROR_SUCCESS);
@@ -50,7 +54,7 @@ bool ReadIntoMemory(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& 
 bool Import(Importer importer, CRYPT_DATA_BLOB& bytes, const WidePassPhrase& passPhrase,
             KeyFile& file, DWORD& systemError) noexcept {
     const wchar_t* const text = passPhrase.GetText();
-    // No pass phrase is written in two ways: as an empty one, and as none.
+    // An empty pass phrase is stored in one of two ways: as an empty text, or as none (null).
     return importer(bytes, text, file, systemError) ||
            (*text == L'\0' && importer(bytes, nullptr, file, systemError));
 }
@@ -81,8 +85,8 @@ bool ReadPkcs12(SecretBytes& bytes, const AnsiStr& passPhrase, KeyFile& file) no
     if (!wide.Set(passPhrase.GetStr(), CP_UTF8)) return false;
     DWORD systemError = 0;
     if (Import(&ReadIntoMemory, blob, wide, file, systemError)) return true;
-    // No reason is what Wine gives, which does not know the flags. It makes bytes of the ANSI code
-    // page of a pass phrase and takes them for UTF-8.
+    // Only Wine gives no reason. It also converts a pass phrase to the ANSI code page and uses the
+    // bytes as UTF-8, so it gets UTF-8 bytes widened by that code page.
     if (systemError == ERROR_SUCCESS) {
         if (!wide.Set(passPhrase.GetStr(), CP_ACP)) return false;
         if (Import(&ReadIntoContainer, blob, wide, file, systemError)) return true;

@@ -6,6 +6,11 @@
 #include <iterator>
 #include <span>
 
+// Reads as much of a PKCS#12 file (RFC 7292) as is not encrypted: the code over the whole (MAC),
+// which shows whether the pass phrase is right, and the types of the bags. Lengths come from the
+// file, so each is compared with what is left before it is used; a malformed element leaves
+// nothing.
+
 namespace KivOssSec::CryptoApi {
 
 namespace {
@@ -14,14 +19,14 @@ using Bytes = std::span<const BYTE>;
 
 enum Tag : BYTE { kInteger = 0x02, kOctets = 0x04, kOid = 0x06, kSequence = 0x30, kFirst = 0xA0 };
 
-/// Takes elements off the start of DER. After a failure everything is empty.
+/// Reads elements of DER one after another. After a malformed one everything is empty.
 class Der {
 public:
     explicit Der(Bytes bytes) noexcept : rest_(bytes) {}
 
     bool IsEmpty() const noexcept { return rest_.empty(); }
     Der Enter(Tag tag) noexcept { return Der(Take(tag)); }
-    /// The content of the next element; empty when it is another or malformed.
+    /// The content of the next element; empty when it has another tag or is malformed.
     Bytes Take(Tag tag) noexcept {
         size_t header = 2;
         if (rest_.size() < header || rest_[0] != tag) return Fail();
@@ -60,7 +65,7 @@ constexpr HashKind kHashes[] = {
 };
 constexpr size_t kMaxDigest = 64;
 
-/// PFX and MacData: what the code is made of.
+/// What the code is computed from (PFX and MacData).
 struct Mac {
     Bytes content;
     const HashKind* hash = nullptr;
@@ -132,8 +137,8 @@ BYTE* Repeat(Bytes source, size_t block, BYTE* out) noexcept {
     return out;
 }
 
-/// The text that the key is the repeated hash of: RFC 7292, B.2, which for a key as long as the
-/// digest ends after one round.
+/// The text whose repeated hash is the key (RFC 7292, B.2). For a key as long as the digest the
+/// algorithm ends after one round.
 bool MakeKeyText(const Mac& mac, const wchar_t* passPhrase, SecretBytes& memory,
                  Bytes& text) noexcept {
     constexpr BYTE kForMac = 3;
@@ -173,7 +178,8 @@ MacResult VerifyMac(const Mac& mac, const wchar_t* passPhrase) noexcept {
                                                                     : MacResult::differs;
 }
 
-/// What the file has: what is encrypted as a whole are certificates, keys are encrypted one by one.
+/// What the file has. Safes that are encrypted as a whole hold certificates; keys are encrypted one
+/// by one.
 struct Holdings {
     bool key = false;
     bool certificate = false;

@@ -5,6 +5,9 @@
 #include "kivsec/platform/platform.h"
 #include "kivsec/platform/windows/signer.h"
 
+// CMS (RFC 5652) by CryptoAPI. The system chooses SHA-256 with PKCS#1 v1.5 for RSA keys by itself;
+// for RSA-PSS and elliptic curves it is told the algorithm of the signature.
+
 namespace KivOssSec {
 
 namespace CryptoApi {
@@ -20,26 +23,26 @@ using KivGuiBase::kErrorSigningFailed;
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
-// The structures of the system take names and bytes that they do not change as if they did.
+// The structures of the system take these without const, but do not change them.
 char kSha256[] = szOID_NIST_sha256;
 char kSigningTime[] = szOID_RSA_signingTime;
 char kPss[] = szOID_RSA_SSA_PSS;
 char kEcdsa[] = szOID_ECDSA_SHA256;
 
-/// RFC 4055, 3.1: SHA-256, the mask of SHA-256, a salt of 32 bytes.
+/// RFC 4055, 3.1: SHA-256, mask generation with SHA-256, a salt of 32 bytes.
 BYTE kPssParameters[] = {0x30, 0x34, 0xA0, 0x0F, 0x30, 0x0D, 0x06, 0x09, 0x60, 0x86, 0x48,
                          0x01, 0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0xA1, 0x1C, 0x30,
                          0x1A, 0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01,
                          0x08, 0x30, 0x0D, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03,
                          0x04, 0x02, 0x01, 0x05, 0x00, 0xA2, 0x03, 0x02, 0x01, 0x20};
 
-/// The reason of the system's last call, which failed.
+/// Sets the last error to the reason why the system's last call failed.
 bool FailWithReason() noexcept {
     const uint32_t code = ::GetLastError();
     return Fail(code != ERROR_SUCCESS ? code : uint32_t{kErrorSigningFailed});
 }
 
-/// One signed attribute: the time of now (RFC 5652, 11.3).
+/// A signed attribute: the current time (RFC 5652, 11.3).
 class SigningTime {
 public:
     bool Set() noexcept {
@@ -57,7 +60,8 @@ private:
     CRYPT_ATTRIBUTE attribute_{kSigningTime, 1, &value_};
 };
 
-/// How keys of a kind sign, where the system would not choose it: keys for RSA need nothing.
+/// The algorithm of the signature for keys for which the system does not choose the right one.
+/// Empty for RSA keys.
 CRYPT_ALGORITHM_IDENTIFIER GetSignatureAlgorithm(const CERT_INFO& certificate) noexcept {
     const char* const key = certificate.SubjectPublicKeyInfo.Algorithm.pszObjId;
     if (std::strcmp(key, szOID_RSA_SSA_PSS) == 0) {
@@ -130,7 +134,7 @@ bool Sign(const File& content, const Signer& signer, Blob& signature) noexcept {
         const Message message = Open(signer, time, certificates);
         return message != nullptr && Digest(content, message.get()) &&
                Encode(message.get(), signature);
-    } catch (...) {  // memory, the only thing that a vector throws for
+    } catch (...) {  // a vector throws only when memory runs out
         return Fail(kErrorNotEnoughMemory);
     }
 }

@@ -3,15 +3,18 @@
 #include <cstddef>
 #include <cstring>
 
+// Chooses the signer: the first key of the file whose certificate is there too, and the checks that
+// every reader of the message will make: the kind of key, the dates, the purposes (RFC 8550, 4.4).
+
 namespace KivOssSec::CryptoApi {
 
 namespace {
 
 using KivGuiBase::AnsiStr;
 
-/// Is this the certificate of that key?
+/// Returns true if this is the certificate of that key.
 bool BelongTogether(const CERT_CONTEXT* certificate, const PrivateKey& key) noexcept {
-    // More than the longest public key that the system can use, of 16384 bits, takes.
+    // Enough for the longest public key that the system can use, of 16384 bits.
     alignas(std::max_align_t) BYTE memory[4096];
     auto* const ofKey = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(memory);
     DWORD size = sizeof memory;
@@ -51,7 +54,7 @@ bool CanSign(const CERT_INFO& certificate) noexcept {
     return false;
 }
 
-/// RFC 8550, 4.4.2. What the certificate does not restrict is allowed.
+/// RFC 8550, 4.4.2. A use that the certificate does not restrict is allowed.
 bool HasKeyUsage(CERT_INFO& certificate) noexcept {
     constexpr BYTE kSigning = CERT_DIGITAL_SIGNATURE_KEY_USAGE | CERT_NON_REPUDIATION_KEY_USAGE;
     if (CertFindExtension(szOID_KEY_USAGE, certificate.cExtension, certificate.rgExtension) ==
@@ -63,7 +66,7 @@ bool HasKeyUsage(CERT_INFO& certificate) noexcept {
            (usage & kSigning) != 0;
 }
 
-/// RFC 8550, 4.4.4, in the same way.
+/// RFC 8550, 4.4.4. Here too, what the certificate does not restrict is allowed.
 bool HasExtendedKeyUsage(const CERT_CONTEXT* certificate) noexcept {
     const CERT_INFO& info = *certificate->pCertInfo;
     if (CertFindExtension(szOID_ENHANCED_KEY_USAGE, info.cExtension, info.rgExtension) == nullptr) {

@@ -6,8 +6,8 @@
 
 namespace KivOssSec::CryptoApi {
 
-/// A key container that is removed at the end. It has a name, since Wine keeps the key of one
-/// without a name for ever.
+/// A key container that is removed with this object. It has a name, because Wine never removes the
+/// key of a container without one.
 class TemporaryContainer {
 public:
     TemporaryContainer() noexcept = default;
@@ -27,9 +27,9 @@ private:
 
 /// What a PKCS#12 file holds.
 struct KeyFile {
-    Store certificates;            ///< and their keys in memory, unless `container` is there
-    TemporaryContainer container;  ///< has the one key of the file
-    DWORD keySpec = 0;             ///< which of the container's
+    Store certificates;            ///< with their keys in memory, unless `container` has the key
+    TemporaryContainer container;  ///< has the one key of the file, where one is needed
+    DWORD keySpec = 0;             ///< which of the container's keys it is
 };
 
 /// Who signs.
@@ -39,7 +39,7 @@ struct Signer {
     PrivateKey key;
 };
 
-/// Reads a file's bytes; fails with the last error set. It may have no key or certificate.
+/// Reads a file's bytes; fails with the last error set. The file may have no key or certificate.
 bool ReadPkcs12(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, KeyFile& file) noexcept;
 
 /// The same where the system cannot import a key into memory.
@@ -53,7 +53,7 @@ bool ReadIntoContainer(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFil
 /// @return the last-error code; kErrorSigningFailed for a file without a code that we can compute.
 KivGuiBase::ErrorCode FindReason(const CRYPT_DATA_BLOB& file, const wchar_t* passPhrase) noexcept;
 
-/// Takes the signer from a file's bytes.
+/// Reads the signer from a file's bytes.
 /// @return false, with the last error set, when there is none, or it may not sign mail now.
 bool LoadSigner(SecretBytes& bytes, const KivGuiBase::AnsiStr& passPhrase, Signer& signer) noexcept;
 

@@ -12,6 +12,7 @@
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
 #include "kivgui/memory_file.h"
+#include "kivgui/platform/windows/system.h"
 #include "kivgui/random.h"
 #include "kivgui/utf8.h"
 #include "support/bytes.h"

@@ -1,6 +1,5 @@
-// interop_mail: what our reader finds in messages with the options for mail. Takes their paths from
-// standard input, one a line, and prints one line of JSON for each, of the form that corpus.py
-// compares.
+// interop_mail: what our reader finds in messages by the mail rules. Takes their paths from standard
+// input, one a line, and answers each with a line of JSON, of the form that compare.py compares.
 
 #include <iostream>
 #include <string>
@@ -76,7 +75,7 @@ json Describe(const std::string& path) {
 
 int main() {
     for (std::string path; std::getline(std::cin, path);) {
-        std::cout << Describe(path).dump(-1, ' ', true, json::error_handler_t::replace) << '\n';
+        std::cout << Describe(path).dump(-1, ' ', true, json::error_handler_t::replace)
+                  << std::endl;
     }
-    return std::cout.flush() ? 0 : 1;
 }

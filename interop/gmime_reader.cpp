@@ -1,5 +1,5 @@
-// interop_gmime FILE...: what GMime finds in messages, a line of JSON each, of the form that check.py
-// compares. interop_gmime - takes the paths from standard input, one a line.
+// interop_gmime: what GMime finds in messages. Takes their paths from standard input, one a line, and
+// answers each with a line of JSON, of the form that compare.py compares.
 
 #include <cstdio>
 #include <iostream>
@@ -81,31 +81,23 @@ json Describe(GMimeMessage* message) {
 
 }  // namespace
 
-/// False when GMime makes no message of the file.
-static bool PrintFile(const char* path) {
+static json Read(const char* path) {
     GMimeStream* stream = g_mime_stream_file_open(path, "rb", nullptr);
-    if (stream == nullptr) return false;
+    if (stream == nullptr) return {{"error", "cannot be opened"}};
     GMimeParser* parser = g_mime_parser_new_with_stream(stream);
     GMimeMessage* message = g_mime_parser_construct_message(parser, nullptr);
-    const json found = message != nullptr ? Describe(message) : json{{"error", "no message"}};
-    std::puts(found.dump(-1, ' ', true, json::error_handler_t::replace).c_str());
+    json found = message != nullptr ? Describe(message) : json{{"error", "no message"}};
     if (message != nullptr) g_object_unref(message);
     g_object_unref(parser);
     g_object_unref(stream);
-    return message != nullptr;
+    return found;
 }
 
-int main(int argc, char** argv) {
-    if (argc < 2) return 2;
+int main() {
     g_mime_init();
-    int status = 0;
-    if (std::string(argv[1]) == "-") {
-        for (std::string path; std::getline(std::cin, path);) PrintFile(path.c_str());
-    } else {
-        for (int i = 1; i < argc; ++i) {
-            if (!PrintFile(argv[i])) status = 1;
-        }
+    for (std::string path; std::getline(std::cin, path);) {
+        std::cout << Read(path.c_str()).dump(-1, ' ', true, json::error_handler_t::replace)
+                  << std::endl;
     }
     g_mime_shutdown();
-    return status;
 }

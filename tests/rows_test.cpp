@@ -1,0 +1,314 @@
+// What single functions make of texts: data/rows/NAME.rows has the rows of the function NAME. A row is
+// a line that says why it is there, its input in lines after "< " and its result in lines after "> ";
+// line breaks between lines are LF. Bytes that do not show are escaped as in C, and \{70 x} is a text
+// of 70 "x". "#" begins a comment.
+//
+// When a result differs the file with the new one is written into the build tree.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kivgui/charset.h"
+#include "kivgui/convert.h"
+#include "kivgui/token_iterator.h"
+#include "mime/mime.h"
+#include "parser/reading.h"
+#include "support/bytes.h"
+#include "support/temp_folder.h"
+
+namespace MIME {
+namespace {
+
+namespace fs = std::filesystem;
+using Test::Escape;
+using Test::Reading;
+using Test::ReadWholeFile;
+using Test::ShowFields;
+using Test::ToString;
+using Test::WriteWholeFile;
+
+using Function = std::function<std::string(const std::string& in)>;
+
+/// Name and value of "NAME=VALUE", or the two halves of a text at another separator.
+std::pair<std::string, std::string> Split(const std::string& text, const char* separator = "=") {
+    const size_t at = text.find(separator);
+    return {text.substr(0, at), at == std::string::npos ? "" : text.substr(at + 1)};
+}
+
+std::vector<std::string> SplitLines(std::string text) {
+    std::vector<std::string> lines;
+    for (; !text.empty(); text = Split(text, "\n").second) lines.push_back(Split(text, "\n").first);
+    return lines;
+}
+
+/// "\nWHAT COUNT@FIRST" for a deviation that was found.
+std::string Note(const char* what, unsigned long long count, unsigned long long first) {
+    if (count == 0) return "";
+    return std::string("\n") + what + " " + std::to_string(count) + "@" + std::to_string(first);
+}
+
+std::string Show(const Decoding::BodyResult& got) {
+    return ToString(got.body) + Note("malformed", got.malformed, got.firstMalformed) +
+           Note("blanks", got.blanks, got.firstBlank) +
+           Note("missing padding", got.missingPadding, got.firstMissingPadding) +
+           Note("after padding", got.behindPadding, got.firstBehindPadding);
+}
+
+std::string DecodeParameter(const std::string& in) {
+    ParameterMap map;
+    for (const std::string& line : SplitLines(in)) {
+        const auto [name, value] = Split(line);
+        map.FindOrInsert(AnsiStr(name))->value.value = AnsiStr(value);
+    }
+    const Decoding::ParameterResult got = Decoding::Parameter(map, "filename");
+    return (got.found ? ToString(got.value) : "none") + (got.conflicting ? "\nconflicting" : "") +
+           (got.hadEncodedWord ? "\nencoded word" : "");
+}
+
+std::string EncodeParameter(const std::string& in) {
+    const auto [name, value] = Split(in);
+    const std::string sections(Encoding::EncodeParameter(AnsiStr(name), AnsiStr(value), false));
+    const std::string words(Encoding::EncodeParameter(AnsiStr(name), AnsiStr(value), true));
+    return sections == words ? sections : sections + "\n" + words;
+}
+
+std::string DecodeQuotedPrintableLine(const std::string& in) {
+    Blob out;
+    EXPECT_TRUE(Encoding::QPDecodeLine({in.data(), static_cast<unsigned>(in.size())}, out));
+    return {out.GetData(), out.GetSize()};
+}
+
+std::string ListMailboxes(const std::string& in) {
+    MailboxParser parser((AnsiStr(in)));
+    std::string shown;
+    while (parser.ToNext()) {
+        shown += ToString(parser.GetMailbox()) + " [" + ToString(parser.name) + "] [" +
+                 ToString(parser.address) + "]\n";
+    }
+    return shown + (parser.IsMalformed() ? "malformed" : "end");
+}
+
+std::string CompareWithSubject(const std::string& in) {
+    const auto [file, subject] = Split(in, "\n");
+    std::string shown;
+    for (const bool extensions : {false, true}) {
+        for (const bool ignoreCase : {false, true}) {
+            shown += IsFilenameDerivedFromSubject(AnsiStr(file), AnsiStr(subject), extensions,
+                                                  ignoreCase)
+                         ? " yes"
+                         : " no";
+        }
+    }
+    return shown.substr(1);
+}
+
+std::string ConvertCharset(const std::string& in) {
+    const auto [charset, bytes] = Split(in, "\n");
+    const KivGuiBase::CharsetResult got = KivGuiBase::ConvertToUtf8(bytes, charset);
+    if (!got.known) return "unknown" + ToString(got.text);
+    return ToString(got.text) +
+           (got.replaced == 0 ? "" : "\nreplaced " + std::to_string(got.replaced));
+}
+
+std::string ListTokens(const std::string& in) {
+    std::string shown;
+    KivGuiBase::TokenIterator tokens(AnsiStr(in), ";,");
+    while (tokens.ToNext()) shown += "[" + std::string(tokens.token) + "]";
+    return shown;
+}
+
+/// The fields of a whole header block by the exact rules.
+std::string ReadExactFields(const std::string& in) {
+    const Reading got(in + "\r\nx");
+    EXPECT_EQ(got.error, "boundary missing");
+    return ShowFields(got.part.headers);
+}
+
+/// What is left of a header block that fails.
+std::string ReadExactHeaderBlock(const std::string& in) {
+    const Reading got(in);
+    return got.error + ": " + ShowFields(got.part.headers);
+}
+
+/// Reads the body of a multipart entity by the exact rules, after a beginning that all rows share.
+Function ReadExactly(const std::string& begin) {
+    return [begin](const std::string& in) {
+        const Reading got(begin + in, "multipart/related; boundary=a");
+        EXPECT_EQ(got.error.empty(), got.read);
+        return got.Show();
+    };
+}
+
+std::string ReadExactCopy(const std::string& in) {
+    std::string shown;
+    for (const char* name : {"7BIT", "8bit", "Binary"}) {
+        const std::string begin =
+            "--a\r\nContent-Transfer-Encoding: " + std::string(name) + "\r\n\r\n";
+        const std::string one = ReadExactly(begin)(in);
+        EXPECT_TRUE(shown.empty() || shown == one) << name;
+        shown = one;
+    }
+    return shown;
+}
+
+Function OfStr(AnsiStr (*function)(const AnsiStr&)) {
+    return [function](const std::string& in) { return ToString(function(AnsiStr(in))); };
+}
+
+const std::map<std::string, Function>& GetFunctions() {
+    static const std::map<std::string, Function> functions = {
+        {"charset", ConvertCharset},
+        {"charset_multibyte", ConvertCharset},
+        {"decode_address_words", OfStr(&Decoding::AddressWords)},
+        {"decode_base64",
+         [](const std::string& in) {
+             return Show(Decoding::Base64(in.data(), static_cast<unsigned>(in.size())));
+         }},
+        {"decode_flowed",
+         [](const std::string& in) {
+             return ToString(Decoding::FlowedToParagraphs(AnsiStr(in), false)) + "|" +
+                    ToString(Decoding::FlowedToParagraphs(AnsiStr(in), true));
+         }},
+        {"decode_parameter", DecodeParameter},
+        {"decode_quoted_printable",
+         [](const std::string& in) {
+             return Show(Decoding::QuotedPrintable(in.data(), static_cast<unsigned>(in.size())));
+         }},
+        {"decode_quoted_printable_line", DecodeQuotedPrintableLine},
+        {"decode_words", OfStr(&Decoding::Words)},
+        {"encode_parameter", EncodeParameter},
+        {"encode_quoted_printable",
+         [](const std::string& in) { return ToString(Encoding::QPEncode(AnsiStr(in))); }},
+        {"encode_words",
+         [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), false)); }},
+        {"encode_words_always",
+         [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), true)); }},
+        {"exact_base64", ReadExactly("--a\r\nContent-Transfer-Encoding: base64\r\n\r\n")},
+        {"exact_content_length", ReadExactly("--a\r\nContent-Length: ")},
+        {"exact_copied_bodies", ReadExactCopy},
+        {"exact_fields", ReadExactFields},
+        {"exact_header_blocks", ReadExactHeaderBlock},
+        {"exact_quoted_printable",
+         ReadExactly("--a\r\nContent-Transfer-Encoding: Quoted-Printable\r\n\r\n")},
+        {"exact_second_parts", ReadExactly("--a\r\n\r\n1\r\n--a\r\n")},
+        {"exact_trees", ReadExactly("")},
+        {"fold_header",
+         [](const std::string& in) { return ToString(Encoding::FoldHeader(AnsiStr(in))); }},
+        {"mailboxes", ListMailboxes},
+        {"quote",
+         [](const std::string& in) {
+             const AnsiStr text(in);
+             return ToString(Encoding::Quote(text)) + (Encoding::IsAtom(text) ? " atom" : "");
+         }},
+        {"safe_file_name",
+         [](const std::string& in) { return ToString(KivGuiBase::MakeSafeFileName(AnsiStr(in))); }},
+        {"subject_filename", CompareWithSubject},
+        {"tokens", ListTokens},
+        {"unquote", OfStr(&KivGuiBase::ExtendedUnQuote)},
+    };
+    return functions;
+}
+
+// -------------------------------------------------------------------------------------- the rows --
+
+std::string Unescape(const std::string& shown) {
+    std::string text;
+    for (size_t i = 0; i < shown.size(); ++i) {
+        if (shown[i] != '\\' || i + 1 == shown.size()) {
+            text += shown[i];
+            continue;
+        }
+        const char c = shown[++i];
+        if (c == 'x') {
+            text += static_cast<char>(std::stoi(shown.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else if (c == '{') {
+            const std::string run = shown.substr(i + 1, shown.find('}', i) - i - 1);
+            const auto [count, unit] = Split(run, " ");
+            for (int left = std::stoi(count); left > 0; --left) text += Unescape(unit);
+            i += run.size() + 1;
+        } else {
+            const size_t named = std::string_view("rnt").find(c);
+            text += named == std::string_view::npos ? c : "\r\n\t"[named];
+        }
+    }
+    return text;
+}
+
+struct Row {
+    std::string why;    ///< with the comments before it
+    std::string lines;  ///< the rest as it is in the file
+    std::vector<std::string> in, out;
+};
+
+std::vector<Row> ParseRows(const std::string& text) {
+    std::vector<Row> rows(1);
+    for (const std::string& line : SplitLines(text)) {
+        const bool isIn = line.starts_with('<');
+        if (!isIn && !line.starts_with('>')) {
+            if (!rows.back().in.empty()) rows.emplace_back();
+            rows.back().why += line + "\n";
+        } else {
+            rows.back().lines += line + "\n";
+            (isIn ? rows.back().in : rows.back().out)
+                .push_back(line.size() > 2 ? line.substr(2) : "");
+        }
+    }
+    return rows;
+}
+
+std::string JoinLines(const std::vector<std::string>& shown) {
+    std::string text;
+    for (const std::string& line : shown) {
+        text += (&line == &shown[0] ? "" : "\n") + Unescape(line);
+    }
+    return text;
+}
+
+/// The text as lines of a row, which end at each LF that is not part of a CR LF.
+std::string ShowLines(const char* mark, std::string_view text) {
+    std::string shown = mark;
+    size_t end = text.find('\n');
+    while (end != std::string_view::npos && end > 0 && text[end - 1] == '\r') {
+        end = text.find('\n', end + 1);
+    }
+    shown += Escape(text.substr(0, end)) + "\n";
+    return end == std::string_view::npos ? shown : shown + ShowLines(mark, text.substr(end + 1));
+}
+
+class RowsTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(RowsTest, Gives) {
+    const std::string name = GetParam() + ".rows";
+    const fs::path path = fs::path(MIME_TEST_DATA_DIR) / "rows" / name;
+    const Function& function = GetFunctions().at(GetParam());
+    std::string renewed;
+    for (const Row& row : ParseRows(ReadWholeFile(path.string()))) {
+        const std::string in = JoinLines(row.in);
+        const std::string got = function(in);
+        const bool isRight = got == JoinLines(row.out);
+        EXPECT_TRUE(isRight) << row.why << row.lines << "but gives\n" << ShowLines("> ", got);
+        renewed += row.why + (isRight ? row.lines : ShowLines("< ", in) + ShowLines("> ", got));
+    }
+    if (!HasFailure()) return;
+    const fs::path output = fs::path(MIME_TEST_OUTPUT_DIR) / name;
+    WriteWholeFile(output.string(), renewed);
+    ADD_FAILURE() << path << " differs from " << output;
+}
+
+std::vector<std::string> GetNames() {
+    std::vector<std::string> names;
+    for (const auto& [name, function] : GetFunctions()) names.push_back(name);
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Data, RowsTest, testing::ValuesIn(GetNames()),
+                         [](const auto& test) { return test.param; });
+
+}  // namespace
+}  // namespace MIME
