@@ -11,7 +11,7 @@
 
 namespace MIME {
 
-/// A set of the 16 places of a Vector16: bit i stands for byte i.
+/// A set of the 16 places of a Vector16: bit i is for byte i.
 using PlaceMask = uint32_t;
 inline constexpr PlaceMask kAllPlaces = 0xFFFF;
 

@@ -23,7 +23,7 @@ void AppendAtomOrQuoted(TextBuilder& text, const AnsiStr& value) noexcept {
     text.Append(Encoding::IsAtom(value) ? value : Encoding::Quote(value));
 }
 
-/// Appends a field's value and its parameters as they stand on a header line.
+/// Appends a field's value and its parameters, in the form that they have on a header line.
 void AppendValueText(TextBuilder& text, const HeaderValue& value) noexcept {
     AppendAtomOrQuoted(text, value.value);
     for (const ParameterMap::Node& parameter : value.parameters) {

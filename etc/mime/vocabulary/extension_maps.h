@@ -5,7 +5,7 @@
 
 namespace MIME {
 
-/// From a file-name extension, without its dot, to the media type it stands for. The
+/// From a file-name extension, without its dot, to its media type. The
 /// extensions are in lower case, but for "Z"; the string of each ContentType is empty.
 using FileTypeMap = KivGuiBase::SkipListMap<ContentType, KivGuiBase::ByteOrder>;
 
