@@ -38,8 +38,8 @@ inline std::string MakeBinary(size_t size) {
     return Test::Random(2).Bytes(size);
 }
 
-/// Different bodies of one size, a mebibyte of them or a single larger one: of a short body that
-/// comes again and again the processor learns every branch.
+/// Different bodies of one size, a mebibyte of them or a single larger one: the processor learns every
+/// branch of a short body that is repeated.
 inline std::vector<std::string> MakeBodies(MakeBody makeBody, size_t size) {
     constexpr size_t kTotal = 1 << 20;
     const std::string text = makeBody(std::max(size, kTotal));

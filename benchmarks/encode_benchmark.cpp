@@ -1,4 +1,4 @@
-// The encoders and decoders beside memcpy of the same bytes, which are those that go in.
+// The encoders and decoders, compared with memcpy of their input.
 
 #include <algorithm>
 #include <cstring>
@@ -73,7 +73,7 @@ void QpDecode(benchmark::State& state, MakeBody makeBody) {
 BENCHMARK_CAPTURE(QpDecode, text, MakeProse)->Arg(kSize);
 BENCHMARK_CAPTURE(QpDecode, binary, MakeBinary)->Arg(kSize);
 
-/// As the reader of mail does, whose decoder tolerates more; in pieces of 16 KiB.
+/// As the mail rules do, whose decoder tolerates more; in pieces of 16 KiB.
 template <class Decoder>
 void DecodeLeniently(benchmark::State& state, const AnsiStr& text) {
     constexpr size_t kPiece = 0x4000;

@@ -7,8 +7,8 @@
 
 namespace MIME::Bench {
 
-/// Says how many bytes one iteration takes, and which benchmark of the same run does the least
-/// work that the same bytes need. The table puts the two side by side.
+/// Sets how many bytes one iteration takes, and which benchmark of the same run does the least work
+/// that these bytes need: the floor. The table compares the two.
 inline void SetBytesAndFloor(benchmark::State& state, uint64_t bytes, const std::string& floor) {
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes));
     state.SetLabel(floor);

@@ -1,5 +1,5 @@
-// The lookups between extensions and media types beside a std::unordered_map that holds the same
-// keys. (The map is asked in lower case; our lookups also fold the case.)
+// The lookups between extensions and media types, compared with a std::unordered_map of the same keys.
+// (The map is asked in lower case; our lookups also fold the case.)
 
 #include <set>
 #include <string>

@@ -9,7 +9,7 @@
 
 namespace MIME::Bench {
 
-/// Deletes every file in the folder, while the clock stands.
+/// Deletes every file in the folder, with the clock stopped.
 void WipeUntimed(benchmark::State& state, const Test::TempFolder& folder);
 
 /// The sizes of the files in the folder.

@@ -2,8 +2,8 @@
 // several MIME libraries are compared on the same messages.
 //
 // usage: peer_harness CORPUSDIR NAME TASK [TMPDIR [REPS [BUDGET_SECONDS]]]
-//   a  read every message; each decoded body goes into its own new file
-//   m  the same with the options for mail
+//   a  read every message with the exact rules; each decoded body is written to a new file
+//   m  the same with the mail rules
 //   e  write trees whose bodies are held decoded, one new file per message
 //   s  print the sha256 of all decoded bodies in document order, untimed
 // The first round is a warm-up; deleting files is not timed.
@@ -196,7 +196,7 @@ void Print(const char* task, const char* corpus, size_t bytes, Result result) {
         result.counts.files, result.counts.bytes, result.sha256.c_str());
 }
 
-/// A new folder that goes with its content; TMPDIR names it while it lives.
+/// A new folder that is removed with its content. TMPDIR is set to it meanwhile.
 class WorkFolder {
 public:
     explicit WorkFolder(const fs::path& parent) {

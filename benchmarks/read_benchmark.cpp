@@ -1,5 +1,5 @@
-// Reading messages in memory, every body decoded into its own new file, beside creating, writing
-// and closing files of the same sizes; and reading them with the options for mail, beside that.
+// Reading messages in memory, with the exact rules and with the mail rules, every body decoded into a
+// new file; compared with creating, writing and closing files of the same sizes.
 
 #include <string>
 #include <vector>

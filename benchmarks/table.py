@@ -32,7 +32,7 @@ def load(path):
     with open(path, encoding="utf-8") as file:
         document = json.load(file)
     results = {}
-    # The runs stand in random order; the table has the order of the source.
+    # The runs are in random order; the table has the order of the source.
     for run in sorted(document["benchmarks"],
                       key=lambda run: (run["family_index"], run["per_family_instance_index"])):
         if run.get("error_occurred"):

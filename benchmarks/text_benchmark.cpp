@@ -1,5 +1,4 @@
-// The header encoders and the writers of text beside memcpy of the same bytes, which are those that
-// come out.
+// The header encoders and the writers of text, compared with memcpy of their output.
 
 #include <algorithm>
 #include <string>
@@ -11,7 +10,7 @@
 namespace MIME::Bench {
 namespace {
 
-constexpr int64_t kSize = 1 << 20;  // bytes of what goes in
+constexpr int64_t kSize = 1 << 20;  // bytes of input
 
 AnsiStr MakeText(size_t size) {
     const std::string text = MakeProse(size);
@@ -60,7 +59,7 @@ void FillTree(Part& top, const AnsiStr& text) {
     }
 }
 
-/// Measures a function whose result is a text, with the bytes of that text.
+/// Measures a function that returns a text, in bytes of that text.
 template <class Make>
 void Measure(benchmark::State& state, Make make) {
     const size_t bytes = make().GetLength();

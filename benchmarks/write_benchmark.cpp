@@ -1,5 +1,5 @@
-// Streaming trees whose bodies are held decoded in files into new files, beside reading the same
-// body files and creating, writing and closing message files of the same sizes.
+// Writing trees whose decoded bodies are in files; compared with reading the same body files and
+// creating, writing and closing message files of the same sizes.
 
 #include <memory>
 #include <stdexcept>

@@ -5,7 +5,7 @@
 
 namespace MIME::Fuzz {
 
-/// Ends the process, which libFuzzer takes for a crash, when something is not as it must be.
+/// Aborts the process, which libFuzzer reports as a crash, when a condition does not hold.
 inline void Check(bool holds, const char* what) {
     if (holds) return;
     std::fprintf(stderr, "fuzz check failed: %s\n", what);

@@ -43,6 +43,13 @@ constexpr char* WriteHexPair(char c, char* out) noexcept {
     return out + 2;
 }
 
+/// Reads the two digits of the escape at the start of `text`, after its mark. @return the byte, or a
+/// value above 0xFF when the text is too short or one is no digit.
+constexpr unsigned ReadHexEscape(std::string_view text) noexcept {
+    return text.size() < kHexEscapeLength ? unsigned{kNoHexDigit} + 1
+                                          : ReadHexPair(text.data() + 1);
+}
+
 /// Writes a byte as `mark` and two upper-case digits: "=" in quoted-printable and encoded words
 /// (RFC 2045, 6.7 (1)), "%" in extended parameters (RFC 2231, 7). @return the end.
 constexpr char* WriteHexEscape(char mark, char c, char* out) noexcept {

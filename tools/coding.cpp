@@ -153,8 +153,7 @@ std::optional<std::string> DecodeQ(std::string_view text) {
             bytes += text[i] == '_' ? ' ' : text[i];
             continue;
         }
-        if (text.size() - i < KivGuiBase::kHexEscapeLength) return std::nullopt;
-        const unsigned byte = KivGuiBase::ReadHexPair(&text[i + 1]);
+        const unsigned byte = KivGuiBase::ReadHexEscape(text.substr(i));
         if (byte > 0xFF) return std::nullopt;
         bytes += static_cast<char>(byte);
         i += KivGuiBase::kHexEscapeLength - 1;

@@ -7,8 +7,8 @@
 
 #include "message_source.h"
 
-/// The subcommands, each in a file of its own. They print to standard output, give the exit
-/// status, and throw Failure.
+/// The subcommands, each in its own file. They print to standard output, return the exit status, and
+/// throw Failure.
 namespace Tool {
 
 struct ShowOptions {
@@ -29,7 +29,7 @@ int Lint(const LintOptions& options);
 struct TextOptions {
     Source source;
 };
-/// Prints what people would read.
+/// Prints the readable text.
 int PrintText(const TextOptions& options);
 
 struct ExtractOptions {
@@ -42,7 +42,7 @@ int Extract(const ExtractOptions& options);
 struct RewriteOptions {
     Source source;
     std::string target;     ///< a path, or "-" for standard output
-    bool bodyOnly = false;  ///< leave the header block out and print the Content-Type value
+    bool bodyOnly = false;  ///< leaves out the header block and prints the value of Content-Type
 };
 int Rewrite(const RewriteOptions& options);
 
@@ -51,8 +51,8 @@ struct BuildOptions {
     std::string subject;
     std::string text, html;  ///< paths, or "-" for standard input; empty: none
     std::vector<std::string> inlineFiles, attachments;
-    std::string date, messageId;   ///< values of the fields; empty: made up
-    std::optional<uint64_t> seed;  ///< fixes what is made up
+    std::string date, messageId;   ///< values of the fields; empty: generated
+    std::optional<uint64_t> seed;  ///< makes what is generated the same on every run
     std::string target = "-";      ///< a path, or "-" for standard output
 };
 int Build(const BuildOptions& options);
@@ -66,7 +66,7 @@ struct SignOptions {
 int Sign(const SignOptions& options);
 
 enum class Coding { base64, quotedPrintable, word };
-/// Standard input to standard output.
+/// From standard input to standard output.
 int Encode(Coding coding);
 int Decode(Coding coding);
 

@@ -22,15 +22,13 @@ struct Entity {
     bool IsLeaf() const { return part->parts.IsEmpty() && part->info.boundary.IsEmpty(); }
 };
 
-/// All entities of a message, each before its children, in a list: a tree may be deeper than the
-/// stack.
+/// All entities of a message as a list, each before its children: a tree may be deeper than the stack.
 ///
-/// An entity more than 16 levels down is called by its position in the list, from "@1" for the
-/// whole message, because dotted indices of a deep tree would take memory as its depth squared.
+/// The index of an entity more than 16 levels down is its position in the list, from "@1" for the
+/// whole message: dotted indices of a deep tree would take memory quadratic in its depth.
 std::vector<Entity> ListEntities(const MIME::Part& message);
 
-/// The entity that `index` names, dotted or by position, and all below it; empty when there is
-/// none.
+/// The entity with that index, dotted or by position, and all below it; empty when there is none.
 std::span<const Entity> FindSubtree(const std::vector<Entity>& entities, const std::string& index);
 
 /// The media type as the entity states it; empty when it does not.

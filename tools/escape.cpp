@@ -5,6 +5,10 @@
 #include "kivgui/ascii.h"
 #include "kivgui/utf8.h"
 
+// Goes through the text character by character. Only well-formed UTF-8 outside the listed ranges is
+// copied; every other byte or character is spelled out in ASCII, so the result has no byte that a
+// terminal obeys, and no character that changes how the rest is shown.
+
 namespace Tool {
 
 using KivGuiBase::kUpperHexDigits;

@@ -8,6 +8,11 @@
 #include "kivgui/ascii.h"
 #include "kivgui/utf8.h"
 
+// One pass over the HTML, a state machine with two states: shown text, or inside an element that is
+// not shown (`hidden_`), which only its own end tag leaves. White space is remembered and written as
+// one space before the next text, and forgotten at a line break. A tag or comment that does not end
+// takes all the rest, so nothing is looked at twice.
+
 namespace Tool {
 
 namespace {
@@ -37,13 +42,13 @@ bool Has(const std::array<std::string_view, kCount>& names, std::string_view nam
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// Nothing for a number that is no character.
+/// The character as UTF-8; empty for a number that is not a character.
 std::string EncodeCharacter(unsigned character) {
     char bytes[4];
     return {bytes, KivGuiBase::EncodeUtf8(character, bytes)};
 }
 
-/// What stands between "&" and ";" as text; empty when it is not known.
+/// The text of a character reference, given without "&" and ";"; empty when it is not known.
 std::string DecodeEntity(std::string_view name) {
     for (const Entity& entity : kEntities) {
         if (entity.name == name) return std::string(entity.text);

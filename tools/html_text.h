@@ -5,9 +5,9 @@
 
 namespace Tool {
 
-/// What a reader would see of an HTML text in UTF-8, roughly: tags, comments, styles and scripts
-/// are taken out, blocks begin on a line of their own, white space is joined. Any text gives some
-/// result, in linear time; it is not escaped.
+/// Roughly what a browser would show of an HTML text in UTF-8: tags, comments, styles and scripts are
+/// removed, blocks begin on their own lines, and runs of white space become one space. Works for any
+/// text, in linear time. The result is not escaped.
 std::string StripHtml(std::string_view html);
 
 }  // namespace Tool

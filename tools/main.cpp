@@ -40,10 +40,10 @@ struct CommandLine {
 void AddSource(CLI::App& command, Tool::Source& source) {
     command.add_option("FILE", source.file, "The message; - is standard input")->required();
     command.add_option("--content-type", source.contentType,
-                       "The value of a Content-Type field that travelled apart: FILE then starts "
-                       "with the body");
+                       "The value of Content-Type when it is not in FILE, which then starts with "
+                       "the body");
     command.add_flag("--strict", source.strict,
-                     "Read by the library's exact rules, not mail as it really is");
+                     "Read with the exact rules instead of the mail rules");
 }
 
 void AddShow(CLI::App& app, CommandLine& line) {
@@ -61,7 +61,8 @@ void AddText(CLI::App& app, CommandLine& line) {
 }
 
 void AddLint(CLI::App& app, CommandLine& line) {
-    CLI::App& command = *app.add_subcommand("lint", "Print what is not as the RFCs have it");
+    CLI::App& command =
+        *app.add_subcommand("lint", "Print where the message departs from the RFCs");
     AddSource(command, line.lint.source);
     command.add_flag("--json", line.lint.json, "Print JSON");
     command.callback([&line] { line.command = [&line] { return Tool::Lint(line.lint); }; });
@@ -71,8 +72,10 @@ void AddExtract(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("extract", "Write decoded bodies into a folder");
     AddSource(command, line.extract.source);
     command.add_option("PART", line.extract.part,
-                       "Only this entity and what is below it: an index that show prints");
-    command.add_option("-d,--directory", line.extract.folder, "The folder, made when missing")
+                       "Only this entity and those below it: an index that show prints");
+    command
+        .add_option("-d,--directory", line.extract.folder,
+                    "The folder, created if it does not exist")
         ->required()
         ->type_name("DIR");
     command.callback([&line] { line.command = [&line] { return Tool::Extract(line.extract); }; });
@@ -104,11 +107,12 @@ void AddBuildHeaders(CLI::App& command, Tool::BuildOptions& build) {
     AddList(command, "--from", build.from, "The sender: one mailbox", false)->required();
     AddList(command, "--to", build.to, "Recipients: an address list", false);
     AddList(command, "--cc", build.cc, "More recipients", false);
-    AddList(command, "--bcc", build.bcc, "Recipients that the others are not to see", false);
+    AddList(command, "--bcc", build.bcc, "Recipients whom the others do not see", false);
     command.add_option("--subject", build.subject, "The subject");
-    command.add_option("--date", build.date, "The value of Date; else the time of now");
-    command.add_option("--message-id", build.messageId, "The value of Message-ID");
-    command.add_option("--seed", build.seed, "The same message on every run; for tests");
+    command.add_option("--date", build.date, "The value of Date instead of the current time");
+    command.add_option("--message-id", build.messageId,
+                       "The value of Message-ID instead of a new one");
+    command.add_option("--seed", build.seed, "Make the same message on every run, for tests");
 }
 
 void AddBuild(CLI::App& app, CommandLine& line) {
@@ -168,15 +172,16 @@ void AddCoding(CLI::App& app, CommandLine& line, const std::string& name, const 
 }
 
 void AddType(CLI::App& app, CommandLine& line) {
-    CLI::App& command =
-        *app.add_subcommand("type", "Look up media types by extension, and the other way round");
+    CLI::App& command = *app.add_subcommand(
+        "type", "Look up media types by extension, and extensions by media type");
     command
-        .add_option("NAME", line.type.names, "An extension, a file name, or a media type (has a /)")
+        .add_option("NAME", line.type.names,
+                    "An extension, a file name, or a media type (with a /)")
         ->required();
     command.callback([&line] { line.command = [&line] { return Tool::LookUpTypes(line.type); }; });
 }
 
-/// Prints CLI11's help, or its complaint with the help; both may quote the command line.
+/// Prints the help, or an error message with the help. Both may quote the command line.
 int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
     std::ostringstream out;
     std::ostringstream complaint;
@@ -233,8 +238,8 @@ int main(int argc, char** argv) {
     } catch (const std::exception& error) {
         reason = error.what();
     }
-    // First, because this waits when an interrupt is removing the files: what fails for want of
-    // them is not worth a message.
+    // First, because this waits while an interrupt is removing the files: an error that comes from
+    // their absence is not worth a message.
     Tool::Leftovers::RemoveAll();
     if (!reason.empty()) Tool::PrintError(reason);
     return status;

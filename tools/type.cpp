@@ -13,8 +13,8 @@ using MIME::AnsiStr;
 
 namespace {
 
-/// The extension that stands for a media type, or the media type of a file name or an extension;
-/// empty when it is not known.
+/// The preferred extension of a media type, or the media type of a file name or an extension; empty
+/// when it is not known.
 AnsiStr LookUp(const std::string& name) {
     AnsiStr found;
     if (name.find('/') != std::string::npos) {

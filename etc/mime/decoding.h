@@ -9,40 +9,40 @@ using KivGuiBase::AnsiStr;
 
 class ParameterMap;
 
-/// The decoders: what stands in header fields and bodies, as text and bytes. Pure functions, any
-/// thread, linear in their input; nothing throws.
+/// The decoders of header fields and bodies. Pure functions, any thread, linear in their input;
+/// nothing throws.
 ///
 /// They read what mail programs send, not only what the RFCs allow; docs/decoding.md lists the
-/// departures. Decoded header text never holds a CR, LF or NUL that did not stand bare in the
-/// field: one that was encoded becomes a space, so that no field can end inside a value.
+/// departures. In decoded header text, an encoded CR, LF or NUL becomes a space, so that no field
+/// can end inside a value; only those that were bare in the field remain.
 class KIV_EXPORT Decoding {
 public:
     /// Decodes the encoded words of an unstructured field, such as Subject, to UTF-8 (RFC 2047).
     ///
     /// White space between adjacent words is dropped, and words of the same charset are joined
-    /// before they are converted, so that a character may be divided between them. A word with
-    /// an unknown charset, or that is malformed, stays as it stands, and so do raw 8-bit bytes
-    /// outside words. Malformed sequences inside a word become U+FFFD.
+    /// before they are converted, so that a character may be divided between them. A word in an
+    /// unknown charset, a malformed word, and raw 8-bit bytes outside words are left unchanged.
+    /// Malformed sequences inside a word become U+FFFD.
     ///
-    /// @return the same handle for a text without "=?"; empty when memory runs out.
+    /// @return `text` itself when it has no encoded word; empty when memory runs out.
     ///
     ///   Decoding::Words("=?utf-8?Q?Gr=C3=BC=C3?= =?utf-8?Q?=9Fe?=");   // "Gr\u00FC\u00DFe"
     static AnsiStr Words(const AnsiStr& text) noexcept;
 
     /// The same for address lists: From, To, Cc and the like (RFC 5322, 3.4).
     ///
-    /// Display names, comments and quoted-strings are decoded (words in quoted-strings too, where
-    /// RFC 2047, 5 forbids them but many senders write them); addresses are not. A display name
-    /// that cannot stand bare once it is decoded is put in quotes, so no name can become an
-    /// address or a second mailbox.
+    /// Display names, comments and quoted-strings are decoded, addresses are not. (RFC 2047, 5
+    /// forbids encoded words in quoted-strings, but many senders write them.) A decoded display
+    /// name is put in quotes where it needs them, so no name can become an address or a second
+    /// mailbox.
     ///
     ///   Decoding::AddressWords("=?utf-8?Q?Doe=2C_John?= <a@b>");   // "\"Doe, John\" <a@b>"
     static AnsiStr AddressWords(const AnsiStr& text) noexcept;
 
     struct KIV_EXPORT ParameterResult {
-        AnsiStr value;                ///< UTF-8, except for raw 8-bit bytes, which stay
-        bool found = false;           ///< there is a parameter of that name, in whatever form
-        bool conflicting = false;     ///< the plain and the extended form say different things
+        AnsiStr value;                ///< UTF-8, except for raw 8-bit bytes, which are kept
+        bool found = false;           ///< there is a parameter of that name, in any form
+        bool conflicting = false;     ///< the plain and the extended form have different values
         bool hadEncodedWord = false;  ///< `value` comes from encoded words (RFC 2047)
     };
 
@@ -50,57 +50,57 @@ public:
     /// "name*1*" ... up to the first that is missing (RFC 2231), else from "name", where encoded
     /// words are decoded.
     ///
-    /// An extended form in an unknown charset gives way to a plain one; alone it is read as
-    /// us-ascii. The map is not changed.
+    /// When the charset of an extended form is unknown, the plain form is used if there is one;
+    /// otherwise the value is read as us-ascii. The map is not changed.
     static ParameterResult Parameter(const ParameterMap& parameters, const AnsiStr& name) noexcept;
 
-    /// A decoded body, and what had to be tolerated in its text. Offsets count bytes of the text
-    /// and mean something only when their count or flag is set.
+    /// A decoded body, and what had to be tolerated in its text. Offsets count bytes of the text;
+    /// one is valid only when its count is not 0.
     struct KIV_EXPORT BodyResult {
-        AnsiStr body;           ///< bytes, NULs among them
+        AnsiStr body;           ///< may contain NULs
         bool complete = false;  ///< false when memory ran out; `body` is then empty
 
-        /// Quoted-printable: each "=" that begins no escape, kept as it stands. Base64: each
-        /// character outside the alphabet, white space apart, and each "=" out of place.
+        /// Quoted-printable: each "=" that does not begin an escape, which is kept. Base64: each
+        /// character outside the alphabet except white space, and each misplaced "=".
         unsigned long long malformed = 0;
         unsigned long long firstMalformed = 0;
-        /// Quoted-printable: lines that ended in white space, which is dropped (RFC 2045, 6.7
+        /// Quoted-printable: lines with white space at the end, which is dropped (RFC 2045, 6.7
         /// (3)). Base64: spaces and tabs.
         unsigned long long blanks = 0;
         unsigned long long firstBlank = 0;
-        /// Base64: runs of groups that end without their whole padding.
+        /// Base64: runs of groups that end with too little padding.
         unsigned long long missingPadding = 0;
         unsigned long long firstMissingPadding = 0;
-        /// Base64: runs of groups that begin behind the padding of another; they are decoded.
+        /// Base64: runs of groups that begin after the padding of another; they are decoded.
         unsigned long long behindPadding = 0;
         unsigned long long firstBehindPadding = 0;
     };
 
-    /// Decodes a quoted-printable body (RFC 2045, 6.7). Line ends, CR LF or LF, stay as they are.
+    /// Decodes a quoted-printable body (RFC 2045, 6.7). Line ends, CR LF or LF, are kept.
     static BodyResult QuotedPrintable(const char* text, unsigned size) noexcept;
 
-    /// Decodes a base64 body (RFC 2045, 6.8), passing over what is not of the alphabet.
+    /// Decodes a base64 body (RFC 2045, 6.8). Characters outside the alphabet are skipped.
     static BodyResult Base64(const char* text, unsigned size) noexcept;
 
     struct KIV_EXPORT TextResult {
         AnsiStr text;                     ///< UTF-8; empty for an unknown charset
-        bool known = false;               ///< is the charset known?
+        bool known = false;               ///< the charset is known
         unsigned long long replaced = 0;  ///< malformed sequences, each now U+FFFD
     };
 
-    /// Converts a body, without its transfer encoding, from its charset to UTF-8.
+    /// Converts a decoded body from its charset to UTF-8.
     ///
-    /// Known are the charsets of the system and the names for them that are usual in mail. An
-    /// empty name means us-ascii (RFC 2045, 5.2). When memory runs out, or the text would pass
-    /// AnsiStr::kMaxLength, `text` is empty though `known` is set.
+    /// The charsets of the system are known, under their usual names in mail. An empty name means
+    /// us-ascii (RFC 2045, 5.2). When memory runs out, or the text would exceed
+    /// AnsiStr::kMaxLength, `text` is empty although `known` is set.
     static TextResult ToUtf8(const char* body, unsigned size, const AnsiStr& charset) noexcept;
 
-    /// Joins the lines of a format=flowed text (RFC 3676) to paragraphs, one a line, each ending
-    /// in CR LF. Space-stuffing is taken off; quoted paragraphs begin with "> " per level.
+    /// Joins the lines of a format=flowed text (RFC 3676) into paragraphs, one per line, each ending
+    /// in CR LF. Space-stuffing is removed; a quoted paragraph begins with "> " for each level.
     ///
     /// @param text         the decoded body; lines end in CR LF or LF.
-    /// @param deleteSpace  the parameter "delsp=yes": the space that marks a flowed line is not
-    ///                     part of the text.
+    /// @param deleteSpace  the parameter "delsp=yes" is set: the space that marks a flowed line is
+    ///                     not part of the text.
     /// @return empty when memory runs out.
     static AnsiStr FlowedToParagraphs(const AnsiStr& text, bool deleteSpace) noexcept;
 };

@@ -15,8 +15,8 @@
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
 ///
 /// The tree. A message is a tree of `Part`: each has header fields (`headers`), a summary of them
-/// (`info`) and either children (`parts`) or a body (`data`). Fields are public; hosts read and
-/// write them directly.
+/// (`info`) and either children (`parts`) or a body (`data`). These members are public, and hosts
+/// read and write them directly.
 ///
 ///   MIME::Part message;
 ///   MIME::AnsiStr error;
@@ -25,17 +25,20 @@
 ///       Use(part->info.contentType.GetStr(), part->data.file.GetPath());
 ///   }
 ///
-/// Text is bytes; only `Decoding` (decoding.h) converts character sets. Output lines end in CR LF,
-/// and on input only CR LF ends a line. Names of header fields and parameters compare without
-/// regard to case. Mail as it travels is read with options, which lift these rules:
+/// Text is bytes; only `Decoding` (decoding.h) converts charsets. Output lines end in CR LF, and on
+/// input only CR LF ends a line. Names of header fields and parameters are compared without regard
+/// to ASCII case. These are the exact rules; for real mail there are the mail rules:
 ///
 ///   message.Read(text, size, error, MIME::ReadOptions::Mail());
 ///
 /// Failure is a `bool` or an empty text; nothing is thrown. File operations leave the reason in
-/// the calling thread's last error (`KivGuiBase::GetLastError`).
+/// the calling thread's last error (`KivGuiBase::GetLastError`, kivgui/error.h).
 ///
-/// Threads. A tree belongs to one thread at a time; different trees may be used at once. The
-/// encoders and the vocabulary are pure functions.
+/// Threads. A tree belongs to one thread at a time; different trees may be used at the same time.
+/// The encoders and the vocabulary are pure functions.
+///
+/// This header includes what its own declarations need. Hosts that use more of the base layer
+/// include kivgui/kivgui.h.
 namespace MIME {
 
 using KivGuiBase::AnsiStr;
@@ -47,23 +50,23 @@ using KivGuiBase::SharedArray;
 
 // ------------------------------------------------------------------------------- vocabulary --
 
-/// Top-level media types (RFC 2046, 2). The values are interface: hosts may store them.
+/// Top-level media types (RFC 2046, 2). The values are part of the interface: hosts may store them.
 namespace Type {
 enum keys : unsigned {
 #define MIME_TYPE(name, text) name,
 #include "mime/vocabulary/types.inc"
 };
-/// The type's text; empty for a value that is none.
+/// The type's text; empty for a number that is not a key.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
 }  // namespace Type
 
-/// Media subtypes. A name does not say which type it belongs to; some names differ in case alone.
+/// Media subtypes. A name may belong to several types; some names differ only in case.
 namespace SubType {
 enum keys : unsigned {
 #define MIME_SUBTYPE(name, text) name,
 #include "mime/vocabulary/subtypes.inc"
 };
-/// The subtype's text; empty for a value that is none.
+/// The subtype's text; empty for a number that is not a key.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
 }  // namespace SubType
 
@@ -73,28 +76,28 @@ enum keys : unsigned {
 #define MIME_HEADER(name, text) name,
 #include "mime/vocabulary/headers.inc"
 };
-/// The field's name as it is written; empty for a value that is none.
+/// The field's name as it is written; empty for a number that is not a key.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
 }  // namespace Header
 
-/// The type's text, "/" and the subtype's text. A value that is none gives an empty part.
+/// The type's text, "/" and the subtype's text. A number that is not a key has an empty text.
 KIV_EXPORT AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept;
 
-/// A media type: a text, or two keys that stand for one.
+/// A media type: a text, or two keys from which the text is made.
 struct ContentType {
-    AnsiStr str;  ///< type "/" subtype; when not empty, the keys do not count for the text
+    AnsiStr str;  ///< type "/" subtype; when it is empty, the keys give the text
     Type::keys type = Type::invalid;
     SubType::keys subType = SubType::invalid;
 
-    /// The media type as text: `str`, or what the keys stand for when it is empty.
+    /// The media type as text: `str`, or the text of the keys when `str` is empty.
     AnsiStr GetStr() const noexcept { return str.IsEmpty() ? CanonicType(type, subType) : str; }
 };
 
 /// @name Lookups between file-name extensions and media types
-/// An extension has no dot, except that GetTypeStrFromExt takes one off. ASCII case is ignored.
-/// Nothing else is trimmed: "text/plain; charset=x" is no known type.
-/// @return true when the table had an entry; otherwise the result is application/octet-stream,
-///         or the empty extension. Any thread; the first call of the process builds the tables.
+/// An extension is given without its dot; only GetTypeStrFromExt ignores one. ASCII case is ignored.
+/// Nothing is trimmed: "text/plain; charset=x" is not a known type.
+/// @return true when the table has an entry; otherwise the result is application/octet-stream, or
+///         the empty extension. Any thread; the first call in the process builds the tables.
 /// @{
 KIV_EXPORT bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept;
 KIV_EXPORT bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type,
@@ -108,23 +111,23 @@ KIV_EXPORT bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept
 /// The value of one parameter of a header field (RFC 2045, 5.1).
 struct KIV_EXPORT ParameterValue {
     AnsiStr value;     ///< without quotes; empty for a parameter that had no "="
-    bool raw = false;  ///< Serialize writes `value` as it stands; the reader stores false
+    bool raw = false;  ///< Serialize writes `value` unchanged; the reader stores false
 
-    /// The parameter as header text, without the ";" before it: Encoding::EncodeParameter's
-    /// result, or when `raw` is set a space, the name, "=" and the value, which then is the
-    /// caller's to make safe.
+    /// The parameter as header text, without the ";" before it: what Encoding::EncodeParameter
+    /// returns. When `raw` is set: a space, the name, "=" and the value, and the caller must see
+    /// to it that the value is safe in a header.
     AnsiStr Serialize(const AnsiStr& name, bool useEncodedWords) const noexcept;
 };
 
 /// Parameters by name, in alphabetical order, case ignored.
 ///
-/// `FindOrInsert` gives an entry with `.key` and `.value`, and makes it when it is missing; an
-/// entry that is there takes the spelling it was looked up with. `Find` never inserts. Walk it
-/// with range-for.
+/// `FindOrInsert` returns an entry with `.key` and `.value`, which it adds when it is missing; an
+/// existing entry gets the spelling of the key that was looked up. It returns null when memory runs
+/// out. `Find` never inserts. Iterate with range-for.
 class KIV_EXPORT ParameterMap
     : public KivGuiBase::SkipListMap<ParameterValue, KivGuiBase::CaselessOrder> {
 public:
-    /// Takes over every parameter of `source`; parameters of other names stay.
+    /// Copies every parameter of `source`; parameters with other names are kept.
     /// @return false when memory runs out before all are copied.
     bool CopyFrom(const ParameterMap& source) noexcept;
 
@@ -134,7 +137,7 @@ public:
 
 /// The value of one header field.
 struct HeaderValue {
-    AnsiStr value;  ///< without the parameters; empty means that the field is absent for writers
+    AnsiStr value;  ///< without the parameters; writers leave out a field whose value is empty
     ParameterMap parameters;
 };
 
@@ -153,27 +156,27 @@ public:
     ///   const AnsiStr charset = part.headers.GetParameter("Content-Type", "charset");
     AnsiStr GetParameter(const AnsiStr& field, const AnsiStr& parameter) const noexcept;
 
-    /// Takes over every field of `source` with its value and exactly its parameters; fields of
-    /// other names stay. Copying a map into itself changes nothing.
+    /// Copies every field of `source`, its value and exactly its parameters; fields with other
+    /// names are kept. Copying a map into itself changes nothing.
     /// @return false when memory runs out before all are copied.
     bool CopyFrom(const HeaderMap& source) noexcept;
 
     /// The fields as text, folded, each line ending in CR LF; without the empty line that ends a
     /// header block. Fields with an empty value are left out.
     ///
-    /// "Mime-Version" comes first, then the others in order. Values that are not ASCII, or hold a
-    /// CR or LF, become encoded words; parameters are encoded too, those of Content-Type in the
-    /// form that mail programs read best. "From", "Reply-To", "Sender", "To", "Cc" and "Bcc" are
-    /// written one mailbox a line, up to the first malformed one (MailboxParser); with none at
-    /// all, like any other value.
+    /// "Mime-Version" comes first, then the others in order. Values that are not ASCII, or have a
+    /// CR or LF, become encoded words (RFC 2047); parameters are encoded too, those of Content-Type
+    /// in the form that most mail programs read. "From", "Reply-To", "Sender", "To", "Cc" and "Bcc"
+    /// are written with one mailbox per line, up to the first malformed one (MailboxParser); if no
+    /// mailbox is found, like any other value.
     ///
-    /// Whatever a value, a name or a parameter holds, it cannot end its field and begin another:
-    /// every line behind the first begins with white space. A field's name is written as it is.
+    /// No value or parameter, whatever it contains, can end its field and begin another: every line
+    /// after the first begins with white space. Field names are written unchanged.
     ///
     /// @param contentOnly  leaves out fields whose names do not begin with "Content-", except
     ///                     "Mime-Version".
     /// @param skipContent  leaves out "Mime-Version" and fields whose names begin with "Content-".
-    /// @return empty when nothing is to be written, or memory runs out.
+    /// @return empty when there is nothing to write, or memory runs out.
     AnsiStr Serialize(bool contentOnly, bool skipContent) const noexcept;
 };
 
@@ -185,9 +188,9 @@ enum keys : unsigned {
 #define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) key,
 #include "mime/encoding/transfer_encodings.inc"
 };
-/// The value of Content-Transfer-Encoding; empty for a value that is none.
+/// The value of Content-Transfer-Encoding; empty for a number that is not a key.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
-/// Returns true if an encoded body is the body itself; false for a value that is none.
+/// Returns true if an encoded body is the body itself; false for a number that is not a key.
 constexpr bool IsIdentity(keys encoding) noexcept {
     switch (encoding) {
 #define MIME_TRANSFER_ENCODING(key, text, isIdentity, codec) \
@@ -205,21 +208,21 @@ struct KIV_EXPORT Info {
     ContentType contentType;
     AnsiStr boundary;  ///< without the leading "--"; not empty for a multipart entity
     AnsiStr charset;   ///< set by hosts for writing; the reader leaves it empty
-    /// The entity is a message/rfc822 or the like (RFC 2046, 5.2.1): its one child is the message
-    /// that it carries, and writers write that, and no other child, without boundary lines. Set by
-    /// the mail rules.
+    /// The entity is a message/rfc822 or similar (RFC 2046, 5.2.1): its first child is the message
+    /// that it carries. Writers write that child alone, without boundary lines. Set by the mail
+    /// rules.
     bool isMessage = false;
 
-    /// Gives `boundary` a new value that no text contains by chance: "=_Qvm_=-" and 32
-    /// hexadecimal digits. Empty when memory runs out.
+    /// Sets `boundary` to a new random value, "=_Qvm_=-" and 32 hexadecimal digits, that no text
+    /// contains by chance; to the empty text when memory runs out.
     void GenerateBoundary() noexcept;
 };
 
 /// The body of a single-part entity: in `content`, in `file`, or nowhere.
 struct KIV_EXPORT Data {
-    bool encoded = false;   ///< `content` is transfer-encoded already; writers leave it alone
+    bool encoded = false;   ///< `content` is transfer-encoded already; writers do not encode it
     bool topLevel = false;  ///< set by hosts on a multipart entity that is a whole message
-    AnsiStr content;        ///< the body in memory; counts before `file`
+    AnsiStr content;        ///< the body in memory; when it is not empty, `file` is ignored
     File file;              ///< the file that holds the body
     bool ownsFile = false;  ///< the file is deleted with this object
 
@@ -227,9 +230,9 @@ struct KIV_EXPORT Data {
     Data(const Data& other) noexcept { *this = other; }
     ~Data() { Clear(); }
 
-    /// Copies. A file that `other` owns is copied into a new temporary file, which this object
-    /// then owns; when that fails this side is left without a file. A file that was owned here
-    /// is deleted. Assigning an object to itself changes nothing.
+    /// Copies. A file that `other` owns is copied into a new temporary file, which this object then
+    /// owns; when copying fails, this object has no file. A file that this object owned is deleted
+    /// first. Assigning an object to itself changes nothing.
     Data& operator=(const Data& other) noexcept;
 
 private:
@@ -239,21 +242,21 @@ private:
 /// One MIME entity: header fields and a body or children.
 ///
 /// Owns its children, which are made with `new`. Trees of any depth can be read, written and
-/// destroyed: none of these uses the stack for depth.
+/// destroyed: none of these recurses.
 class KIV_EXPORT Part {
 public:
-    AnsiStr rawText;  ///< when not empty, the whole entity as text; writers write just it
+    AnsiStr rawText;  ///< when not empty, the whole entity as text, and all that writers write
     Info info;
     Data data;  ///< the body of an entity without children
     HeaderMap headers;
     SharedArray<Part*> parts;  ///< the children, in order; owned
 
-    /// @name What the text had beside the tree
-    /// Filled by the mail rules alone; writers do not look at them.
+    /// @name What the text has in addition to the tree
+    /// Set by the mail rules only; writers ignore it.
     /// @{
-    FieldList fields;  ///< every field as it stood, in order, repeated ones included
-    AnsiStr preamble;  ///< before the first delimiter (RFC 2046, 5.1.1)
-    AnsiStr epilogue;  ///< behind the closing delimiter
+    FieldList fields;  ///< every field as in the text, in order, repeated ones included
+    AnsiStr preamble;  ///< before the first boundary line (RFC 2046, 5.1.1)
+    AnsiStr epilogue;  ///< after the closing boundary line
     /// @}
 
     Part() noexcept = default;
@@ -261,43 +264,44 @@ public:
     Part& operator=(const Part&) = delete;
     ~Part();
 
-    /// Makes `child`, which must come from `new` and now belongs to this part, the last child.
-    /// A part without a boundary is given one first. When the array cannot grow the child is not
-    /// added, and stays the caller's.
+    /// Adds `child`, which must come from `new`, as the last child. This part then owns it. A part
+    /// without a boundary is given one first. When memory runs out the child is not added, and the
+    /// caller still owns it.
     void AddPart(Part* child) noexcept;
 
-    /// Reads message text into this part, which should be freshly made: fields and children are
-    /// added to what is there.
+    /// Reads message text into this part, which should be newly made: fields and children are added
+    /// to those that it has.
     ///
-    /// The entity at the top must be multipart. Each single-part entity's decoded body is written
-    /// into a new file in the system's temporary folder, named "mimeio-" and a name from its
-    /// headers; `data.file` names it. The files are readable by their owner alone and stay when
-    /// the tree is destroyed, unless `data.ownsFile` is set.
+    /// The top entity must be a multipart. The decoded body of each single-part entity is written to
+    /// a new file in the system's temporary folder, named "mimeio-" and a name from its headers;
+    /// `data.file` is that file. Only the file's owner can read it. It is not deleted with the tree,
+    /// unless `data.ownsFile` is set.
     ///
     /// @param text, size   the message: a header block, an empty line, the body (RFC 2046, 5.1);
     ///                     read in place. A UTF-8 byte-order mark and line ends at its start are
-    ///                     passed over, and whatever follows the closing boundary line.
+    ///                     ignored, and so is everything after the closing boundary line.
     /// @param error        emptied; receives one message when reading fails.
-    /// @param contentType  null, or the value of a Content-Type field that travelled apart; the
+    /// @param contentType  null, or the value of a Content-Type field that is not in the text; the
     ///                     text then starts with the body.
-    /// @return false at the first failure. What was read before it stays, files included.
+    /// @return false at the first failure. What was read before is kept, files included.
     ///
-    /// Linear in `size`; needs memory for the tree, plus the longest base64 run that does not end
-    /// on a whole group. docs/reading.md has the exact rules and where they depart from the RFCs.
+    /// Takes time linear in `size`, and memory for the tree and for the longest run of base64 lines
+    /// that ends inside a group. docs/reading.md has the exact rules and their departures from the
+    /// RFCs.
     bool Read(const char* text, unsigned long long size, AnsiStr& error,
               const char* contentType = nullptr) noexcept;
 
-    /// Reads a file as above. When it cannot be opened the result is false and `error` empty; the
-    /// last error says why. A file of 4 MiB or more is mapped: nobody may cut it short meanwhile.
+    /// Reads a file as above. When it cannot be opened, the result is false, `error` is empty and the
+    /// last error says why. A file of 4 MiB or more is mapped, and must not be truncated meanwhile.
     bool Read(const File& file, AnsiStr& error, const char* contentType = nullptr) noexcept;
 
     /// @name Reading with options
-    /// As above, as far as the options do not change it; `ReadOptions{}` changes nothing.
+    /// As above, except for what the options change; `ReadOptions{}` changes nothing.
     ///
-    /// @param report       null, or what receives the deviations that were tolerated and the place
+    /// @param report       null, or where to store the deviations that were tolerated and the place
     ///                     of the failure. It is emptied first.
     /// @param contentType  as above.
-    /// @return false at the first failure, with a message in `error`, or without one when memory
+    /// @return false at the first failure, with a message in `error`; without a message when memory
     ///         ran out or the file could not be opened.
     /// @{
     bool Read(const char* text, unsigned long long size, AnsiStr& error, const ReadOptions& options,
@@ -313,48 +317,49 @@ public:
     ///         encoded text would, or memory runs out.
     bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
 
-    /// The tree as message text in memory. Nothing stored is changed.
+    /// The tree as message text in memory. The tree is not changed.
     ///
     /// Header fields are completed from `info` and `data`: Content-Type with charset or boundary,
     /// Content-Transfer-Encoding, and on a multipart entity with `data.topLevel` "Mime-Version".
-    /// Bodies come from `data.content` only, encoded as `info.transferEncoding` says unless
-    /// `data.encoded` is set; one above 4 is written as 8bit. Of a child without children only the
-    /// Content- fields are written. See docs/writing.md.
+    /// Bodies are taken from `data.content` only, and encoded as `info.transferEncoding` says unless
+    /// `data.encoded` is set; a number that is not a key means 8bit. Of a child without children
+    /// only the Content- fields are written. See docs/writing.md.
     ///
-    /// @param contentOnly  of an entity without children, write only the Content- fields.
-    /// @return empty when the text would pass 4 GiB or memory runs out. Linear in the text.
+    /// @param contentOnly  write only the Content- fields of an entity without children.
+    /// @return empty when the text would exceed 4 GiB or memory runs out. Takes time linear in the
+    ///         size of the text.
     AnsiStr Serialize(bool contentOnly) const noexcept;
 
-    /// Writes the tree into a file, which is made or replaced; bodies are streamed from their
-    /// files. Stored fields are written as they are, one line each; docs/writing.md says how.
+    /// Writes the tree into a file, which is made or replaced; bodies are streamed from their files.
+    /// Stored fields are written unchanged, each on one line; see docs/writing.md.
     ///
-    /// @param contentTypeOut  when not null, receives the value of Content-Type, and this entity's
-    ///                        own header block is left out: Read takes the two back.
-    /// @return false when anything could not be read or written; what was written stays.
+    /// @param contentTypeOut  when not null, receives the value of Content-Type, and the header block
+    ///                        of this entity is left out. Read accepts the two.
+    /// @return false when something could not be read or written; the file is then incomplete.
     bool Write(const File& target, AnsiStr* contentTypeOut = nullptr) noexcept;
 };
 
-/// A part that stands for a whole message. It owns its children like any part and is nobody's
-/// child: a part destroys its children as `Part`.
+/// A part that is a whole message. It must not be a child of another part: a part destroys its
+/// children as `Part`.
 class KIV_EXPORT Message : public Part {
 public:
-    /// The message as a signed S/MIME message: multipart/signed with a detached signature, made
-    /// over the text that Serialize gives, headers included (RFC 8551, 3.5.3). Nothing stored is
-    /// changed. Bodies that are in files only are not part of that text; see Serialize.
+    /// The message as a signed S/MIME message: multipart/signed with a detached signature of the
+    /// text that Serialize gives, headers included (RFC 8551, 3.5.3). The tree is not changed.
+    /// Bodies that are in files only are not part of that text; see Serialize.
     ///
-    /// The signed message has the fields of `headers` outside, except "Mime-Version" and Content-
-    /// fields; there must be one. Two temporary files, readable by their owner alone, exist during
-    /// the call.
+    /// The outer header block has the fields of `headers` except "Mime-Version" and the Content-
+    /// fields; there must be at least one. Two temporary files, which only their owner can read,
+    /// exist during the call.
     ///
     /// @param signerFile  the private key with its certificate, in PEM or PKCS#12, and further
-    ///                    certificates to be sent along (kivsec/pkcs7_msg.h, docs/signing.md).
+    ///                    certificates to send along (kivsec/pkcs7_msg.h, docs/signing.md).
     /// @param signerText  the pass phrase of that file; empty when it has none.
     /// @return empty on failure, with the reason in the last error. The thread's error message
-    ///         (`KivGuiBase::GetStoredErrorMessage`) then holds a text when the signature could
-    ///         not be made or saved, or the message's text holds a NUL, which cannot be signed
-    ///         (kErrorInvalidData); otherwise it stays as it was.
+    ///         (`KivGuiBase::GetStoredErrorMessage`) is set when the signature could not be made or
+    ///         saved, or when the message's text has a NUL, which cannot be signed
+    ///         (kErrorInvalidData); otherwise it is unchanged.
     ///
-    /// Several threads may sign at once, the same message too.
+    /// Several threads may sign at the same time, even the same message.
     AnsiStr Sign(const File& signerFile, const AnsiStr& signerText) const noexcept;
 };
 
@@ -365,17 +370,19 @@ class KIV_EXPORT Encoding {
 public:
     /// Encodes a body as quoted-printable (RFC 2045, 6.7) in lines of at most 76 characters.
     ///
-    /// Beyond the RFC: a UTF-8 byte-order mark at the start is dropped, "." is always encoded, so
-    /// that no line can end an SMTP transfer, and CR LF is a line break while a CR or LF alone is
-    /// encoded. Linear. Empty when memory runs out.
+    /// Beyond the RFC: a UTF-8 byte-order mark at the start is dropped; "." is always encoded, so
+    /// that no line can end an SMTP transfer; CR LF is a line break, and a CR or LF alone is
+    /// encoded. Takes linear time.
+    /// @return empty for an empty body, or when there is no memory to begin with. Lines that find no
+    ///         room later, or exceed AnsiStr::kMaxLength, are missing (Part::SetContent notices).
     ///
     ///   Encoding::QPEncode("a=b.");   // "a=3Db=2E"
     static AnsiStr QPEncode(const AnsiStr& text) noexcept;
     static AnsiStr QPEncode(const char* data, unsigned length) noexcept;
 
-    /// Decodes one line of quoted-printable, given without its CR LF, and appends CR LF unless
-    /// the line ends in a soft line break. `out` is replaced. What is no escape is copied as it
-    /// stands, and white space at the end is kept, unlike RFC 2045, 6.7 (3).
+    /// Decodes one line of quoted-printable, given without its CR LF, and appends CR LF unless the
+    /// line ends in a soft line break. `out` is replaced. A malformed escape is copied unchanged,
+    /// and white space at the end is kept, unlike RFC 2045, 6.7 (3).
     /// @return false, with `out` empty, only when memory runs out or the line has more than
     ///         4,294,967,293 bytes.
     static bool QPDecodeLine(const AnsiSubStr& line, Blob& out) noexcept;
@@ -383,34 +390,35 @@ public:
     /// Encodes header text as encoded words (RFC 2047, "Q", UTF-8), joined by single spaces: each
     /// at most 75 characters, none ending inside a UTF-8 character. Text up to the first NUL.
     ///
-    /// @param text   taken to be UTF-8; bytes that are not are encoded all the same.
-    /// @param force  encode plain ASCII too. Otherwise a text without a byte above 0x7F, CR or LF
-    ///               comes back as it is.
+    /// @param text   in UTF-8; other bytes are encoded too.
+    /// @param force  encodes plain ASCII too. Otherwise a text without CR, LF and bytes above 0x7F
+    ///               is returned unchanged.
     /// @return empty for an empty text, or when memory runs out.
     ///
     ///   Encoding::QEncode("Gr\xC3\xBC\xC3\x9F" "e", false);   // "=?utf-8?Q?Gr=C3=BC=C3=9Fe?="
     static AnsiStr QEncode(const AnsiStr& text, bool force) noexcept;
 
-    /// One parameter of a header field as text: a space, the name, "=" and the value in the
-    /// plainest form that fits a line of 77 characters: an atom, a quoted-string, or else
-    /// RFC 2231 sections of whole UTF-8 characters, each on a line of its own behind CR LF.
+    /// One parameter of a header field as text: a space, the name, "=" and the value in the plainest
+    /// form that fits a line of 77 characters: an atom, a quoted-string, or else RFC 2231 sections
+    /// of whole UTF-8 characters, each after a CR LF on its own line.
     ///
-    /// @param useEncodedWords  instead of RFC 2231, encoded words in a quoted-string; mail
-    ///                         programs read that in Content-Type, RFC 2047 does not allow it.
+    /// @param useEncodedWords  writes encoded words in a quoted-string instead of RFC 2231 sections:
+    ///                         mail programs read them in Content-Type, though RFC 2047 forbids it.
     /// @return empty for a name of more than 51 characters, or when memory runs out.
     ///
     ///   Encoding::EncodeParameter("filename", "a b.txt", false);   // " filename=\"a b.txt\""
     static AnsiStr EncodeParameter(const AnsiStr& name, const AnsiStr& value,
                                    bool useEncodedWords) noexcept;
 
-    /// Breaks a whole header field into lines of at most 78 characters at white space, and ends it
-    /// with CR LF (RFC 5322, 2.2.3). A word that fits no line stays whole up to 998 characters.
-    /// Line breaks in the text become folds. Lines are counted in characters of `text`: the space
-    /// that is put in behind a line break comes on top. Text up to the first NUL.
+    /// Breaks a whole header field at white space into lines of at most 78 characters, and ends it
+    /// with CR LF (RFC 5322, 2.2.3). A word that fits no line is kept whole up to 998 characters.
+    /// Line breaks in the text become folds. A line's length counts characters of `text`, not the
+    /// space that is inserted after a line break. Text up to the first NUL.
     /// @return empty for an empty text, or when memory runs out.
     static AnsiStr FoldHeader(const AnsiStr& text) noexcept;
 
-    /// May the text stand bare as an atom (RFC 822, 3.3)? The empty text may.
+    /// Returns true if `text` is an atom and needs no quotes (RFC 822, 3.3; "=" is excluded too). The
+    /// empty string counts as one.
     static bool IsAtom(const AnsiStr& text) noexcept;
 
     /// The text as a quoted-string: in double quotes, with a backslash before every CR, double
@@ -424,27 +432,27 @@ public:
 ///
 ///   for (MailboxParser mailboxes(value); mailboxes.ToNext();) Use(mailboxes.GetMailbox());
 ///
-/// It knows quoted and bare display names, addresses in angle brackets, bare addresses and
-/// commas. It does not look inside addresses: comments, groups and domain literals pass through
-/// as parts of a bare address. One thread at a time; the whole walk is linear.
+/// It knows quoted and bare display names, addresses in angle brackets, bare addresses and commas.
+/// It does not look inside addresses: comments, groups and domain literals are part of a bare
+/// address. One thread at a time; the whole walk takes linear time.
 class KIV_EXPORT MailboxParser {
 public:
-    /// @param text  kept (shared), up to its first NUL.
+    /// @param text  shared, not copied; read up to its first NUL.
     explicit MailboxParser(const AnsiStr& text) noexcept : text_(text), rest_(text_.GetStr()) {}
     MailboxParser(const MailboxParser&) = delete;
     MailboxParser& operator=(const MailboxParser&) = delete;
 
-    /// Moves to the next mailbox that has an address; entries without one are passed over.
-    /// @return false at the end of the text and at a malformed mailbox, behind which nothing more
-    ///         is found; IsMalformed tells the two apart.
+    /// Moves to the next mailbox that has an address; entries without one are skipped.
+    /// @return false at the end of the text, and at a malformed mailbox, after which nothing more is
+    ///         found; IsMalformed tells the two apart. `name` and `address` then mean nothing.
     bool ToNext() noexcept;
 
     /// The current mailbox as header text: the address alone, or the display name as an atom,
     /// encoded words or a quoted-string, and the address in angle brackets.
     AnsiStr GetMailbox() const noexcept;
 
-    /// After ToNext gave false: did it stop at a malformed mailbox? `true` also for an
-    /// unterminated one at the very end.
+    /// After ToNext returned false: returns true if it stopped at a malformed mailbox, which an
+    /// unterminated one at the end of the text is too.
     bool IsMalformed() const noexcept { return isMalformed_; }
 
 private:
@@ -454,7 +462,7 @@ private:
     bool ParseUnknown() noexcept;
 
     AnsiStr text_;
-    std::string_view rest_;  ///< what is not read yet
+    std::string_view rest_;  ///< the text that has not been read yet
 
 public:
     AnsiStr address;  ///< of the current mailbox, without angle brackets
@@ -464,14 +472,14 @@ private:
     bool isMalformed_ = false;
 };
 
-/// Could a program have made `filename` out of a message's subject, as programs do: replacing or
-/// dropping characters that files cannot have, adding or taking out separators, cutting long
-/// names, changing names of devices, putting the name in square brackets? Both texts are UTF-8,
-/// up to their first NUL. A pure function.
+/// Returns true if a program may have made `filename` from a message's subject in one of the usual
+/// ways: replacing or dropping characters that file names cannot have, adding or removing
+/// separators, cutting long names, changing names of devices, putting the name in square brackets.
+/// Both texts are UTF-8, read up to their first NUL. A pure function.
 ///
-/// @param compareExtensions  what follows the last "." must be equal, case ignored; the rest is
-///                           then compared without it.
-/// @param ignoreCase         compare the rest without regard to ASCII case.
+/// @param compareExtensions  what follows the last "." must be equal, ASCII case ignored; the rest
+///                           is then compared without it.
+/// @param ignoreCase         compares the rest without regard to ASCII case.
 KIV_EXPORT bool IsFilenameDerivedFromSubject(const AnsiStr& filename, const AnsiStr& subject,
                                              bool compareExtensions, bool ignoreCase) noexcept;
 

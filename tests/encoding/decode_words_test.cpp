@@ -40,8 +40,8 @@ TEST(DecodeWordsTest, GivesBackWhatWasEncoded) {
 
 TEST(DecodeWordsTest, HostileTextTakesLinearTime) {
     const char* const kPieces[] = {
-        "=?", "=?a?q?", "=?a?b?=",        "=?utf-8?q?a?", "=?utf-8?b?!?=", "?=",
-        "(",  "\"",     "=?utf-8?Q?a?= ", "<\"",          "=?x?q?a?=",     "=?utf-8?B?Y?= "};
+        "=?", "=?a?q?",         "=?a?b?=", "=?utf-8?q?a?", "=?utf-8?b?!?=",  "?=",    "(",
+        "\"", "=?utf-8?Q?a?= ", "<\"",     "=?x?q?a?=",    "=?utf-8?B?Y?= ", "<\\\">"};
     for (const char* piece : kPieces) {
         std::string text;
         while (text.size() < (1 << 20)) text += piece;

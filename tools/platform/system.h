@@ -4,20 +4,19 @@
 #include <string>
 #include <vector>
 
-/// What the tool asks the operating system beyond the library. platform/posix and
-/// platform/windows answer; the build chooses.
+/// What the tool needs from the operating system beyond the library. platform/posix and
+/// platform/windows implement it; the build chooses one.
 namespace Tool::System {
 
-/// Makes standard input and output carry bytes unchanged, and writing to a closed pipe an error
-/// like any other. Called once, before anything is opened.
+/// Makes standard input and output pass bytes unchanged, and writing to a closed pipe an ordinary
+/// error. Called once, before anything is opened.
 void PrepareStreams();
 
 /// The arguments of the command line, without the program's name; UTF-8 on Windows, plain bytes
 /// elsewhere. Takes those of main.
 std::vector<std::string> GetArguments(int argc, char** argv);
 
-/// Opens something that is no plain file, such as a pipe, for reading bytes; waits for its other
-/// end.
+/// Opens something that is not a plain file, such as a pipe, for reading; waits for its other end.
 /// @return null, with errno set, on failure.
 std::FILE* OpenStream(const std::string& path);
 
@@ -25,13 +24,13 @@ std::FILE* OpenStream(const std::string& path);
 /// @return its path. @throws std::system_error
 std::string MakeTemporaryFolder();
 
-/// Makes `path` the folder for temporary files of this process. Not while another thread may ask
-/// for that folder.
+/// Makes `path` the folder for temporary files of this process. Not to be called while another thread
+/// may ask for that folder.
 void SetTemporaryFolder(const std::string& path);
 
-/// Has `cleanUp` called, on a thread of its own, when the user or the system ends the process
-/// with an interrupt; the process then ends as it would have without us. Called once, while the
-/// process has one thread. An interrupt that the process was started to ignore stays ignored.
+/// Calls `cleanUp` on a thread of its own when the user or the system interrupts the process, which
+/// then ends as it would have anyway. To be called once, while the process has one thread. Interrupts
+/// that were ignored when the process started are still ignored.
 void OnInterrupt(void (*cleanUp)());
 
 }  // namespace Tool::System

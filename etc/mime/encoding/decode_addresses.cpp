@@ -9,6 +9,20 @@
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
 
+// Decodes the encoded words of an address list in one pass (RFC 5322, 3.4; RFC 2047, 5). The list is
+// cut at its delimiters "<", "(", ",", ";" and ":", those inside quoted-strings and words excepted.
+// What precedes a delimiter is a phrase, unless it has an "@", which makes it an address and leaves it
+// alone. Everything that holds no decodable word is copied byte for byte, folds included.
+//
+// Each measuring function looks ahead within one construct. An unclosed comment, or quoted-string in
+// a phrase, reaches to the end of the list and ends the pass; one in angle brackets does not, and is
+// remembered instead (hasOpenQuote_). So the time is linear.
+//
+// Departures from RFC 2047:
+//  1. Words in quoted-strings are decoded (5 (3) forbids them): many senders write them.
+//  2. A word next to other text of a phrase needs no white space (5 (3)).
+//  3. What looks like a word but has "<" or ">" inside is none: its "?=" belongs to another.
+
 namespace MIME {
 
 using KivGuiBase::IsAscii;
@@ -22,7 +36,7 @@ size_t MeasureQuoted(std::string_view text) noexcept {
     return quoted.isClosed ? quoted.length : std::string_view::npos;
 }
 
-/// The same for a comment, with those inside it.
+/// The same for a comment, with the comments inside it.
 size_t MeasureComment(std::string_view text) noexcept {
     size_t depth = 0;
     for (size_t at = 0; at < text.size(); ++at) {
@@ -33,20 +47,8 @@ size_t MeasureComment(std::string_view text) noexcept {
     return std::string_view::npos;
 }
 
-/// The same for an address in angle brackets, whose local part may be quoted.
-size_t MeasureAngleAddress(std::string_view text) noexcept {
-    for (size_t at = 1; at < text.size(); ++at) {
-        if (text[at] == '>') return at + 1;
-        if (text[at] != '"') continue;
-        const size_t quoted = MeasureQuoted(text.substr(at));
-        if (quoted == std::string_view::npos) return text.find('>', at) + 1;  // npos + 1 is 0
-        at += quoted - 1;
-    }
-    return 0;
-}
-
-/// Length of the encoded word at the start of a text; 0 when there is none. One that seems to run
-/// over an address is none: its "?=" is another's.
+/// Length of the encoded word at the start of a text; 0 when there is none. Something with an address
+/// inside is not a word: its "?=" belongs to another.
 size_t MeasureWord(std::string_view text) noexcept {
     if (!text.starts_with("=?")) return 0;
     const std::optional<WordText> word = ParseWord(text);
@@ -54,8 +56,8 @@ size_t MeasureWord(std::string_view text) noexcept {
     return word && !holdsAddress ? word->length : 0;
 }
 
-/// May a display name stand as it is, without quotes? Spaces that readers do not keep may not.
-bool MayStandBare(std::string_view name) noexcept {
+/// Returns true if a display name needs no quotes. One with spaces that readers drop needs them.
+bool IsPhrase(std::string_view name) noexcept {
     if (name.starts_with(' ') || name.ends_with(' ')) return false;
     if (name.find("  ") != std::string_view::npos) return false;
     return std::all_of(name.begin(), name.end(),
@@ -80,7 +82,7 @@ public:
     }
 
 private:
-    /// What stands before the next delimiter: a phrase, or a bare address.
+    /// Length of what precedes the next delimiter: a phrase, or a bare address.
     size_t MeasurePhrase() noexcept {
         hasAtSign_ = false;
         for (size_t at = 0; at < rest_.size();) {
@@ -100,7 +102,7 @@ private:
         return rest_.size();
     }
 
-    /// @param isName  a phrase must it be, whatever is in it.
+    /// @param isName  it is a display name, even with an "@" inside.
     void TakePhrase(std::string_view phrase, bool isName) noexcept {
         const auto isText = [](char c) { return !IsLinearSpace(c); };
         const auto first = std::find_if(phrase.begin(), phrase.end(), isText);
@@ -115,7 +117,7 @@ private:
         out_.Append(phrase.substr(length));
     }
 
-    /// Writes a phrase that holds encoded words. @return false when it holds none.
+    /// Writes a phrase that has encoded words. @return false, with nothing written, when it has none.
     bool PutName(std::string_view phrase) noexcept {
         if (phrase.find("=?") == std::string_view::npos) return false;
         TextBuilder name;
@@ -136,7 +138,7 @@ private:
         if (!hadWord) return false;
         AnsiStr text = name.Finish();
         ReplaceControls(text);
-        out_.Append(hadQuotes || !MayStandBare(text) ? Encoding::Quote(text) : text);
+        out_.Append(hadQuotes || !IsPhrase(text) ? Encoding::Quote(text) : text);
         return true;
     }
 
@@ -149,11 +151,27 @@ private:
         return at;
     }
 
+    /// Length of the address in angle brackets, whose local part may be quoted, at the start of the
+    /// rest; all of the rest when it does not end.
+    size_t MeasureAngleAddress() noexcept {
+        for (size_t at = 1; at < rest_.size(); ++at) {
+            if (rest_[at] == '>') return at + 1;
+            if (rest_[at] != '"') continue;
+            const size_t quoted =
+                hasOpenQuote_ ? std::string_view::npos : MeasureQuoted(rest_.substr(at));
+            if (quoted == std::string_view::npos) {
+                hasOpenQuote_ = true;
+                return std::min(rest_.find('>', at), rest_.size() - 1) + 1;
+            }
+            at += quoted - 1;
+        }
+        return rest_.size();
+    }
+
     void TakeDelimiter() noexcept {
         size_t length = 1;
         if (rest_.front() == '<') {
-            length = MeasureAngleAddress(rest_);
-            if (length == 0) length = rest_.size();
+            length = MeasureAngleAddress();
         } else if (rest_.front() == '(') {
             length = MeasureComment(rest_);
             if (length != std::string_view::npos) {
@@ -191,6 +209,9 @@ private:
     std::string_view rest_;
     TextBuilder out_;
     bool hasAtSign_ = false;  ///< the phrase has one outside quotes and words
+    /// A quoted-string was not closed. Then no later one is either: its scan would see the same bytes
+    /// escaped as the scan that reached the end, so it need not be made, and the pass stays linear.
+    bool hasOpenQuote_ = false;
 };
 
 }  // namespace

@@ -8,6 +8,10 @@
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/mime.h"
 
+// The decoders of whole bodies: the piecewise decoders of lenient_decoder.h, fed with pieces of 16 KiB
+// that stay in the processor's nearest cache. A piece ends after a line, or at least not inside a run
+// of " ", tab and "=", because a decoder must see such a run at once to know what it belongs to.
+
 namespace MIME {
 
 using KivGuiBase::TextBuilder;

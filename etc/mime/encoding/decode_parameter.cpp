@@ -10,28 +10,36 @@
 #include "kivgui/text_builder.h"
 #include "mime/encoding/decode_words.h"
 
+// Finds the value of a parameter among its forms (RFC 2231): "name", "name*" and the sections
+// "name*0", "name*1*" and so on. In the map, which is in alphabetical order, all forms with a "*"
+// follow each other, so one walk finds them; the sections are then sorted by number. Takes time
+// linear in the forms, apart from the sorting.
+//
+// Departures from RFC 2231 and 2047:
+//  1. An extended value without a charset is taken to be UTF-8, as its senders mean it.
+//  2. A "%" that begins no escape is an ordinary character.
+//  3. Encoded words in a plain value are decoded (RFC 2047, 5 (3) forbids them).
+//  4. Sections need not be contiguous: those after the first gap are ignored.
+
 namespace MIME {
 
-using KivGuiBase::GetHexValue;
-using KivGuiBase::kHexEscapeLength;
-using KivGuiBase::kNoHexDigit;
 using KivGuiBase::TextBuilder;
 
 namespace {
 
-/// One section of a value that is cut into several (RFC 2231, 3).
+/// One section of a value that is divided into several (RFC 2231, 3).
 struct Section {
     unsigned number;
     bool isExtended;  ///< the value is percent-encoded
     std::string_view value;
 
-    /// Of two forms of one section the extended one counts.
+    /// Of two sections with one number the extended one comes first, and is used.
     bool operator<(const Section& other) const noexcept {
         return number != other.number ? number < other.number : isExtended && !other.isExtended;
     }
 };
 
-/// The forms in which a parameter is there.
+/// The forms of a parameter that the map has.
 struct Forms {
     const AnsiStr* plain = nullptr;
     const AnsiStr* extended = nullptr;  ///< of "name*"
@@ -63,7 +71,7 @@ void ForEachForm(const ParameterMap& parameters, const AnsiStr& name, Visit visi
     start += '*';
     const unsigned length = start.GetLength();
     for (auto entry = parameters.FindFrom(start); entry != parameters.end(); ++entry) {
-        if (AnsiStr::NCompare(entry->key.GetStr(), start.GetStr(), length, true) != 0) return;
+        if (!KivGuiBase::StartsWithCaseless(entry->key, start)) return;
         visit(std::string_view(entry->key).substr(length - 1), entry->value.value);
     }
 }
@@ -93,15 +101,14 @@ void AppendPercentDecoded(std::string_view text, TextBuilder& bytes) noexcept {
         bytes.Append(text.substr(0, plain));
         text.remove_prefix(plain);
         if (text.empty()) return;
-        const unsigned high = text.size() > 2 ? GetHexValue(text[1]) : kNoHexDigit;
-        const unsigned low = text.size() > 2 ? GetHexValue(text[2]) : kNoHexDigit;
-        const bool isEscape = (high | low) < 16;
-        bytes.Append(isEscape ? static_cast<char>(high << 4 | low) : '%');
-        text.remove_prefix(isEscape ? kHexEscapeLength : 1);
+        const unsigned byte = KivGuiBase::ReadHexEscape(text);
+        bytes.Append(byte <= 0xFF ? static_cast<char>(byte) : '%');
+        text.remove_prefix(byte <= 0xFF ? KivGuiBase::kHexEscapeLength : 1);
     }
 }
 
-/// Takes charset'language' from the start of an extended value; one without them stays whole.
+/// Removes "charset'language'" from the start of an extended value, if it is there.
+/// @return the charset; empty when there is none.
 std::string_view TakeCharset(std::string_view& value) noexcept {
     const size_t charsetEnd = value.find('\'');
     if (charsetEnd == std::string_view::npos) return {};
@@ -115,7 +122,7 @@ std::string_view TakeCharset(std::string_view& value) noexcept {
 /// A value in one of its forms.
 struct Decoded {
     AnsiStr text;
-    bool known = true;  ///< is the charset?
+    bool known = true;  ///< the charset is known
     bool hadWord = false;
 };
 
@@ -127,7 +134,7 @@ Decoded DecodePlain(const AnsiStr& value) noexcept {
 
 Decoded Convert(TextBuilder& builder, std::string_view charset) noexcept {
     const AnsiStr bytes = builder.Finish();
-    // Senders that leave the charset out mostly mean UTF-8, which shows whether it is meant.
+    // Senders that leave out the charset mostly mean UTF-8. Other text is rarely valid UTF-8.
     KivGuiBase::CharsetResult converted =
         KivGuiBase::ConvertToUtf8(bytes, charset.empty() ? "utf-8" : charset);
     const bool known = converted.known;

@@ -9,23 +9,27 @@
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
 
+// Decodes the encoded words of a text in one pass (RFC 2047). Adjacent words of one charset form a run;
+// the bytes of a run are collected first and converted together, so that a character may be divided
+// between words. What is between two words of a run is white space, and is dropped.
+//
+// The search for a word's end stops at the next "=?", so no byte is looked at more than twice, and
+// hostile text takes linear time too.
+//
+// Departures from RFC 2047, beyond those of decode_words.h:
+//  1. A base64 group may be divided between two words (2 forbids it): a group that is open at the end
+//     of a word goes on in the next one, unless it can end there and the next word is whole itself.
+//  2. A malformed "=" escape in Q text is kept as it is.
+//  3. A CR, LF or NUL that was encoded becomes a space, so that no field can end inside a value.
+
 namespace MIME {
 
-using KivGuiBase::GetHexValue;
-using KivGuiBase::kHexEscapeLength;
-using KivGuiBase::kNoHexDigit;
 using KivGuiBase::TextBuilder;
 
 namespace {
 
 constexpr std::string_view kWordStart = "=?";
 constexpr std::string_view kWordEnd = "?=";
-
-bool IsEqualCaseless(std::string_view a, std::string_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        return KivGuiBase::ToLowerAscii(x) == KivGuiBase::ToLowerAscii(y);
-    });
-}
 
 constexpr bool IsLineEndOrNul(char c) noexcept {
     return c == '\r' || c == '\n' || c == '\0';
@@ -44,7 +48,7 @@ size_t MeasureWordText(std::string_view text) noexcept {
     return std::string_view::npos;
 }
 
-/// Base64 without rubbish: a word that has any is malformed.
+/// Returns true for the base64 alphabet, "=" and white space. A word with anything else is malformed.
 bool IsBase64Text(std::string_view text) noexcept {
     return std::all_of(text.begin(), text.end(), [](char c) {
         return c == '=' || IsLinearSpace(c) ||
@@ -101,7 +105,7 @@ public:
     bool IsEmpty() const noexcept { return charset_.empty(); }
 
     bool Accepts(const WordText& word) const noexcept {
-        return IsEqualCaseless(word.charset, charset_);
+        return KivGuiBase::EqualsCaseless(word.charset, charset_);
     }
 
     void Add(const WordText& word) noexcept {
@@ -131,9 +135,9 @@ private:
         groups_ = LenientBase64();
     }
 
-    /// Some senders cut groups between words, others leave padding out: a group is cut when the
-    /// word before cannot end there, or when this one cannot begin there.
-    bool GoesOnWithGroup(size_t characters) const noexcept {
+    /// Some senders divide groups between words, others leave out padding. A group is divided when
+    /// the word before cannot end with it, or when this word is not made of whole groups.
+    bool ContinuesGroup(size_t characters) const noexcept {
         return groups_.GetOpenCharacters() == 1 || groups_.HasSpareBits() || characters % 4 == 1;
     }
 
@@ -141,7 +145,7 @@ private:
         constexpr size_t kPiece = 96;
         if (groups_.GetOpenCharacters() != 0) {
             const auto spaces = std::count_if(text.begin(), text.end(), IsLinearSpace);
-            if (!GoesOnWithGroup(text.size() - static_cast<size_t>(spaces))) EndGroups();
+            if (!ContinuesGroup(text.size() - static_cast<size_t>(spaces))) EndGroups();
         }
         while (!text.empty()) {
             char out[kPiece + kLenientRoom];
@@ -160,18 +164,14 @@ private:
         }
     }
 
-    /// @return how much of the text, which begins with one of the characters above, was taken.
+    /// Takes one of the characters above, or an escape, from the start of the text.
+    /// @return how many bytes were taken.
     size_t AddSpecial(std::string_view text) noexcept {
         if (text.front() == '_') bytes_.Append(' ');
-        if (text.front() != '=') return 1;  // the line end of a fold is no text
-        const unsigned high = text.size() > 2 ? GetHexValue(text[1]) : kNoHexDigit;
-        const unsigned low = text.size() > 2 ? GetHexValue(text[2]) : kNoHexDigit;
-        if ((high | low) >= 16) {
-            bytes_.Append('=');
-            return 1;
-        }
-        bytes_.Append(static_cast<char>(high << 4 | low));
-        return kHexEscapeLength;
+        if (text.front() != '=') return 1;  // the line end of a fold is dropped
+        const unsigned byte = KivGuiBase::ReadHexEscape(text);
+        bytes_.Append(byte <= 0xFF ? static_cast<char>(byte) : '=');
+        return byte <= 0xFF ? KivGuiBase::kHexEscapeLength : 1;
     }
 
     std::string_view charset_;
@@ -213,21 +213,21 @@ private:
         AnsiStr converted;
         const bool known = run_.Convert(converted);
         const std::string_view gap = text_.substr(copied_, runStart_ - copied_);
-        if (!known || !isBehindWord_ || !IsLinearSpaceText(gap)) out_.Append(gap);
+        if (!known || !isAfterWord_ || !IsLinearSpaceText(gap)) out_.Append(gap);
         out_.Append(known ? std::string_view(converted)
                           : text_.substr(runStart_, runEnd_ - runStart_));
         copied_ = runEnd_;
-        isBehindWord_ = known;
+        isAfterWord_ = known;
         hadWord_ = hadWord_ || known;
     }
 
     std::string_view text_;
     TextBuilder out_;
-    size_t copied_ = 0;  ///< where the text begins that is not in `out_` yet
+    size_t copied_ = 0;  ///< the start of the text that is not in `out_` yet
     WordRun run_;
     size_t runStart_ = 0;
     size_t runEnd_ = 0;
-    bool isBehindWord_ = false;  ///< does a decoded word end at `copied_`?
+    bool isAfterWord_ = false;  ///< a decoded word ends at `copied_`
     bool hadWord_ = false;
 };
 

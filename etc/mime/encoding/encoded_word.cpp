@@ -7,6 +7,11 @@
 #include "mime/foundation/char_class.h"
 #include "mime/mime.h"
 
+// Fills encoded words one after another, each up to 75 characters (RFC 2047, 2). A UTF-8 character is
+// never divided (5): it moves to the next word when it does not fit. What is no character, because
+// more continuation bytes follow than a word can hold, is divided at the end of the word, so every
+// word takes at least one byte and the loop ends.
+
 namespace MIME {
 
 using KivGuiBase::IsAscii;
@@ -48,8 +53,8 @@ public:
 private:
     static constexpr size_t kMaxGroup = kMaxText / kHexEscapeLength;
 
-    /// A UTF-8 character stays in one word (RFC 2047, 5). More continuation bytes than a word can
-    /// hold are no character, and are divided where the word ends.
+    /// Takes a UTF-8 character whole (RFC 2047, 5). More continuation bytes than a word can hold are
+    /// not a character, and are divided at the end of the word.
     bool TakeGroup(std::string_view& text) noexcept {
         const size_t room = (kMaxText - used_) / kHexEscapeLength;
         const size_t length = MeasureUtf8Group(text, kMaxGroup);

@@ -16,7 +16,7 @@ constexpr std::string_view kSignature = "-- ";  // RFC 3676, 4.3
 struct FlowedLine {
     size_t depth = 0;       ///< quote marks before it
     std::string_view text;  ///< without quote marks and space-stuffing
-    bool isFlowed = false;  ///< goes on with the next line
+    bool isFlowed = false;  ///< continues on the next line
     bool isSignature = false;
 };
 

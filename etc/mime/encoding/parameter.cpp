@@ -8,9 +8,17 @@
 #include "mime/foundation/char_class.h"
 #include "mime/mime.h"
 
+// Writes one parameter in the plainest form that fits its line of 77 characters: an atom, a
+// quoted-string, and else a form in several lines. That is RFC 2231: sections in quotes for ASCII,
+// percent-encoded sections of whole characters for the rest. For Content-Type it is encoded words in
+// a quoted-string, which RFC 2047, 5 (3) forbids but more mail programs read.
+//
+// A section is built in a buffer of its own, because its room depends on the digits of its number.
+// Invariant: a section takes at least one byte of the value, so the loop ends.
+
 namespace MIME {
 
-using KivGuiBase::IsAscii;
+using KivGuiBase::IsAsciiText;
 using KivGuiBase::IsBlankAscii;
 using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::MeasureUtf8Group;
@@ -19,15 +27,11 @@ using KivGuiBase::WriteHexEscape;
 
 namespace {
 
-constexpr size_t kMaxLine = 77;  // one parameter, without the ";" behind it
+constexpr size_t kMaxLine = 77;  // one parameter, without the ";" after it
 constexpr size_t kMaxName = 52;  // with the space before it
 constexpr std::string_view kCharset = "utf-8''";
 
-bool IsAsciiText(std::string_view text) noexcept {
-    return std::all_of(text.begin(), text.end(), IsAscii);
-}
-
-/// Is there a run without white space that no line can hold? (The blank before it counts.)
+/// Returns true if the text has a run without white space, its blank included, that fits no line.
 bool HasLongRun(std::string_view text) noexcept {
     constexpr size_t kMaxRun = 78;
     size_t run = 0;
@@ -52,7 +56,7 @@ AnsiStr MakeEncodedWordForm(std::string_view name, const AnsiStr& value) noexcep
     return out.Finish();
 }
 
-/// One section of a value that is cut into several (RFC 2231, 3): its text behind the name and
+/// One section of a value that is divided into several (RFC 2231, 3): its text after the name and
 /// the number.
 class Section {
 public:
@@ -99,8 +103,8 @@ private:
         used_ += piece.copy(text_ + used_, kCapacity - used_);
     }
 
-    /// A UTF-8 character stays in one section. More continuation bytes than a section can hold
-    /// are no character, and are divided where the section ends.
+    /// Takes a UTF-8 character whole. More continuation bytes than a section can hold are not a
+    /// character, and are divided at the end of the section.
     bool TakeGroup(std::string_view& value, size_t maxGroup) noexcept {
         const size_t room = (limit_ - used_) / kHexEscapeLength;
         const size_t length = MeasureUtf8Group(value, maxGroup);

@@ -10,6 +10,20 @@
 #include "mime/foundation/char_class.h"
 #include "mime/foundation/vector16.h"
 
+// Quoted-printable (RFC 2045, 6.7), both directions, a line at a time.
+//
+// The encoder writes at most 76 characters per output line. It goes through three stages until the
+// line is full: copy plain bytes 16 at a time, write literals and escapes from a table, and decide on
+// one byte whose form depends on what follows it: a blank, a CR, or a byte at the end of the line. It
+// looks at most kLookAhead bytes ahead, so a caller can feed it text in pieces. The decoders copy 16
+// bytes at a time up to the next "=" (or line end), and write over what they copied too much; so
+// their output has room for as many bytes as the input. Both take linear time.
+//
+// Departures from the RFC:
+//  1. "." is always escaped, so that no line can be a lone one, which ends an SMTP transfer.
+//  2. A UTF-8 byte-order mark at the start of a body is dropped.
+//  3. The decoder copies a malformed escape as it is, and keeps white space at the end of a line.
+
 namespace MIME {
 
 using KivGuiBase::GetHexValue;
@@ -23,8 +37,8 @@ namespace {
 
 constexpr char kEscape = '=';
 
-/// A soft line break must still fit behind a character, so only the last one of a line may
-/// stand at kLastPlace, and an escape starts at kLastEscape at the latest.
+/// A soft line break must still fit after a character, so only the last character of a line may be
+/// at kLastPlace, and an escape starts at kLastEscape at the latest.
 constexpr unsigned kLastPlace = kMaxLine - 1;
 constexpr unsigned kLastEscape = kMaxLine - 4;
 
@@ -32,8 +46,8 @@ constexpr bool IsPlain(char c) noexcept {
     return kQpLiteralBytes.Has(c) || IsBlankAscii(c);
 }
 
-/// Copies literal and blank bytes from the start of the text, at most `limit`. Writes up to 16
-/// bytes behind those that it counts. @return how many were copied.
+/// Copies literal and blank bytes from the start of the text, at most `limit`. Writes up to 16 bytes
+/// more than it counts. @return how many were copied.
 size_t CopyPlain(const char* next, const char* end, size_t limit, char* out) noexcept {
     size_t count = 0;
     while (count < limit) {
@@ -73,7 +87,7 @@ constexpr std::array<Unit, 256> kUnits = [] {
     return units;
 }();
 
-/// Where an output line stands while it is built.
+/// An output line while it is built.
 struct LineState {
     const char* next;
     const char* end;
@@ -104,8 +118,8 @@ struct LineState {
     }
 };
 
-/// Puts the bytes behind a run, up to white space or CR. Literals and escapes go the same way,
-/// because in text that mixes them no processor can guess which comes next.
+/// Writes the bytes after a run, up to white space or CR. Literals and escapes share one path without
+/// a branch, because in text that mixes them no processor can predict which comes next.
 void PutUnits(LineState& line) noexcept {
     while (line.next != line.end && line.pos <= kLastEscape) {
         const Unit& unit = kUnits[static_cast<unsigned char>(*line.next)];
@@ -169,7 +183,7 @@ unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
     do {
         size_t plain =
             CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace), out + line.pos);
-        // Whether a blank may stand at the end of the run depends on what follows it.
+        // Whether a blank at the end of the run may remain depends on what follows it.
         if (plain > 0 && IsBlankAscii(line.next[plain - 1])) --plain;
         line.next += plain;
         line.pos += static_cast<unsigned>(plain);
@@ -204,7 +218,8 @@ bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
 
 namespace {
 
-/// Decodes the escape at `next`, of which `left` bytes are there; copies the "=" of what is none.
+/// Decodes the escape at the start of `left` bytes; copies the "=" when it is malformed. The two digits
+/// are tested here and not by ReadHexPair, which makes this loop a third slower.
 /// @return the number of bytes taken.
 size_t DecodeEscape(const char* next, size_t left, char* out) noexcept {
     if (left > 2) {
@@ -249,7 +264,7 @@ size_t DecodeLine(std::string_view line, char* out) noexcept {
 }
 
 Progress DecodePlainLines(std::string_view text, char* out) noexcept {
-    // What a step may look at: a vector, an escape behind it, the first bytes of the next line.
+    // What a step may look at: a vector, an escape after it, the first bytes of the next line.
     constexpr size_t kReach = Vector16::kSize + 8;
     const char* next = text.data();
     char* put = out;

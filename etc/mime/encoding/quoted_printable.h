@@ -11,8 +11,7 @@ namespace MIME::QuotedPrintable {
 
 inline constexpr unsigned kMaxLine = 76;  // RFC 2045, 6.7 (5), without CR LF
 
-/// Bytes that EncodeLine needs to write to: a line, its CR LF, and what a vector store puts
-/// behind the end.
+/// Room that EncodeLine needs: a line, its CR LF, and what a vector store writes past the end.
 inline constexpr unsigned kLineRoom = kMaxLine + 2 + 16;
 
 /// With this many bytes before the end of its text, EncodeLine cannot tell that there is an end;

@@ -9,9 +9,9 @@
 
 namespace MIME {
 
-/// A constant table that is built once, by the first thread that asks for it, and then read by
-/// any thread without a lock. Make it at namespace scope with `constinit`; who ends the module
-/// calls Empty.
+/// A constant table that is built once, by the first thread that asks for it, and then read by any
+/// thread without a lock. Define it at namespace scope with `constinit`; the end of the module calls
+/// Empty.
 template <class Map>
 class LazyTable {
 public:
@@ -27,11 +27,11 @@ public:
         return map != nullptr ? *map : Build();
     }
 
-    /// Frees the rows, if the table was built. Lookups after that are safe and find nothing, nor
-    /// do they build the table. No other thread may read the table meanwhile.
+    /// Frees the rows, if the table was built. Later lookups are safe: they find nothing and do not
+    /// build the table. No other thread may read the table meanwhile.
     void Empty() noexcept {
         if (Map* map = published_.load(std::memory_order_acquire)) return map->Clear();
-        // No lock: at the end of a process a thread that is no more may hold it.
+        // No lock: at the end of a process it may be held by a thread that no longer exists.
         published_.store(MakeMap(), std::memory_order_release);
     }
 
@@ -50,7 +50,7 @@ private:
     const char* site_;
     Fill fill_;
     std::atomic<Map*> published_{nullptr};
-    // The map has no destructor that runs by itself, so it can be asked until the very end.
+    // No destructor runs for the map, so it can be searched until the very end of the process.
     alignas(Map) std::byte memory_[sizeof(Map)]{};
 };
 

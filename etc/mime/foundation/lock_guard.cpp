@@ -2,6 +2,13 @@
 
 #include <new>
 
+// Invariants, of the lock while a guard exists: `owner` is the holder's thread; `recursionCount` is the
+// number of its guards; only the outermost guard locks, unlocks, and touches the statistics, which
+// therefore need no protection of their own. `owner` is compared without the lock: a thread can only
+// ever find its own number there if it wrote it itself, so a relaxed read is enough.
+//
+// The event about a long hold is reported after the lock is released, since its handler may take it.
+
 namespace MIME {
 
 using namespace KivGuiBase;
@@ -11,7 +18,7 @@ namespace {
 /// The lock's record of a site, made when it is new. Null without a site name or memory.
 LockSiteStatistics* FindSite(TimedCriticalSection& lock, const AnsiStr& site) noexcept {
     if (site.IsEmpty()) return nullptr;
-    // Creation is serialised, but a search may run beside it, so the search is serialised too.
+    // A search must not run while another thread inserts, so both are serialised.
     EnterTimingData();
     LockSiteStatistics* record = nullptr;
     if (LockSiteMap::Node* node = lock.sites.FindOrInsert(site)) {

@@ -7,12 +7,12 @@ namespace MIME {
 
 /// Holds a timed lock for as long as it lives.
 ///
-/// The lock is re-entrant for the thread that holds it. The guard keeps the lock's statistics
-/// when the lock asks for them, and reports the event "Lock duration exceeded threshold" after it
-/// has left the lock, when the hold lasted longer than the threshold.
+/// The thread that holds the lock may lock it again. The guard keeps the lock's statistics when the
+/// lock asks for them. When the hold lasted longer than the threshold, it reports the event "Lock
+/// duration exceeded threshold" after the lock is released.
 class LockGuard {
 public:
-    /// @param site  names the place that takes the lock, in statistics and events.
+    /// @param site  the name of the locking place in statistics and events.
     LockGuard(KivGuiBase::TimedCriticalSection& lock, const KivGuiBase::AnsiStr& site) noexcept;
     ~LockGuard();
     LockGuard(const LockGuard&) = delete;

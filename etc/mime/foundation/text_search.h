@@ -9,16 +9,16 @@
 
 namespace MIME {
 
-/// Finds where the line at the start of `text` stops: the first CR that an LF follows, or the
-/// first NUL, whichever comes first. A NUL that is the last byte does not count.
+/// Finds the end of the line at the start of `text`: the first CR LF or the first NUL, whichever
+/// comes first. A NUL that is the last byte does not count.
 /// @return its offset; `size` when there is none. One pass, 16 bytes a step.
 size_t FindLineStop(const char* text, size_t size) noexcept;
 
 /// Searches texts for one fixed string.
 ///
-/// Fast where the string is rare, 16 places a step, and linear in the text whatever both hold:
-/// when too much of the work goes into places that almost match, a search goes on with a table
-/// (Knuth, Morris and Pratt) that is made once.
+/// Fast where the string is rare, 16 places a step, and linear in the text for any text and string:
+/// when too much of the work goes into places that almost match, the search goes on with a table
+/// (Knuth, Morris and Pratt), which is made once.
 class TextFinder {
 public:
     static constexpr size_t kNotFound = SIZE_MAX;

@@ -11,7 +11,7 @@
 
 namespace MIME {
 
-/// A set of the 16 places of a Vector16: bit i stands for byte i.
+/// A set of the 16 places of a Vector16: bit i is for byte i.
 using PlaceMask = uint32_t;
 inline constexpr PlaceMask kAllPlaces = 0xFFFF;
 
@@ -20,7 +20,7 @@ inline unsigned CountLeading(PlaceMask mask) noexcept {
     return static_cast<unsigned>(std::countr_zero(static_cast<PlaceMask>(~(mask & kAllPlaces))));
 }
 
-/// 16 bytes that are looked at in one step; loads and stores need no alignment.
+/// 16 bytes that are compared in one step; loads and stores need no alignment.
 class Vector16 {
 public:
     static constexpr size_t kSize = 16;

@@ -10,14 +10,14 @@ void Info::GenerateBoundary() noexcept {
     unsigned char unique[kUniqueBytes];
     KivGuiBase::GetUnpredictableBytes(unique, sizeof unique);
     const AnsiStr digits = KivGuiBase::Binary2B16Str(unique, sizeof unique, 0, "\r\n");
-    // Half a boundary would be no boundary.
+    // Without its digits the boundary would not be unique.
     boundary = digits.IsEmpty() ? AnsiStr() : AnsiStr("=_Qvm_=-") + digits;
 }
 
 namespace {
 
-/// Takes the last item off the array. One that is shared and cannot be copied is let go of whole,
-/// rather than destroyed twice.
+/// Removes the last item of the array. An array that is shared and cannot be copied is released as a
+/// whole, so that nothing is destroyed twice.
 Part* TakeLast(SharedArray<Part*>& parts) noexcept {
     Part* last = parts[parts.GetCount() - 1];
     if (!parts.RemoveLast()) parts.Clear();
@@ -33,8 +33,8 @@ Part* TakeLastChild(Part& node) noexcept {
 
 }  // namespace
 
-// A tree may be deeper than the stack, and memory may have run out, so the walk needs neither:
-// on the way down, the slot of the child that is being destroyed holds the way back up.
+// A tree may be deeper than the stack, and memory may have run out, so the walk needs neither: on the
+// way down, the array slot of the child that is being destroyed holds the pointer to the parent.
 Part::~Part() {
     Part* node = this;
     Part* parent = nullptr;

@@ -9,6 +9,11 @@
 #include "mime/encoding/body_encoding.h"
 #include "mime/encoding/quoted_printable.h"
 
+// Writes the body of one entity. Every codec has a writer that takes the body in pieces and encodes
+// them straight into the room of the output, without a copy on the way. A writer may leave bytes at
+// the end of a piece that it cannot encode before it knows what follows; a disk file is therefore read
+// behind the bytes that were kept. Memory is fixed, whatever the body's size.
+
 namespace MIME {
 
 namespace {
@@ -57,8 +62,8 @@ private:
     bool endsLastLine_;
 };
 
-/// Quoted-printable, the same as one call for the whole body gives. A text from a file that is
-/// empty or ends with a line end needs no other before the boundary line; one from memory does.
+/// Quoted-printable, the same text as one call for the whole body gives. A boundary line may follow
+/// the text of a file at once if it is empty or ends with a line end; text from memory may not.
 class QuotedPrintableWriter {
 public:
     QuotedPrintableWriter(FileAccess& out, Source source, bool& endsLine) noexcept
@@ -129,7 +134,7 @@ bool EncodeFile(FileAccess& in, Writer writer) noexcept {
     Blob buffer;
     char* bytes = buffer.Renew(kReadSize);
     if (bytes == nullptr) return false;
-    unsigned kept = 0;  // bytes of the last read that wait for what follows them
+    unsigned kept = 0;  // bytes of the last read that cannot be encoded yet
     for (unsigned got = 1; got != 0;) {
         if (!in.Read(bytes + kept, kReadSize - kept, got)) return false;
         const char* next = bytes;

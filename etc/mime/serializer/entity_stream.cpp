@@ -7,6 +7,12 @@
 #include "mime/mime.h"
 #include "mime/serializer/body_writer.h"
 
+// Part::Write: walks the tree depth first with a stack of its own, so depth costs memory and not the
+// thread's stack. Header blocks are made in memory, bodies are streamed (body_writer.h).
+//
+// Invariant: when an entity has been written, `endsLine_` says whether the text ends with a line end
+// that a boundary line may share (RFC 2046, 5.1.1). If not, the boundary line gets one of its own.
+
 namespace MIME {
 
 using KivGuiBase::TextBuilder;
@@ -17,7 +23,7 @@ void AppendAtomOrQuoted(TextBuilder& text, const AnsiStr& value) noexcept {
     text.Append(Encoding::IsAtom(value) ? value : Encoding::Quote(value));
 }
 
-/// Appends a field's value and its parameters as they stand on a header line.
+/// Appends a field's value and its parameters, in the form that they have on a header line.
 void AppendValueText(TextBuilder& text, const HeaderValue& value) noexcept {
     AppendAtomOrQuoted(text, value.value);
     for (const ParameterMap::Node& parameter : value.parameters) {
@@ -73,7 +79,7 @@ public:
     }
 
 private:
-    /// An entity with children, of which those before `next` are written.
+    /// An entity with children, those before `next` already written.
     struct Level {
         const Part* part;
         unsigned count;
@@ -90,7 +96,7 @@ private:
         return true;
     }
 
-    /// The message that an entity carries stands right behind its header block (RFC 2046, 5.2.1).
+    /// Writes the message that an entity carries, right after its header block (RFC 2046, 5.2.1).
     bool WriteMessage(Level& level) {
         if (level.next != 0) {
             levels_.pop_back();
@@ -111,7 +117,7 @@ private:
 
     FileAccess& out_;
     std::vector<Level> levels_;
-    bool endsLine_ = false;  ///< what was written last needs no line end before a boundary line
+    bool endsLine_ = false;  ///< a boundary line may follow without a line end before it
 };
 
 }  // namespace

@@ -5,6 +5,10 @@
 #include "mime/encoding/body_encoding.h"
 #include "mime/mime.h"
 
+// Part::Serialize: the same walk as Part::Write, but into one text. Fields are completed in a copy of
+// the entity's headers, so the tree does not change. A boundary line always brings its own CR LF,
+// because a body in memory does not count the line end before the boundary line as its own.
+
 namespace MIME {
 
 using KivGuiBase::TextBuilder;
@@ -58,7 +62,7 @@ public:
     AnsiStr Finish() noexcept { return text_.Finish(); }
 
 private:
-    /// An entity with children, of which those before `next` are written.
+    /// An entity with children, those before `next` already written.
     struct Level {
         const Part* part;
         unsigned next = 0;
@@ -107,7 +111,7 @@ private:
         return isWritten;
     }
 
-    /// The message that an entity carries stands right behind its header block (RFC 2046, 5.2.1).
+    /// Appends the message that an entity carries, right after its header block (RFC 2046, 5.2.1).
     bool AppendMessage(Level& level) {
         if (level.next != 0) {
             levels_.pop_back();

@@ -1,7 +1,12 @@
 #include <algorithm>
 
+#include "kivgui/ascii.h"
 #include "kivgui/text_builder.h"
 #include "mime/mime.h"
+
+// Writes a header block field by field: value text, parameters, then folding of the whole field. What
+// makes a value safe are its encoders: QEncode leaves no CR, LF or byte above 0x7F, and FoldHeader
+// begins every further line with white space, so no value can begin a field of its own.
 
 namespace MIME {
 
@@ -10,10 +15,9 @@ using KivGuiBase::TextBuilder;
 namespace {
 
 constexpr std::string_view kMimeVersion = "Mime-Version";
-constexpr std::string_view kContentPrefix = "Content-";
 
 bool IsName(const AnsiStr& name, std::string_view wanted) noexcept {
-    return AnsiStr::Compare(name.GetStr(), wanted.data(), true) == 0;
+    return KivGuiBase::EqualsCaseless(GetCText(name), wanted);
 }
 
 bool IsAddressField(const AnsiStr& name) noexcept {
@@ -23,11 +27,10 @@ bool IsAddressField(const AnsiStr& name) noexcept {
 }
 
 bool IsContentField(const AnsiStr& name) noexcept {
-    return AnsiStr::NCompare(name.GetStr(), kContentPrefix.data(), kContentPrefix.size(), true) ==
-           0;
+    return KivGuiBase::StartsWithCaseless(GetCText(name), "Content-");
 }
 
-/// The mailboxes of an address list, one a line; empty when there is none.
+/// The mailboxes of an address list, one per line; empty when there is none.
 AnsiStr MakeMailboxLines(const AnsiStr& value) noexcept {
     TextBuilder lines;
     for (MailboxParser mailboxes(value); mailboxes.ToNext();) {

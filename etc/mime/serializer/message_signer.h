@@ -7,7 +7,7 @@
 
 namespace MIME {
 
-/// The name of a temporary file; a file that has the name goes with this object.
+/// The name of a temporary file. A file of that name is removed with this object.
 class ScratchFile {
 public:
     explicit ScratchFile(const char* name) noexcept
@@ -24,8 +24,8 @@ public:
 
     const File& GetFile() const noexcept { return file_; }
 
-    /// Makes the empty file, for its owner alone: a writer that only replaces content would let
-    /// the user's settings decide who may read the message.
+    /// Makes the empty file, which only its owner can read. (Without it, the writer would make the
+    /// file, and the user's settings would decide who can read the message.)
     bool Create() const noexcept {
         KivGuiBase::DiskFile made;
         return made.Open(file_, KivGuiBase::DiskFile::Mode::createNew) && made.Close();

@@ -5,6 +5,11 @@
 #include "kivgui/text_builder.h"
 #include "mime/mime.h"
 
+// Takes entries off the front of an address list. An entry has at most one name and one address; a
+// second one, or text after an address, makes it malformed, and then the walk ends: what follows
+// cannot be trusted. Departures from RFC 5322, 3.4: comments, groups and domain literals are not
+// parsed but belong to a bare address, and inside angle brackets no quoting is known.
+
 namespace MIME {
 
 using KivGuiBase::Growth;

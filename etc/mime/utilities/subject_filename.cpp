@@ -5,6 +5,11 @@
 #include "mime/foundation/char_class.h"
 #include "mime/mime.h"
 
+// Walks file name and subject side by side, in runs: a run of letters and digits, or one character.
+// Equal runs advance both. Where they differ, separators and characters that a file name cannot have
+// may be missing on one side; a long file name may also end early, because programs cut names. Names of
+// devices are compared apart from the walk. Takes time linear in both texts.
+
 namespace MIME {
 
 using KivGuiBase::IsAscii;
@@ -15,7 +20,7 @@ namespace {
 /// From this many bytes on, a file name may have been cut short.
 constexpr size_t kCutLength = 100;
 
-/// Texts end with a separator: the character behind the end counts as one.
+/// The end of a text counts as a separator.
 constexpr bool IsSeparator(std::string_view text, size_t at) noexcept {
     return at >= text.size() || (IsAscii(text[at]) && !kAlphanumericBytes.Has(text[at]));
 }
@@ -27,7 +32,7 @@ constexpr bool AreSeparators(std::string_view text) noexcept {
     return true;
 }
 
-/// Length of the character at a place: a byte and, beyond ASCII, the continuation bytes behind.
+/// Length of the character at a place: a byte and, beyond ASCII, the continuation bytes after it.
 constexpr size_t MeasureCharacter(std::string_view text, size_t at) noexcept {
     if (at >= text.size()) return 0;
     const std::string_view rest = text.substr(at);
@@ -35,9 +40,7 @@ constexpr size_t MeasureCharacter(std::string_view text, size_t at) noexcept {
 }
 
 constexpr bool AreEqual(std::string_view a, std::string_view b, bool ignoreCase) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [ignoreCase](char x, char y) {
-        return x == y || (ignoreCase && KivGuiBase::ToLowerAscii(x) == KivGuiBase::ToLowerAscii(y));
-    });
+    return ignoreCase ? KivGuiBase::EqualsCaseless(a, b) : a == b;
 }
 
 bool IsDevice(std::string_view name, bool ignoreCase) noexcept {
@@ -98,10 +101,10 @@ public:
                 f_ += fileRun;
             } else if (IsSeparator(file_, f_)) {
                 if (pending_ == 0 && !IsSeparator(subject_, s_)) return IsCutHere();
-                ++f_;  // the file name has a separator more
+                ++f_;  // a separator was added to the file name
             } else if (IsSeparator(subject_, s_)) {
                 ++pending_;
-                ++s_;  // dropped, or replaced by a character of any kind
+                ++s_;  // it was dropped, or replaced by any character
             } else if (pending_ == 0) {
                 return false;
             } else {
@@ -114,8 +117,8 @@ public:
     }
 
 private:
-    /// The letters and digits that both have next, as far as both go on; one character of each
-    /// when either has a separator.
+    /// The letters and digits that follow in both texts, up to the shorter run; one character of each
+    /// when a separator follows in either.
     void MeasureRuns(size_t& subjectRun, size_t& fileRun) const noexcept {
         while (!IsSeparator(subject_, s_ + subjectRun) && !IsSeparator(file_, f_ + fileRun)) {
             subjectRun += MeasureCharacter(subject_, s_ + subjectRun);
@@ -126,7 +129,7 @@ private:
         fileRun = MeasureCharacter(file_, f_);
     }
 
-    /// The subject goes on where the file name does not: was that one cut short?
+    /// The subject goes on where the file name ends. Returns true if the name may have been cut.
     bool IsCutHere() const noexcept {
         return wholeFile_.size() >= kCutLength && AreSeparators(file_.substr(f_));
     }
@@ -137,7 +140,7 @@ private:
     bool ignoreCase_;
     size_t f_ = 0;
     size_t s_ = 0;
-    size_t pending_ = 0;  ///< separators of the subject passed over since the last match
+    size_t pending_ = 0;  ///< separators of the subject skipped since the last match
     bool matched_ = false;
 };
 

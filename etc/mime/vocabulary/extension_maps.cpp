@@ -8,6 +8,11 @@
 #include "kivgui/error.h"
 #include "mime/foundation/lazy_table.h"
 
+// The tables between file-name extensions and media types. The rows (file_types.inc) are checked when
+// this file is compiled: their order, their marks and how many there are. The maps are built on first
+// use from the rows, and read without a lock afterwards (lazy_table.h). A later row replaces the value
+// of an earlier one with the same key, which extra_extensions.inc relies on.
+
 namespace MIME {
 namespace {
 
@@ -109,7 +114,7 @@ static_assert(std::size(kExtraExtensions) == 40);
 /// A later row replaces the value of an earlier one with the same key.
 template <class Map, class Value>
 void Insert(Map& map, const AnsiStr& key, const Value& value) {
-    // No key is empty: an empty one is a copy for which memory ran out.
+    // No key is empty, so an empty one is a copy that failed for lack of memory.
     auto* const node = key.IsEmpty() ? nullptr : map.FindOrInsert(key);
     if (node == nullptr) KivGuiBase::DebugAbort("No memory for a table of media types");
     node->value = value;

@@ -5,7 +5,7 @@
 
 namespace MIME {
 
-/// From a file-name extension, without its dot, to the media type it stands for. The
+/// From a file-name extension, without its dot, to its media type. The
 /// extensions are in lower case, but for "Z"; the string of each ContentType is empty.
 using FileTypeMap = KivGuiBase::SkipListMap<ContentType, KivGuiBase::ByteOrder>;
 
@@ -18,8 +18,8 @@ using FileExtensionMap = KivGuiBase::SkipListMap<AnsiStr, KivGuiBase::ByteOrder>
 const FileTypeMap& GetFileTypeMap() noexcept;
 const FileExtensionMap& GetFileExtensionMap() noexcept;
 
-/// Frees the rows of the tables that were built, at the end of the module. Lookups after that
-/// report misses and build nothing. No other thread may look anything up meanwhile.
+/// Frees the rows of the tables that were built, at the end of the module. Later lookups find
+/// nothing and build nothing. No other thread may look anything up meanwhile.
 void EmptyExtensionMaps() noexcept;
 
 }  // namespace MIME

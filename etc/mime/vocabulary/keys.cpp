@@ -38,7 +38,7 @@ constexpr bool IsLetterOrDigit(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || IsDigitAscii(c);
 }
 
-/// Whether a row's identifier is the one that its text calls for.
+/// Returns true if a row's identifier is the one that its text requires.
 constexpr bool IsIdentifierOf(std::string_view id, std::string_view text) {
     if (text.empty()) return false;
     if (IsDigitAscii(text.front())) {
@@ -59,7 +59,7 @@ constexpr bool IsIdentifierOf(std::string_view id, std::string_view text) {
 #define MIME_HEADER(id, text) static_assert(IsIdentifierOf(#id, text), text);
 #include "mime/vocabulary/headers.inc"
 
-/// Empty for a value behind the last row: hosts can pass any number as a key.
+/// Empty for a number above the last row: hosts can pass any number as a key.
 template <size_t kCount>
 constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsigned key) noexcept {
     return key < kCount ? texts[key] : std::string_view();

@@ -13,7 +13,7 @@ namespace Tool::System {
 namespace {
 
 /// A descriptor 0, 1 or 2 that came closed would be given to the next file that is opened, and
-/// output meant for the user would end in that file. It is taken up so that its use fails.
+/// output meant for the user would end in that file. It is opened so that its use fails.
 void TakeUp(int descriptor, int mode) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) return;
     // The lowest free number is the one asked for: those below it are taken.
