@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -135,6 +137,75 @@ std::string ReadExactHeaderBlock(const std::string& in) {
     return got.error + ": " + ShowFields(got.part.headers);
 }
 
+/// What the exact rules make of a Content-Type that is kept apart.
+std::string ReadExactType(const std::string& in) {
+    const Reading got("--q--\r\n", in.c_str());
+    const Info& info = got.part.info;
+    return got.error + "[" + ToString(info.boundary) + "] " + ToString(info.contentType.GetStr());
+}
+
+/// The order in which a multipart/related with these further parameters has its children.
+std::string ReadExactStart(const std::string& in) {
+    std::string text;
+    for (const char* id : {"<1>", "<2>", "<1>", "<R>", "<1>"}) {
+        const char number = static_cast<char>('1' + std::count(text.begin(), text.end(), ':'));
+        text += std::string("--a\r\nContent-ID: ") + id + "\r\n\r\n" + number + "\r\n";
+    }
+    return Reading(text + "--a--", ("multipart/related; boundary=a" + in).c_str()).Show();
+}
+
+/// The name of the body's file; "N" stands for what makes each name new.
+std::string NameExactBody(const std::string& in) {
+    const Reading got("--a\r\n" + in + "\r\nx\r\n--a--", "multipart/mixed; boundary=a");
+    return std::regex_replace(got.folder.List().at(0), std::regex("-[0-9A-Z]{16,}"), "-N");
+}
+
+/// How both writers write these fields.
+std::string WriteFields(const std::string& in) {
+    Reading read(std::regex_replace(in, std::regex("\n"), "\r\n") + "\r\n\r\nx");
+    Part part;
+    for (const HeaderMap::Node& field : read.part.headers) {
+        if (!in.starts_with(ToString(field.key)) &&
+            in.find("\n" + ToString(field.key)) == std::string::npos)
+            continue;
+        part.headers.FindOrInsert(field.key)->value.value = field.value.value;
+        part.headers.Find(field.key)->value.parameters.CopyFrom(field.value.parameters);
+    }
+    EXPECT_TRUE(part.Write(File(AnsiStr(read.folder.At("out")))));
+    const HeaderMap& headers = part.headers;
+    return "Write\n" + ReadWholeFile(read.folder.At("out")) + "\nSerialize\n" +
+           ToString(headers.Serialize(false, false)) + "\nContent- fields\n" +
+           ToString(headers.Serialize(true, false)) + "\nothers\n" +
+           ToString(headers.Serialize(false, true));
+}
+
+/// Both directions: the extension of a type, or the type of an extension with the numbers of its keys.
+std::string LookUpType(const std::string& in) {
+    AnsiStr text(in);  // argument and result may be one string
+    if (in.find('/') != std::string::npos) {
+        const bool found = GetExtFromTypeStr(text, text);
+        return found ? ToString(text) : "not known" + ToString(text);
+    }
+    ContentType type{"left over", Type::invalid, SubType::invalid};
+    const bool found = GetTypeFromExt(text, type);
+    EXPECT_TRUE(type.str.IsEmpty());
+    const bool foundText = GetTypeStrFromExt(text, text);
+    return ToString(text) + (foundText ? " " : " not known ") + std::to_string(type.type) + "/" +
+           std::to_string(type.subType) + (found ? "" : " not known");
+}
+
+/// A number with a sign and one without, each with what follows it.
+std::string ReadNumbers(const std::string& in) {
+    int64_t number = 4711;
+    uint64_t positive = 4711;
+    const char* end = "no number";
+    const bool isSigned = KivGuiBase::Str2Hyper(in.c_str(), &end, &number, false, 20) == 0;
+    const bool isPositive = KivGuiBase::Str2UHyper(in.c_str(), nullptr, &positive, false, 20) == 0;
+    EXPECT_TRUE((isSigned || number == 4711) && (isPositive || positive == 4711));
+    return (isSigned ? std::to_string(number) : "none") + " " +
+           (isPositive ? std::to_string(positive) : "none") + " [" + end + "]";
+}
+
 /// Reads the body of a multipart entity by the exact rules, after a beginning that all rows share.
 Function ReadExactly(const std::string& begin) {
     return [begin](const std::string& in) {
@@ -188,6 +259,12 @@ const std::map<std::string, Function>& GetFunctions() {
          [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), false)); }},
         {"encode_words_always",
          [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), true)); }},
+        {"exact_body_names", NameExactBody},
+        {"exact_content_types", ReadExactType},
+        {"exact_start", ReadExactStart},
+        {"fields", WriteFields},
+        {"numbers", ReadNumbers},
+        {"types", LookUpType},
         {"exact_base64", ReadExactly("--a\r\nContent-Transfer-Encoding: base64\r\n\r\n")},
         {"exact_content_length", ReadExactly("--a\r\nContent-Length: ")},
         {"exact_copied_bodies", ReadExactCopy},

@@ -24,39 +24,6 @@ TEST(ConvertTest, WritesBase16InLinesAndFormats) {
     EXPECT_EQ(FmtArgs("<%s>", big.c_str()), "<" + big + ">");
 }
 
-TEST(ConvertTest, ReadsDecimalNumbers) {
-    struct Case {
-        const char* text;
-        bool isSigned;    // what Str2Hyper says
-        bool isUnsigned;  // what Str2UHyper says
-        uint64_t value;
-        size_t length;  // of the number
-    };
-    const Case cases[] = {
-        {"12 bytes", true, true, 12, 2},
-        {"00000000000000000042", true, true, 42, 20},
-        {"000000000000000000042", false, false, 0, 0},  // 21 digits
-        {"9223372036854775808", false, true, uint64_t{1} << 63, 19},
-        {"18446744073709551615", false, true, UINT64_MAX, 20},
-        {"18446744073709551616", false, false, 0, 0},
-        {"+7", true, false, 7, 2},
-        {"-9223372036854775808", true, false, uint64_t{1} << 63, 20},
-        {"", false, false, 0, 0},
-        {"+-1", false, false, 0, 0},
-        {" 1", false, false, 0, 0},
-    };
-    for (const Case& c : cases) {
-        int64_t number = 4711;
-        const char* end = nullptr;
-        EXPECT_EQ(Str2Hyper(c.text, &end, &number, false, 20) == 0, c.isSigned) << c.text;
-        EXPECT_EQ(static_cast<uint64_t>(number), c.isSigned ? c.value : 4711) << c.text;
-        EXPECT_EQ(end, c.isSigned ? c.text + c.length : nullptr) << c.text;
-        uint64_t positive = 4711;
-        EXPECT_EQ(Str2UHyper(c.text, nullptr, &positive, false, 20) == 0, c.isUnsigned) << c.text;
-        EXPECT_EQ(positive, c.isUnsigned ? c.value : 4711) << c.text;
-    }
-}
-
 TEST(ConvertTest, CleansTheEnds) {
     EXPECT_EQ(CleanStr("\t\n\v\f\r a b \r\f\v\n\t"), "a b");
     EXPECT_EQ(CleanStr(" \t\r\n"), "");

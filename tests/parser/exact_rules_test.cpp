@@ -38,65 +38,6 @@ std::string Leaf(const std::string& body) {
     return "\r\n" + body + "\r\n";
 }
 
-// -------------------------------------------------------------------------------------- fields --
-
-TEST(ExactRulesTest, ContentTypes) {
-    struct Case {
-        const char* type;
-        const char* boundary;
-        const char* keys;  // those of the type that the extension of the field's type stands for
-    };
-    const Case cases[] = {
-        {"multipart/related; boundary=\"=_a b\"; start=\"<r>\"", "=_a b", "invalid/invalid"},
-        {"MULTIPART/Mixed;boundary=q", "q", "invalid/invalid"},
-        {"multipart/; BOUNDARY=q", "q", "invalid/invalid"},
-        {"multipart/mixed; boundary", "", "invalid/invalid"},
-        {"multipart/mixed; boundary=\"\"", "", "invalid/invalid"},
-        {" multipart/mixed", "", "invalid/invalid"},
-        {"multipartx/mixed; boundary=q", "", "invalid/invalid"},
-        {"multipart; boundary=q", "", "invalid/invalid"},
-        {"\"multipart/mixed\"; boundary=q", "", "invalid/invalid"},
-        {"IMAGE/Gif; boundary=q", "", "image/gif"},
-        {"", "", "invalid/invalid"},
-    };
-    for (const Case& c : cases) {
-        Reading got("--q--\r\n", c.type);
-        EXPECT_EQ(got.error, *c.boundary == '\0'    ? "boundary missing"
-                             : c.boundary[0] == 'q' ? ""
-                                                    : "text boundary is missing");
-        EXPECT_EQ(got.part.info.boundary, c.boundary) << c.type;
-        EXPECT_EQ(got.part.info.contentType.GetStr(), c.keys) << c.type;
-    }
-}
-
-// ----------------------------------------------------------------------------------- structure --
-
-TEST(ExactRulesTest, TheStartParameterNamesTheFirstChild) {
-    struct Case {
-        const char* why;
-        const char* start;
-        const char* end;
-        const char* want;
-    };
-    const Case cases[] = {
-        {"an empty start", "; start=\"\"", "--a--", "([1][2][3][4][5])"},
-        {"the name's case does not count", "; START=<R>", "--a--", "([4][1][2][3][5])"},
-        {"the value's does", "; start=\"<r>\"", "--a--", "([1][2][3][4][5])"},
-        {"so do the brackets", "; start=R", "--a--", "([1][2][3][4][5])"},
-        {"each that has it goes before those read before", "; start=\"<1>\"", "--a\r\n",
-         "text boundary is missing: ([5][3][1][2][4])"},
-    };
-    std::string text;
-    int number = 0;
-    for (const char* id : {"<1>", "<2>", "<1>", "<R>", "<1>"}) {
-        text += "--a\r\nContent-ID: " + std::string(id) + "\r\n" + Leaf(std::to_string(++number));
-    }
-    for (const Case& c : cases) {
-        EXPECT_EQ(Reading(text + c.end, (kType + std::string(c.start)).c_str()).Show(), c.want)
-            << c.why;
-    }
-}
-
 TEST(ExactRulesTest, AddsToWhatIsThere) {
     const TempFolder folder;
     Part part;
@@ -224,37 +165,6 @@ TEST(ExactRulesTest, DecodesLongLinesAndLargeBodies) {
 }
 
 // --------------------------------------------------------------------------------------- files --
-
-TEST(ExactRulesTest, NamesFilesFromTheHeaders) {
-    struct Case {
-        const char* fields;
-        const char* start;
-        const char* end;
-    };
-    const Case cases[] = {
-        {"Content-Disposition: x; filename=report.pdf\r\nContent-ID: id1\r\n", "mimeio-report-",
-         ".pdf"},
-        {"Content-ID: id1\r\nContent-Type: text/plain\r\n", "mimeio-id1-", ".txt"},
-        {"Content-Type: image/gif\r\n", "mimeio-tmp-", ".gif"},
-        {"Content-ID: <a@b>\r\nContent-Type: no/such\r\n", "mimeio-_a@b_-", ".bin"},
-        {"", "mimeio-tmp-", ".bin"},
-        {"Content-Disposition: x; filename=../../etc/passwd\r\n", "mimeio-.._.-", "._etc_passwd"},
-        {"Content-Disposition: x; filename=/etc/passwd\r\n", "mimeio-_etc_passwd-", ""},
-        {"Content-ID: ../../x\r\n", "mimeio-.._.._x-", ".bin"},
-        {"Content-Disposition: x; filename=C:\\x\r\n", "mimeio-C__x-", ""},
-        {"Content-Disposition: x; filename=CON\r\n", "mimeio-CON-", ""},
-        {"Content-Disposition: x; filename=a\nb\x1B[2J.txt\r\n", "mimeio-a_b_[2J-", ".txt"},
-    };
-    for (const Case& c : cases) {
-        const std::string leaf = "--a\r\n" + std::string(c.fields) + Leaf("x");
-        const Reading got(leaf + leaf + "--a--", kType);
-        const std::vector<std::string> names = got.folder.List();
-        ASSERT_EQ(names.size(), 2u) << c.fields;
-        for (const std::string& name : names) {
-            EXPECT_TRUE(name.starts_with(c.start) && name.ends_with(c.end)) << name;
-        }
-    }
-}
 
 TEST(ExactRulesTest, ReadsFiles) {
     const TempFolder folder;

@@ -57,33 +57,6 @@ protected:
     const File target_{AnsiStr(folder_.At("out"))};
 };
 
-TEST_F(EntityStreamTest, HeaderLines) {
-    struct Case {
-        const char* why;
-        AnsiStr value;
-        Parameters parameters;
-        const char* want;
-    };
-    const Case cases[] = {
-        {"an atom", "text/plain", {}, "X: text/plain\r\n"},
-        {"no atom", "Hello World", {}, "X: \"Hello World\"\r\n"},
-        {"quotes in the value", "a \"b\" \\", {}, "X: \"a \\\"b\\\" \\\\\"\r\n"},
-        {"bytes above ASCII as they are", "K\xC3\xB6ln", {}, "X: \"K\xC3\xB6ln\"\r\n"},
-        {"a parameter", "text/plain", {{"charset", "utf-8"}}, "X: text/plain; charset=utf-8\r\n"},
-        {"parameters in alphabetical order",
-         "form-data",
-         {{"name", "a"}, {"Filename", "b c.txt"}, {"x", "\""}},
-         "X: form-data; Filename=\"b c.txt\"; name=a; x=\"\\\"\"\r\n"},
-        {"an empty parameter", "attachment", {{"filename", ""}}, "X: attachment; filename=\r\n"},
-        {"an empty value: no line", "", {{"a", "b"}}, ""},
-    };
-    for (const Case& c : cases) {
-        Part part;
-        SetField(part, "X", c.value, c.parameters);
-        EXPECT_EQ(Escape(Write(part)), Escape(c.want + std::string("\r\n"))) << c.why;
-    }
-}
-
 TEST_F(EntityStreamTest, HeaderBlocksAreAlphabeticalAndCompleteNothing) {
     Part part;
     SetField(part, "to", "you");

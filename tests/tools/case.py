@@ -75,15 +75,6 @@ class Case(unittest.TestCase):
         self.assertEqual(os.listdir(self.temp), [], "left in the temporary folder")
         return out, errors
 
-    def check_refusals(self, cases):
-        """Each case is a reason, arguments, an exit status, and what standard error holds."""
-        for why, arguments, status, errors in cases:
-            with self.subTest(why):
-                out, said = self.run_tool(*arguments, status=status)
-                self.assertRegex(said, errors)
-                if status:
-                    self.assertEqual(out, b"")
-
     def file(self, name, content):
         path = self.home / name
         path.write_bytes(content)

@@ -18,70 +18,7 @@ def deep(depth):
     return f"{head}\r\nhi{tail}".encode()
 
 
-class Usage(Case):
-    def test_status_and_message(self):
-        plain = self.file("plain.eml", part(b"body", b"Subject: x"))
-        self.check_refusals([
-            ("help", ["--help"], 0, rb"^$"),
-            ("no subcommand", [], 2, rb"Usage: kivmime"),
-            ("no file", ["show"], 2, rb"Usage: kivmime show"),
-            ("unknown option", ["show", NESTED, "--colour"], 2, rb"--colour"),
-            ("no folder", ["extract", NESTED], 2, rb"--directory"),
-            ("body and type on one stream", ["rewrite", NESTED, "--body", "-o", "-"], 2, rb"--body"),
-            ("missing file", ["show", "none.eml"], 1, rb"^kivmime: none.eml: " + NO_SUCH_FILE + rb".*\n$"),
-            ("a folder", ["show", "temp"], 1, rb"^kivmime: temp: "),
-            ("the reader's message", ["show", plain, "--strict"], 1, rb"plain.eml: boundary missing\n$"),
-            ("missing part", ["extract", NESTED, "1.10", "-d", "d"], 1, rb"no part 1.10\n$"),
-            ("folder is a file", ["extract", NESTED, "-d", plain], 1, rb"plain.eml: "),
-            ("nowhere to write", ["rewrite", NESTED, "-o", "no/folder"], 1, rb"^kivmime: no/folder: "),
-        ])
-
-    def test_types(self):
-        out, errors = self.run_tool("type", "png", "my.photo.jpg", "Text/HTML", "no-such", status=1)
-        self.assertEqual(out, b"png  image/png\nmy.photo.jpg  image/jpeg\nText/HTML  html\n")
-        self.assertEqual(errors, b"kivmime: no-such: not known\n")
-
-
 class Show(Case):
-    def test_table(self):
-        out, _ = self.run_tool("show", NESTED)
-        self.assertEqual(out.decode().splitlines(), [
-            "index    type                     encoding  size  file name",
-            "1        multipart/mixed          -            -  -",
-            "1.1        multipart/alternative  -            -  -",
-            "1.1.1        text/plain           -           58  -",
-            "1.1.2        multipart/related    -            -  -",
-            "1.1.2.1        text/html          -           78  -",
-            "1.1.2.2        image/png          base64      85  -",
-            "1.2        text/plain             8bit        93  minutes.txt",
-            "1.3        message/rfc822         -            -  invitation.eml",
-            "1.3.1        text/plain           -           35  -",
-        ])
-        out, _ = self.run_tool("show", "--strict", NESTED)
-        self.assertIn("1.3        message/rfc822         -          131  invitation.eml", out.decode())
-
-    def test_headers(self):
-        out, _ = self.run_tool("show", "--headers", "--strict", SAMPLES / "related_start.eml")
-        self.assertIn(b'    Content-Disposition: inline; filename="dot.png"\n', out)
-        self.assertNotRegex(out, rb'(?m): $|filename$', "what the reader added without a value")
-        message = (b"Received: one;\n\ttoday\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nReceived: two\n"
-                   b"Content-Type: text/plain; name*=utf-8''gr%C3%BCn.txt\n\nbody\n")
-        out, _ = self.run_tool("show", "--headers", "-", given=message)
-        self.assertEqual(out.decode().splitlines()[1:], [
-            "1      text/plain  -            5  grün.txt", "    Received: one;\\x09today",
-            "    Subject: Grüße", "    Received: two", '    Content-Type: text/plain; name="grün.txt"'])
-
-    def test_json(self):
-        message = multipart(named(b"caf\xc3\xa9 \x9b.txt", b"12345"), part(b"y"))
-        shown = json.loads(self.run_tool("show", "-", "--json", "--headers", given=message)[0])
-        self.assertEqual(shown["file"], "-")
-        first = {"index": "1.1", "parent": 0, "depth": 1, "size": 5, "fileName": "caf\u00e9 \ufffd.txt"}
-        self.assertEqual({key: shown["entities"][1][key] for key in first}, first)
-        top = {"index": "1", "parent": None, "depth": 0, "size": None, "transferEncoding": None, "fileName": None}
-        self.assertEqual({key: shown["entities"][0][key] for key in top}, top)
-        self.assertEqual(shown["entities"][0]["headers"], [
-            {"name": "Content-Type", "value": "multipart/mixed", "parameters": [{"name": "boundary", "value": "cut"}]}])
-
     def test_tree_deeper_than_the_stack(self):
         path = self.file("deep.eml", deep(100_000))
         entities = json.loads(self.run_tool("show", path, "--json", "--strict")[0])["entities"]
@@ -110,19 +47,12 @@ class Escaping(Case):
             self.assert_harmless(strict)
             self.assertEqual(b"text/" + self.SHOWN in strict, arguments in (["show"], ["show", "--headers"]))
 
-    def test_messages_about_a_message(self):
-        cases = [
-            ("header line", b"A: 1\r\n" + self.NASTY + b"\r\n\r\n"),
-            ("base64 text", multipart(part(self.NASTY * 1000, b"Content-Transfer-Encoding: base64"))),
-        ]
-        for why, message in cases:
-            with self.subTest(why):
-                _, errors = self.run_tool("show", "--strict", "-", given=message, status=1)
-                self.assert_harmless(errors)
-                self.assertIn(self.SHOWN, errors)
-                self.assertLess(len(errors), 4000)
-        for arguments, status in [(["show", "a\x1bb"], 1), (["show", "x", "--a\x1bb"], 2), (["type", "a\x1bb"], 1)]:
-            self.assertIn(rb"a\x1Bb", self.run_tool(*arguments, status=status)[1])
+    def test_messages_about_a_message_are_short(self):
+        message = multipart(part(self.NASTY * 1000, b"Content-Transfer-Encoding: base64"))
+        _, errors = self.run_tool("show", "--strict", "-", given=message, status=1)
+        self.assert_harmless(errors)
+        self.assertIn(self.SHOWN, errors)
+        self.assertLess(len(errors), 4000)
 
 
 class Extract(Case):
@@ -237,73 +167,6 @@ class Rewrite(Case):
             self.assertEqual(sorted(os.listdir(self.home)), before)
         self.environment["TMPDIR"] = str(self.home / "none")
         self.assertRegex(self.run_tool("show", NESTED, status=1)[1], NO_SUCH_FILE)
-
-
-class Text(Case):
-    def test_what_is_printed(self):
-        html = (b"<head><title>t</title><style>p{}</style></head><!-- <p>no -->A &amp; B&#x2713;<p>1 &lt 2<br>x"
-                b"<script>if (a < b) alert()</script>\r\n  y &#27;[0m")
-        html_text = "A & B\u2713\n\n1 &lt 2\nx y \\x1B[0m\n"
-        plain, page = b"Content-Type: text/plain", b"Content-Type: text/html"
-        related = b"Content-Type: multipart/related; boundary=in\r\n\r\n--in\r\n" + part(html, page) + b"\r\n--in\r\n" + \
-            named(b"dot.png") + b"\r\n--in--\r\n"
-
-        def alternative(*forms):
-            return multipart(*forms).replace(b"multipart/mixed", b"multipart/alternative")
-
-        cases = [
-            ("fields", b"Subject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nDate: today\nFrom: a@b.example\n\nx",
-             "From: a@b.example\nDate: today\nSubject: Grüße\n\nx\n"),
-            ("charset", part(b"f\xfcr", plain + b"; charset=iso-8859-1"), "für\n"),
-            ("no charset, UTF-8", part(b"f\xc3\xbcr"), "für\n"),
-            ("no charset, something", part(b"f\xfcr"), "f\ufffdr\n"),
-            ("unknown charset", part(b"\x81\x82", plain + b"; charset=klingon"),
-             '[1: text/plain, 2 bytes: unknown character set "klingon"]\n'),
-            ("flowed", part(b"one \r\ntwo\r\n> a \r\n> b\r\n", plain + b"; format=Flowed"), "one two\n> a b\n"),
-            ("controls", part(b"\x1b[31mred\x07\tx\xc2\x9b\r\n\xe2\x80\xaey"), "\\x1B[31mred\\x07\tx\\u009B\n\\u202Ey\n"),
-            ("HTML alone", part(html, page), html_text),
-            ("alternative", alternative(part(b"plain", plain), part(html, page)), "plain\n"),
-            ("no plain alternative", alternative(related, named(b"a.ics")),
-             html_text + '\n[1.1.2: text/plain, "dot.png", 1 bytes]\n\n[1.2: text/plain, "a.ics", 1 bytes]\n'),
-            ("a message", multipart(part(b"see"), part(b"Subject: s\r\n\r\nin", b"Content-Type: message/rfc822")),
-             "see\n\n[1.2.1: a message]\nSubject: s\n\nin\n"),
-        ]
-        for why, message, text in cases:
-            with self.subTest(why):
-                self.assertEqual(self.run_tool("text", "-", given=message)[0].decode(), text)
-
-
-class Lint(Case):
-    def test_report(self):
-        message = b"From a@b.example Thu Jan  1 00:00:00 1970\n" + multipart(
-            part(b"x"), part(b"!!!!", b"Content-Transfer-Encoding: base64")).replace(b"\r\n", b"\n")
-        place = message.index(b"!!!!")
-        self.assertEqual(self.run_tool("lint", NESTED)[0], b"")
-        out, _ = self.run_tool("lint", "-", given=message, status=1)
-        self.assertEqual(out.decode().splitlines(), [
-            '-:0: 1: harmless: an mbox "From " line precedes the message',
-            "-:42: 1: harmless: a line ends in LF alone",
-            f"-:{place}: 1.2: ambiguous: characters outside the alphabet in a base64 body"])
-        report = json.loads(self.run_tool("lint", "-", "--json", given=message, status=1)[0])
-        self.assertEqual([report["file"], report["worst"], report["omitted"], report["failure"]], ["-", "ambiguous", 0, None])
-        self.assertEqual(report["deviations"][2], {
-            "kind": "base64Rubbish", "severity": "ambiguous", "offset": place, "index": "1.2",
-            "text": "characters outside the alphabet in a base64 body"})
-
-    def test_not_readable(self):
-        arguments = ["lint", "-", "--strict"]
-        out, errors = self.run_tool(*arguments, given=b"Subject: x\r\n\r\nbody", status=3)
-        self.assertEqual(errors, b"kivmime: standard input: boundary missing\n")
-        self.assertEqual(out, b"-:14: 1: failure: boundary missing\n")
-        report, _ = self.run_tool(*arguments, "--json", "--content-type", "text/plain", given=b"x", status=3)
-        self.assertEqual(json.loads(report)["failure"]["text"], "boundary missing")
-        self.assertRegex(self.run_tool("lint", "none", status=3)[1], NO_SUCH_FILE)
-
-    def test_offsets_count_the_separate_body(self):
-        body = b"--cut\r\n\r\n\r\n--cut tail\r\n--cut--\n"
-        out, _ = self.run_tool("lint", "-", "--content-type", "multipart/mixed; boundary=cut", "--json",
-                               given=body, status=1)
-        self.assertEqual(json.loads(out)["deviations"][0]["offset"], 11)
 
 
 if __name__ == "__main__":

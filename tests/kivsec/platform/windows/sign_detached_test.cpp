@@ -93,8 +93,7 @@ TEST(SignDetachedTest, SignsOrSaysWhyAndLeavesNoKey) {
         {"ECDSA", "ec.p12", kNone, kBadAlgorithm},
         {"no such keys in CNG", "ed25519.p12", kBadAlgorithm, kBadAlgorithm},
         {"PEM is not read here", "rsa.pem", kNotSupported, kNotSupported},
-        {"nor with a text before it", "rsa-old-locked.pem", kNotSupported, kNotSupported},
-        {"encrypted PEM", "rsa-locked.pem", kNotSupported, kNotSupported},
+        {"nor encrypted", "rsa-locked.pem", kNotSupported, kNotSupported},
     };
     const TempFolder folder;
     const std::string content = folder.At("content");

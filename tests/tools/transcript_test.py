@@ -1,0 +1,73 @@
+"""Runs what transcripts/*.txt show: commands, what they are given, and what they print.
+
+    # a comment
+    + NAME CONTENT    a file in the current folder
+    $ kivmime ...     a command, quoted as in a shell; $SAMPLES and $KEYS are folders
+    < TEXT            a line of its standard input
+    > TEXT            a line of its standard output; when there is none it is not looked at
+    ~ PATTERN         what is found in its standard output, escaped
+    ! PATTERN         what is found in its standard error; when there is none it must be empty
+    = STATUS          the exit status, when it is not 0
+
+CONTENT and TEXT are escaped as in C; lines are joined by LF. {missing} in a pattern is what the system says
+of a missing file. Transcripts in the folder of a platform are for that platform alone.
+"""
+
+import os
+import re
+import shlex
+import string
+import unittest
+from pathlib import Path
+
+from case import EMULATOR, NO_SUCH_FILE, SAMPLES, Case
+
+FOLDER = Path(__file__).parent / "transcripts"
+FOLDERS = {"SAMPLES": SAMPLES, "KEYS": os.environ["KIVMIME_KEYS"]}
+
+
+def unescape(text):
+    return re.sub(rb"\\(x..|.)", lambda match: {b"r": b"\r", b"n": b"\n", b"t": b"\t"}.get(match[1]) or (
+        bytes.fromhex(match[1][1:].decode()) if len(match[1]) == 3 else match[1]), text.encode())
+
+
+def parse(path):
+    """Each command with its lines by their mark; files are commands of their own."""
+    steps = []
+    for line in path.read_text().splitlines():
+        mark, _, text = line.partition(" ")
+        if mark in ("$", "+"):
+            steps.append({mark: text})
+        elif mark and mark in "<>~!=":
+            steps[-1].setdefault(mark, []).append(text)
+    return steps
+
+
+class Transcripts(Case):
+    def run_step(self, step):
+        if "+" in step:
+            name, _, content = step["+"].partition(" ")
+            self.file(name, unescape(content))
+            return
+        arguments = shlex.split(string.Template(step["$"].removeprefix("kivmime ")).substitute(FOLDERS))
+        out, errors = self.run_tool(*[os.fsdecode(unescape(one)) for one in arguments],
+                                    given=unescape("\n".join(step.get("<", []))), status=int(step.get("=", [0])[0]))
+        if ">" in step:
+            self.assertEqual(out.removesuffix(b"\n"), unescape("\n".join(step[">"])))
+        for pattern in step.get("~", []):
+            self.assertRegex(repr(out)[2:-1], pattern)
+        self.assertEqual(bool(errors), "!" in step, errors)
+        for pattern in step.get("!", []):
+            self.assertRegex(errors, pattern.encode().replace(b"{missing}", NO_SUCH_FILE))
+
+    def test_all(self):
+        paths = [*FOLDER.glob("*.txt"), *([] if EMULATOR else FOLDER.glob("posix/*.txt"))]
+        self.assertTrue(paths)
+        for path in sorted(paths):
+            for step in parse(path):
+                with self.subTest(path.name, step=step):
+                    self.run_step(step)
+
+
+if __name__ == "__main__":
+    unittest.main()
