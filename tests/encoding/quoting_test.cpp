@@ -19,15 +19,5 @@ TEST(QuotingTest, EveryByteIsAnAtomCharacterOrNot) {
     }
 }
 
-TEST(QuotingTest, LongTexts) {
-    std::string text;
-    std::string quoted = "\"";
-    for (int i = 0; i < 50'000; ++i) {
-        text += "\"plain";
-        quoted += "\\\"plain";
-    }
-    EXPECT_EQ(Encoding::Quote(AnsiStr(std::string_view(text))), std::string_view(quoted + '"'));
-}
-
 }  // namespace
 }  // namespace MIME

@@ -70,12 +70,9 @@ TEST_F(PartTest, TheTypeKeyChoosesTheEncoding) {
 // A file with a hole of 4 GiB takes no room on the disk.
 TEST_F(PartTest, TooMuchContentChangesNothing) {
     WriteWholeFile(folder_.At("huge"), "");
-    std::error_code error;
-    std::filesystem::resize_file(folder_.At("huge"), uintmax_t{1} << 32, error);
+    std::filesystem::resize_file(folder_.At("huge"), uintmax_t{1} << 32);
     MemoryFile file;
-    if (error || !file.Open(File(AnsiStr(folder_.At("huge"))), MemoryFile::Mode::read)) {
-        GTEST_SKIP() << "no file of 4 GiB";
-    }
+    ASSERT_TRUE(file.Open(File(AnsiStr(folder_.At("huge"))), MemoryFile::Mode::read));
     Part part;
     EXPECT_FALSE(part.SetContent(file, {"", Type::text, SubType::plain}));
     EXPECT_TRUE(part.headers.IsEmpty());

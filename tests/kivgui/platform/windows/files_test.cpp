@@ -220,16 +220,5 @@ TEST_F(WindowsFilesTest, AMappedFileCannotBeCutShort) {
     EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::create));
 }
 
-TEST_F(WindowsFilesTest, AFileThatIsReplacedKeepsItsAttributes) {
-    for (const DWORD attributes : {FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM}) {
-        WriteWholeFile(folder_.At("file"), "something longer");
-        ASSERT_TRUE(SetFileAttributesW(ToPath(folder_.At("file")).c_str(), attributes));
-        EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::create)) << GetLastError();
-        EXPECT_EQ(ReadWholeFile(folder_.At("file")), "");
-        EXPECT_TRUE(GetFileAttributesW(ToPath(folder_.At("file")).c_str()) & attributes);
-        SetFileAttributesW(ToPath(folder_.At("file")).c_str(), FILE_ATTRIBUTE_NORMAL);
-    }
-}
-
 }  // namespace
 }  // namespace KivGuiBase
