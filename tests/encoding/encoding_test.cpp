@@ -9,8 +9,6 @@
 namespace MIME {
 namespace {
 
-using MIME::Test::Escape;
-using MIME::Test::Random;
 using Test::Escape;
 using Test::Random;
 
