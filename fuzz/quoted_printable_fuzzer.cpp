@@ -7,6 +7,7 @@
 
 #include "encoding/quoted_printable_reference.h"
 #include "fuzz/check.h"
+#include "kivgui/utf8.h"
 #include "mime/encoding/quoted_printable.h"
 
 namespace {

@@ -127,31 +127,24 @@ TEST_F(RoundtripTest, CarriedMessagesAreStreamedBack) {
 }
 
 // What does not come back as it was, so that a change of it is noticed.
-TEST_F(RoundtripTest, Limits) {
+TEST_F(RoundtripTest, QuotedPrintableContentGetsALineEndOnce) {
     Part tree;
-    tree.info.boundary = "b";
-    tree.headers.FindOrInsert("Content-Type")->value.value = "multipart/mixed";
-    tree.headers.Find("Content-Type")->value.parameters.FindOrInsert("boundary")->value.value = "b";
-    HeaderValue& field = tree.headers.FindOrInsert("X")->value;
-    field.value = "no atom";
-    field.parameters.FindOrInsert("p")->value.value = "no atom";
-    tree.headers.FindOrInsert("Y")->value.value = "a;b";
-    Part* leaf = new Part;
-    tree.AddPart(leaf);
-    leaf->info.transferEncoding = TransferEncoding::quoted_printable;
-    leaf->headers.FindOrInsert("Content-Transfer-Encoding")->value.value = "quoted-printable";
-    leaf->data.content = "\xEF\xBB\xBFtext";
-
-    Part read;
-    Read(read, Write(tree));
-    EXPECT_EQ(read.headers.Find("X")->value.value, "\"no atom\"") << "parameters follow it";
-    EXPECT_EQ(read.headers.Find("X")->value.parameters.Find("p")->value.value, "no atom");
-    EXPECT_EQ(read.headers.Find("Y")->value.value, "\"a") << "split at the semicolon";
-    EXPECT_EQ(GetBodies(read), std::vector<std::string>{"text\r\n"}) << "no mark, a line end";
-
-    Part second;
-    Read(second, Write(read));
-    EXPECT_EQ(GetBodies(second), GetBodies(read)) << "only once";
+    tree.AddPart(new Part);
+    Data& data = tree.parts[0]->data;
+    tree.parts[0]->info.transferEncoding = TransferEncoding::quoted_printable;
+    tree.parts[0]->headers.FindOrInsert("Content-Transfer-Encoding")->value.value =
+        "quoted-printable";
+    data.content = "\xEF\xBB\xBFtext";
+    AnsiStr contentType;
+    for (int round = 0; round < 2; ++round) {
+        Part read;
+        const std::string type =
+            "multipart/x; boundary=\"" + std::string(tree.info.boundary) + "\"";
+        Read(read, Write(tree, &contentType), {}, type.c_str());
+        EXPECT_EQ(GetBodies(read), std::vector<std::string>{"text\r\n"});
+        data.content = AnsiStr();
+        data.file = read.parts[0]->data.file;
+    }
 }
 
 }  // namespace

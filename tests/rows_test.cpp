@@ -215,78 +215,77 @@ Function ReadExactly(const std::string& begin) {
     };
 }
 
+const std::string kEncoding = "--a\r\nContent-Transfer-Encoding: ";
+
 std::string ReadExactCopy(const std::string& in) {
     std::string shown;
     for (const char* name : {"7BIT", "8bit", "Binary"}) {
-        const std::string begin =
-            "--a\r\nContent-Transfer-Encoding: " + std::string(name) + "\r\n\r\n";
-        const std::string one = ReadExactly(begin)(in);
+        const std::string one = ReadExactly(kEncoding + name + "\r\n\r\n")(in);
         EXPECT_TRUE(shown.empty() || shown == one) << name;
         shown = one;
     }
     return shown;
 }
 
-Function OfStr(AnsiStr (*function)(const AnsiStr&)) {
-    return [function](const std::string& in) { return ToString(function(AnsiStr(in))); };
+/// A function of a text that gives a text.
+template <class Call>
+Function Of(Call call) {
+    return [call](const std::string& in) { return ToString(call(AnsiStr(in))); };
+}
+
+/// A decoder of bodies.
+Function OfBody(Decoding::BodyResult (*decode)(const char*, unsigned)) {
+    return [decode](const std::string& in) {
+        return Show(decode(in.data(), static_cast<unsigned>(in.size())));
+    };
+}
+
+std::string QuoteText(const std::string& in) {
+    const AnsiStr text(in);
+    return ToString(Encoding::Quote(text)) + (Encoding::IsAtom(text) ? " atom" : "");
+}
+
+std::string JoinFlowed(const std::string& in) {
+    return ToString(Decoding::FlowedToParagraphs(AnsiStr(in), false)) + "|" +
+           ToString(Decoding::FlowedToParagraphs(AnsiStr(in), true));
 }
 
 const std::map<std::string, Function>& GetFunctions() {
     static const std::map<std::string, Function> functions = {
         {"charset", ConvertCharset},
         {"charset_multibyte", ConvertCharset},
-        {"decode_address_words", OfStr(&Decoding::AddressWords)},
-        {"decode_base64",
-         [](const std::string& in) {
-             return Show(Decoding::Base64(in.data(), static_cast<unsigned>(in.size())));
-         }},
-        {"decode_flowed",
-         [](const std::string& in) {
-             return ToString(Decoding::FlowedToParagraphs(AnsiStr(in), false)) + "|" +
-                    ToString(Decoding::FlowedToParagraphs(AnsiStr(in), true));
-         }},
+        {"decode_address_words", Of(&Decoding::AddressWords)},
+        {"decode_base64", OfBody(&Decoding::Base64)},
+        {"decode_flowed", JoinFlowed},
         {"decode_parameter", DecodeParameter},
-        {"decode_quoted_printable",
-         [](const std::string& in) {
-             return Show(Decoding::QuotedPrintable(in.data(), static_cast<unsigned>(in.size())));
-         }},
+        {"decode_quoted_printable", OfBody(&Decoding::QuotedPrintable)},
         {"decode_quoted_printable_line", DecodeQuotedPrintableLine},
-        {"decode_words", OfStr(&Decoding::Words)},
+        {"decode_words", Of(&Decoding::Words)},
         {"encode_parameter", EncodeParameter},
-        {"encode_quoted_printable",
-         [](const std::string& in) { return ToString(Encoding::QPEncode(AnsiStr(in))); }},
-        {"encode_words",
-         [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), false)); }},
-        {"encode_words_always",
-         [](const std::string& in) { return ToString(Encoding::QEncode(AnsiStr(in), true)); }},
+        {"encode_quoted_printable", Of([](const AnsiStr& in) { return Encoding::QPEncode(in); })},
+        {"encode_words", Of([](const AnsiStr& in) { return Encoding::QEncode(in, false); })},
+        {"encode_words_always", Of([](const AnsiStr& in) { return Encoding::QEncode(in, true); })},
+        {"exact_base64", ReadExactly(kEncoding + "base64\r\n\r\n")},
         {"exact_body_names", NameExactBody},
-        {"exact_content_types", ReadExactType},
-        {"exact_start", ReadExactStart},
-        {"fields", WriteFields},
-        {"numbers", ReadNumbers},
-        {"types", LookUpType},
-        {"exact_base64", ReadExactly("--a\r\nContent-Transfer-Encoding: base64\r\n\r\n")},
         {"exact_content_length", ReadExactly("--a\r\nContent-Length: ")},
+        {"exact_content_types", ReadExactType},
         {"exact_copied_bodies", ReadExactCopy},
         {"exact_fields", ReadExactFields},
         {"exact_header_blocks", ReadExactHeaderBlock},
-        {"exact_quoted_printable",
-         ReadExactly("--a\r\nContent-Transfer-Encoding: Quoted-Printable\r\n\r\n")},
+        {"exact_quoted_printable", ReadExactly(kEncoding + "Quoted-Printable\r\n\r\n")},
         {"exact_second_parts", ReadExactly("--a\r\n\r\n1\r\n--a\r\n")},
+        {"exact_start", ReadExactStart},
         {"exact_trees", ReadExactly("")},
-        {"fold_header",
-         [](const std::string& in) { return ToString(Encoding::FoldHeader(AnsiStr(in))); }},
+        {"fields", WriteFields},
+        {"fold_header", Of([](const AnsiStr& in) { return Encoding::FoldHeader(in); })},
         {"mailboxes", ListMailboxes},
-        {"quote",
-         [](const std::string& in) {
-             const AnsiStr text(in);
-             return ToString(Encoding::Quote(text)) + (Encoding::IsAtom(text) ? " atom" : "");
-         }},
-        {"safe_file_name",
-         [](const std::string& in) { return ToString(KivGuiBase::MakeSafeFileName(AnsiStr(in))); }},
+        {"numbers", ReadNumbers},
+        {"quote", QuoteText},
+        {"safe_file_name", Of([](const AnsiStr& in) { return KivGuiBase::MakeSafeFileName(in); })},
         {"subject_filename", CompareWithSubject},
         {"tokens", ListTokens},
-        {"unquote", OfStr(&KivGuiBase::ExtendedUnQuote)},
+        {"types", LookUpType},
+        {"unquote", Of([](const AnsiStr& in) { return KivGuiBase::ExtendedUnQuote(in); })},
     };
     return functions;
 }

@@ -71,24 +71,6 @@ TEST(LenientDecoderTest, PiecesMayEndAnywhere) {
     }
 }
 
-TEST(LenientDecoderTest, GivesBackWhatWasEncoded) {
-    Random random(6);
-    for (const size_t size : {size_t{0}, size_t{1}, size_t{76}, size_t{1000}, size_t{70000}}) {
-        const std::string bytes = random.Bytes(size);
-        const auto length = static_cast<unsigned>(size);
-        EXPECT_EQ(Escape(DecodeQp(Encoding::QPEncode(bytes.data(), length)).body), Escape(bytes));
-        for (const char* lineEnd : {"\r\n", "\n", " \r\n"}) {
-            // Lines of 75 characters end inside groups.
-            for (const unsigned line : {76u, 75u}) {
-                const AnsiStr text = KivGuiBase::Binary2B64Str(bytes.data(), length, line, lineEnd);
-                const Body got = DecodeBase64(text);
-                ASSERT_EQ(Escape(got.body), Escape(bytes)) << Escape(lineEnd) << line;
-                EXPECT_EQ(got.malformed + got.missingPadding + got.behindPadding, 0u);
-            }
-        }
-    }
-}
-
 TEST(LenientDecoderTest, HostileTextTakesLinearTime) {
     const std::string blanks(3 << 20, ' ');
     EXPECT_EQ(DecodeQp(blanks + "\n" + blanks + "x").body.GetLength(), blanks.size() + 2);

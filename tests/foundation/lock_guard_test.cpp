@@ -1,5 +1,4 @@
 #include "mime/foundation/lock_guard.h"
-#include "kivgui/convert.h"
 
 #include <gtest/gtest.h>
 
@@ -40,11 +39,18 @@ protected:
         KivGuiBase::SetEventHandler(nullptr);
         LockInfo::SetUnknownCriticalSectionThreshold(0);
     }
+    /// Whether a thread that does not hold the lock could take it now.
+    static bool IsFree(KivGuiBase::TimedCriticalSection& lock) {
+        bool isFree = false;
+        std::thread([&] {
+            isFree = std::unique_lock(lock.section, std::try_to_lock).owns_lock();
+        }).join();
+        return isFree;
+    }
     static bool Take(const AnsiStr& /*source*/, unsigned id, const AnsiStr& /*text*/,
                      const KivGuiBase::EventDetails& details, KivGuiBase::ReportEventType /*type*/,
                      KivGuiBase::ReportEventCategory category) {
-        const std::unique_lock isFree(watched_->section, std::try_to_lock);
-        EXPECT_TRUE(isFree.owns_lock()) << "an event under the lock";
+        EXPECT_TRUE(IsFree(*watched_)) << "an event under the lock";
         std::string event = std::to_string(id) + " " + std::to_string(static_cast<int>(category));
         for (unsigned i = 0; i < details.GetCount(); ++i) {
             const KivGuiBase::Val& value = details.GetValue(i);
@@ -76,7 +82,8 @@ TEST_F(LockGuardTest, ReportsHoldsLongerThanTheThreshold) {
         LockInfo::SetUnknownCriticalSectionThreshold(c.thresholdMs);
         {
             const LockGuard outer(lock_, "outer");
-            const LockGuard nested(lock_, "nested");
+            { const LockGuard nested(lock_, "nested"); }
+            EXPECT_FALSE(IsFree(lock_)) << "the end of a nested guard leaves it held";
             now += c.heldTicks;
         }
         EXPECT_EQ(events_.size(), c.isReported ? 1u : 0u) << c.heldTicks;

@@ -62,19 +62,6 @@ TEST(AnsiStrTest, ChangesLeaveOtherHandlesAlone) {
     }
 }
 
-TEST(AnsiStrTest, BuildersGrowInFewStepsAndGiveTheRestBack) {
-    AnsiStr text;
-    unsigned steps = 0;
-    for (unsigned i = 0; i < 1'000'000; ++i) {
-        const unsigned before = text.GetCapacity();
-        text.Append('x', Growth::spare);
-        steps += text.GetCapacity() != before ? 1 : 0;
-    }
-    EXPECT_LE(steps, 40u);
-    text.Shrink();
-    EXPECT_EQ(text.GetCapacity(), 1'000'000u);
-}
-
 TEST(AnsiStrTest, LengthsStopAt32Bits) {
     // A body that claims a length it has no memory for; only what looks at lengths may touch it.
     AnsiStr::Imp* body = AnsiStr::Imp::Init(16, 0xFFFFFFFD, "abc", 3);

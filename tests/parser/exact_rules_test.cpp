@@ -235,7 +235,7 @@ constexpr size_t kDepth = 20'000;
 constexpr size_t kDepth = 300'000;
 #endif
 
-// A level costs memory, not stack: reading, writing and destroying must not recurse.
+// A level costs memory, not stack: reading, both writers and destroying must not recurse.
 TEST(ExactRulesTest, DepthNeedsNoStack) {
     std::string text;
     for (size_t i = 0; i < kDepth; ++i) {
@@ -262,6 +262,7 @@ TEST(ExactRulesTest, DepthNeedsNoStack) {
     const std::string path = got.folder.At("written");
     ASSERT_TRUE(got.part.Write(File{AnsiStr(path)}));
     EXPECT_TRUE(ReadWholeFile(path) == text);
+    EXPECT_FALSE(got.part.Serialize(false).IsEmpty());
 }
 
 // A million fields, a field of 10 MB, 100,000 parameters, 100,000 children that all go to the

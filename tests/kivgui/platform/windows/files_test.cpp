@@ -197,18 +197,6 @@ TEST_F(WindowsFilesTest, DevicesAreWrittenAndNotRead) {
     EXPECT_TRUE(DiskFile().Open(File("NUL"), DiskFile::Mode::create)) << "a host may write there";
 }
 
-TEST_F(WindowsFilesTest, OthersMayUseAnOpenFile) {
-    for (const bool isWritten : {false, true}) {
-        WriteWholeFile(folder_.At("file"), "text");
-        DiskFile file;
-        ASSERT_TRUE(
-            file.Open(At("file"), isWritten ? DiskFile::Mode::create : DiskFile::Mode::read));
-        EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::read)) << isWritten;
-        std::filesystem::rename(ToPath(folder_.At("file")), ToPath(folder_.At("renamed")));
-        EXPECT_TRUE(At("renamed").Remove(false)) << isWritten;
-    }
-}
-
 TEST_F(WindowsFilesTest, AMappedFileCannotBeCutShort) {
     const std::string content = Random(4).Bytes(MemoryFile::kMapSize + 5000);
     WriteWholeFile(folder_.At("file"), content);
@@ -218,17 +206,6 @@ TEST_F(WindowsFilesTest, AMappedFileCannotBeCutShort) {
     EXPECT_TRUE(std::string_view(view.GetData(), view.GetSize()) == content);
     EXPECT_TRUE(view.Close());
     EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::create));
-}
-
-TEST_F(WindowsFilesTest, AFileThatIsReplacedKeepsItsAttributes) {
-    for (const DWORD attributes : {FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM}) {
-        WriteWholeFile(folder_.At("file"), "something longer");
-        ASSERT_TRUE(SetFileAttributesW(ToPath(folder_.At("file")).c_str(), attributes));
-        EXPECT_TRUE(DiskFile().Open(At("file"), DiskFile::Mode::create)) << GetLastError();
-        EXPECT_EQ(ReadWholeFile(folder_.At("file")), "");
-        EXPECT_TRUE(GetFileAttributesW(ToPath(folder_.At("file")).c_str()) & attributes);
-        SetFileAttributesW(ToPath(folder_.At("file")).c_str(), FILE_ATTRIBUTE_NORMAL);
-    }
 }
 
 }  // namespace

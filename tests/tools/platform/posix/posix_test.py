@@ -2,7 +2,6 @@
 
 import base64
 import os
-import re
 import signal
 import stat
 import subprocess
@@ -42,10 +41,6 @@ class Streams(Case):
             written = reader.read()
         self.assertTrue(stat.S_ISFIFO(pipe.lstat().st_mode))
         return written
-
-    def test_pipe_is_written_and_stays(self):
-        written = self.write_pipe("pipe", "rewrite", SAMPLES / "nested.eml", "-o", "pipe")
-        self.assertEqual(written, self.run_tool("rewrite", SAMPLES / "nested.eml", "-o", "-")[0])
 
     def test_a_pipe_is_attached(self):
         source = self.home / "in.txt"
@@ -130,17 +125,6 @@ class Interrupt(Case):
                 _, errors = process.communicate()
                 self.assertEqual((process.returncode, errors), (-number, b""))
                 self.assertEqual(os.listdir(self.temp), [])
-
-    def test_one_that_is_ignored_stays_so(self):
-        ignore = {"preexec_fn": lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)}
-        process = self.start("show", "-", **ignore)
-        process.stdin.write(multipart(part(b"x")))
-        process.stdin.flush()
-        self.wait_for_work(process, "*/message")
-        process.send_signal(signal.SIGHUP)
-        out, _ = process.communicate()
-        self.assertEqual(process.returncode, 0)
-        self.assertRegex(out, re.compile(rb"^1\.1 ", re.MULTILINE))
 
 
 if __name__ == "__main__":
