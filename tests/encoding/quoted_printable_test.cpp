@@ -53,15 +53,10 @@ std::vector<std::string_view> SplitLines(std::string_view text) {
 TEST(QuotedPrintableTest, DecodingReplacesTheBlobAndLeavesItsCopies) {
     Blob out;
     ASSERT_TRUE(Encoding::QPDecodeLine({"a longer line", 13}, out));
-    const char* const bytes = out.GetData();
-    ASSERT_TRUE(Encoding::QPDecodeLine({"x=3D", 4}, out));
-    EXPECT_EQ(std::string(out.GetData(), out.GetSize()), "x=\r\n");
-    EXPECT_EQ(out.GetData(), bytes) << "the buffer was large enough";
-
     const Blob copy = out;
     ASSERT_TRUE(Encoding::QPDecodeLine({"y", 1}, out));
     EXPECT_EQ(std::string(out.GetData(), out.GetSize()), "y\r\n");
-    EXPECT_EQ(std::string(copy.GetData(), copy.GetSize()), "x=\r\n");
+    EXPECT_EQ(std::string(copy.GetData(), copy.GetSize()), "a longer line\r\n");
 }
 
 // Plain characters, a digit, white space, both bytes of a line break and bytes to be escaped.
