@@ -91,10 +91,7 @@ class DovecotReader:
         shutil.copy(path, self.home / "Maildir" / "new" / path.stem)
         with self.start() as server:
             server.select()
-            _, data = server.fetch("1", "(BODYSTRUCTURE)")
-            structure = parse(data)[1][1]
-            _, data = server.fetch("1", "(ENVELOPE)")
-            envelope = parse(data)[1][1]
+            structure, envelope = (parse(server.fetch("1", f"({what})")[1])[1][1] for what in ("BODYSTRUCTURE", "ENVELOPE"))
             entities = []
             self.walk(server, structure, "", 0, entities)
         return {"subject": decode_words(envelope[1]), "from": mailboxes(envelope[2]),
@@ -112,19 +109,12 @@ class DovecotReader:
         section = section or "1"
         kind = f"{structure[0]}/{structure[1]}"
         given = parameters(structure[2])
-        # Behind the fields of every part come lines for a text, and the inner message's structure.
-        extra = {"text": 1, "message": 3}.get(structure[0], 0)
-        disposition = structure[8 + extra]
+        # After the fields of every part come lines for a text.
+        disposition = structure[8 + (structure[0] == "text")]
         shown = parameters(disposition[1]) if disposition else {}
-        entity = {"depth": depth, "type": kind, "charset": given.get("charset", ""),
-                  "fileName": shown.get("filename", ""), "name": given.get("name", "")}
-        entities.append(entity)
-        if kind == "message/rfc822":
-            inner = structure[8]
-            is_multipart = isinstance(inner[0], list)
-            self.walk(server, inner, section if is_multipart else f"{section}.1", depth + 1, entities)
-        else:
-            entity["body"] = self.body(server, section)
+        entities.append({"depth": depth, "type": kind, "charset": given.get("charset", ""),
+                         "fileName": shown.get("filename", ""), "name": given.get("name", ""),
+                         "body": self.body(server, section)})
 
     @staticmethod
     def body(server, section):

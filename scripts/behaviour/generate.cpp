@@ -342,6 +342,7 @@ private:
 
     string MakeContent() {
         if (random_.OneIn(3)) return MakeBytes(random_, 200);
+        if (random_.OneIn(4)) return MakeLongLines(random_);
         if (random_.OneIn(300)) return MakeBytes(random_, 30000);
         string text;
         for (unsigned left = random_.Below(6); left > 0; --left) {
@@ -441,6 +442,21 @@ string MakeBytes(Random& random, unsigned maxSize) {
     const bool isWild = random.OneIn(2);
     for (char& c : bytes) c = static_cast<char>(isWild ? random.Below(256) : 32 + random.Below(95));
     return bytes;
+}
+
+string MakeLongLines(Random& random) {
+    constexpr string_view kEnds[] = {"\r\n", "\r\n", "\r\n", "\n", "\r", ""};
+    constexpr string_view kOdd[] = {"=", " ", "\t", ".", "\xC3", "\x01"};
+    string text;
+    for (unsigned left = 1 + random.Below(5); left > 0; --left) {
+        const unsigned length = random.OneIn(4) ? random.Below(160) : 68 + random.Below(12);
+        for (unsigned i = 0; i < length; ++i) {
+            const bool isOdd = random.OneIn(i + 6 < length ? 40 : 3);
+            text += isOdd ? random.Pick(kOdd) : "x";
+        }
+        text += random.Pick(kEnds);
+    }
+    return text;
 }
 
 string MakeContentType(Random& random) {

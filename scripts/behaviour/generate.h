@@ -44,6 +44,8 @@ std::string MakeAddressText(Random& random);
 std::string MakeBodyText(Random& random);
 std::string MakeFileName(Random& random);
 std::string MakeBytes(Random& random, unsigned maxSize);
+/// Lines about as long as those that the encoders write, with what has to be escaped near their ends.
+std::string MakeLongLines(Random& random);
 std::string MakeContentType(Random& random);
 
 std::string EncodeBase64(std::string_view bytes, unsigned lineLength, std::string_view lineEnd);

@@ -46,16 +46,6 @@ void CompareFinds(const std::string& wanted, const std::string& text) {
         << wanted.substr(0, 50) << " in " << text.substr(0, 100);
 }
 
-TEST(TextFinderTest, FindsTheSameAsTheStandardLibrary) {
-    Random random(11);
-    for (int i = 0; i < 20'000; ++i) {
-        const std::string wanted = random.Text(1 + random.Below(20), "aab");
-        const std::string text = random.Text(random.Below(100), "aab");
-        CompareFinds(wanted, text);
-        CompareFinds(wanted, text + wanted + text);
-    }
-}
-
 // So many places that almost match, and texts that repeat themselves, that the search changes its
 // method and resumes a match from many shorter ones.
 TEST(TextFinderTest, StaysExactWhenEverythingAlmostMatches) {
@@ -72,6 +62,7 @@ TEST(TextFinderTest, StaysExactWhenEverythingAlmostMatches) {
         }
         CompareFinds(wanted, text);
         CompareFinds(wanted, text + wanted);
+        CompareFinds(unit + "b", text);
     }
 }
 

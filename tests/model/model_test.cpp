@@ -11,25 +11,12 @@
 #include "support/base64_reference.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
+#include "support/tree_dump.h"
 
 namespace MIME {
 namespace {
 
 using namespace Test;
-
-/// The whole map as text: "Name: value; parameter=value|raw" and a newline for each field.
-std::string Show(const HeaderMap& headers) {
-    std::string all;
-    for (const HeaderMap::Node& field : headers) {
-        all += std::string(field.key) + ": " + std::string(field.value.value);
-        for (const ParameterMap::Node& parameter : field.value.parameters) {
-            all += "; " + std::string(parameter.key) + "=" + std::string(parameter.value.value);
-            if (parameter.value.raw) all += "|raw";
-        }
-        all += "\n";
-    }
-    return all;
-}
 
 void Set(HeaderMap& headers, const char* field, const char* name, const char* value, bool raw) {
     ParameterValue& parameter =
@@ -50,8 +37,9 @@ TEST(HeaderMapTest, CopyingTakesFieldsWithExactlyTheirParameters) {
     ASSERT_TRUE(target.CopyFrom(source));
     ASSERT_TRUE(target.CopyFrom(target));
     target.FindOrInsert(Header::Content_Type);
-    EXPECT_EQ(Show(target),
-              "Content-Type: text/html; format=flowed|raw\nReceived: stays\nSubject: new\n");
+    EXPECT_EQ(Dump(target),
+              "Content-Type: \"text/html\"\n  ; format=\"flowed\" raw\nReceived: \"stays\"\n"
+              "Subject: \"new\"\n");
 }
 
 TEST(ParameterMapTest, CopyingKeepsParametersOfOtherNames) {
@@ -62,7 +50,9 @@ TEST(ParameterMapTest, CopyingKeepsParametersOfOtherNames) {
     ParameterMap& target = headers.Find("b")->value.parameters;
     ASSERT_TRUE(target.CopyFrom(headers.Find("a")->value.parameters));
     ASSERT_TRUE(target.CopyFrom(target));
-    EXPECT_EQ(Show(headers), "A: ; Charset=utf-8|raw\nB: ; Charset=utf-8|raw; name=n\n");
+    EXPECT_EQ(Dump(headers),
+              "A: \"\"\n  ; Charset=\"utf-8\" raw\nB: \"\"\n  ; Charset=\"utf-8\" raw\n"
+              "  ; name=\"n\"\n");
 }
 
 class PartTest : public testing::Test {

@@ -98,32 +98,25 @@ TEST(ExactRulesTest, LongCopiedBodiesAreWhole) {
 
 // A copied body without a boundary is kept in whole spans of 5,000 bytes or one delimiter.
 TEST(ExactRulesTest, WholeSpansOfAnUnfinishedBodyAreKept) {
-    struct Case {
-        size_t boundary, text, kept;
-    };
-    const Case cases[] = {
-        {1, 5002, 0},
-        {1, 5003, 5000},
-        {1, 10'002, 5000},
-        {1, 525'002, 520'000},
-        {1, 525'003, 525'000},
-        {1, 525'005, 525'000},
-        {1, 1'050'002, 1'045'000},
-        {4998, 9999, 0},
-        {4998, 10'000, 5000},
-        {6000, 12'003, 0},
-        {6000, 12'004, 6002},
-        {600'000, 1'800'005, 600'002},
-        {600'000, 1'800'006, 1'200'004},
-    };
-    for (const Case& c : cases) {
-        const std::string boundary(c.boundary, 'b');
-        const Reading got("--" + boundary + "\r\n\r\n" + std::string(c.text, '-'),
+    const size_t cases[][3] = {// boundary, text, kept
+                               {1, 5002, 0},
+                               {1, 5003, 5000},
+                               {1, 525'002, 520'000},
+                               {1, 525'003, 525'000},
+                               {4998, 9999, 0},
+                               {4998, 10'000, 5000},
+                               {6000, 12'003, 0},
+                               {6000, 12'004, 6002},
+                               {1, 1'050'002, 1'045'000},
+                               {600'000, 1'800'006, 1'200'004}};
+    for (const auto& [boundarySize, size, kept] : cases) {
+        const std::string boundary(boundarySize, 'b');
+        const Reading got("--" + boundary + "\r\n\r\n" + std::string(size, '-'),
                           ("multipart/x; boundary=" + boundary).c_str());
         EXPECT_EQ(got.error, "data boundary is missing");
         ASSERT_EQ(got.folder.List().size(), 1u);
-        EXPECT_EQ(ReadWholeFile(got.folder.At(got.folder.List()[0])).size(), c.kept)
-            << c.text << ", boundary of " << c.boundary;
+        EXPECT_EQ(ReadWholeFile(got.folder.At(got.folder.List()[0])).size(), kept)
+            << size << ", boundary of " << boundarySize;
     }
 }
 

@@ -53,19 +53,27 @@ std::string EncodeWhole(const std::string& body) {
     return std::string(Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size())));
 }
 
+/// A block of no round size, again and again.
+std::string Repeat(const std::string& block, size_t size) {
+    std::string text;
+    while (text.size() < size) text += block;
+    return text.substr(0, size);
+}
+
 /// Line ends, white space and escapes so close together that one of each is at every edge between
 /// two reads.
 std::string MakeDenseText(Random& random, size_t size) {
-    return random.Text(size, random.Below(2) == 0 ? "xy \t\r\n=.\xC3" : "xxxxxxxxxxxxxxxx \r\n");
+    const char* alphabet = random.Below(2) == 0 ? "xy \t\r\n=.\xC3" : "xxxxxxxxxxxxxxxx \r\n";
+    return Repeat(random.Text(10'007, alphabet), size);
 }
 
 // Sizes at which a line, a buffer, a piece or the way of reading changes.
 TEST_F(BodyWriterTest, EverySizeInEveryEncoding) {
     Random random(99);
     for (const size_t edge : {size_t{1}, size_t{57}, size_t{114}, size_t{57 * 400}, size_t{0x4000},
-                              size_t{0x10000}, kDiskFileSize, kDiskFileSize + 0x10000}) {
+                              size_t{0x10000}, kDiskFileSize}) {
         for (const size_t size : {edge - 1, edge, edge + 1}) {
-            const std::string bytes = random.Bytes(size);
+            const std::string bytes = Repeat(random.Bytes(10'007), size);
             const std::string text = MakeDenseText(random, size);
             const std::string base64(
                 KivGuiBase::Binary2B64Str(bytes.data(), static_cast<unsigned>(size), 76, "\r\n"));
@@ -99,7 +107,7 @@ TEST_F(BodyWriterTest, QuotedPrintableAtTheEdgesOfAFile) {
         }
     }
     for (const std::string& line : {std::string(76, 'x'), "\xEF\xBB\xBF" + std::string(67, 'x')}) {
-        for (const size_t before : {0u, 1u, 2u, 74u, 75u, 76u, 77u, 78u, 79u, 80u, 81u}) {
+        for (const size_t before : {0u, 1u, 75u, 76u, 77u, 78u, 81u}) {
             bodies.push_back(std::string(kEdge - before - 2, 'y') + "\r\n" + line + "\r\n" +
                              std::string(kDiskFileSize, 'z'));
         }

@@ -78,6 +78,12 @@ std::string Dump(const Part& part) {
     return out;
 }
 
+std::string Dump(const HeaderMap& headers) {
+    std::string out;
+    AppendFields(out, "", headers);
+    return out;
+}
+
 std::string Dump(const ReadReport& report) {
     std::string out;
     for (const ReadReport::Entry& entry : report.deviations) {

@@ -19,7 +19,7 @@
 #include "kivgui/convert.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/encoding/quoted_printable.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

@@ -23,7 +23,7 @@
 #include "kivgui/ascii.h"
 #include "mime/foundation/text_search.h"
 #include "mime/foundation/vector16.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

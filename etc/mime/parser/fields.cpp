@@ -16,7 +16,7 @@
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 #include "mime/parser/structured_field.h"
 
 namespace MIME {

@@ -12,7 +12,7 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

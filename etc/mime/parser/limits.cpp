@@ -1,6 +1,6 @@
 #include "mime/parser/limits.h"
 
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

@@ -1,10 +1,61 @@
 #pragma once
 
-#include "mime/parser/cursor.h"
+#include <cstdint>
+#include <string_view>
+
 #include "mime/parser/limits.h"
 #include "mime/parser/report.h"
+#include "mime/read_options.h"
 
 namespace MIME {
+
+/// The reader's place in the text. Every reading step shares one by reference and moves it forward
+/// only. (A multipart that turns out to be one body is the only text that is read twice.)
+class Cursor {
+public:
+    Cursor(const char* text, uint64_t size) noexcept : next_(text), left_(size) {}
+
+    const char* GetNext() const noexcept { return next_; }
+    uint64_t GetLeft() const noexcept { return left_; }
+    const char* GetEnd() const noexcept { return next_ + left_; }
+    std::string_view GetRest() const noexcept { return {next_, static_cast<size_t>(left_)}; }
+
+    /// Moves past `count` bytes, which must be there.
+    void Skip(uint64_t count) noexcept {
+        next_ += count;
+        left_ -= count;
+    }
+    void SkipTo(const char* place) noexcept { Skip(static_cast<uint64_t>(place - next_)); }
+
+private:
+    const char* next_;
+    uint64_t left_;
+};
+
+/// The line at a cursor, without its line end.
+struct Line {
+    enum class Kind {
+        ended,   ///< a line end follows it
+        rest,    ///< the text ends first
+        hasNul,  ///< it holds a NUL, which the exact rules do not allow
+    };
+
+    Kind kind;
+    std::string_view text;
+    uint64_t extent;  ///< bytes from the cursor to the next line
+};
+
+/// Looks at the line at the cursor, which stays where it is.
+///
+/// Exact rules: CR LF ends a line, and NUL, CR and LF bytes at the end of the last line are cut off.
+/// Mail rules: LF alone ends a line too, a NUL is text, and the last line is given as it is.
+Line PeekLine(const Cursor& cursor, Rules rules) noexcept;
+
+/// The same, and moves the cursor past the line.
+Line TakeLine(Cursor& cursor, Rules rules) noexcept;
+
+/// The text without the line end after it, if it has one.
+std::string_view TrimLineEnd(std::string_view text, Rules rules) noexcept;
 
 /// What one reading shares between its steps.
 struct Reading {

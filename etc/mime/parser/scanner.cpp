@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "kivgui/convert.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

@@ -15,7 +15,7 @@
 #include "kivgui/ascii.h"
 #include "kivgui/convert.h"
 #include "kivgui/utf8.h"
-#include "mime/parser/messages.h"
+#include "mime/parser/report.h"
 
 namespace MIME {
 

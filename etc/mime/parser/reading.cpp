@@ -1,4 +1,4 @@
-#include "mime/parser/cursor.h"
+#include "mime/parser/reading.h"
 
 #include <cstring>
 
