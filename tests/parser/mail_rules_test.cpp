@@ -122,6 +122,41 @@ TEST(MailRulesTest, TheReportKeepsTheFirstDeviations) {
     EXPECT_EQ(got.report.worst, Deviation::Severity::ambiguous);
 }
 
+// Any sender can have a message refused; hosts look at what is there all the same.
+TEST(MailRulesTest, ARefusedHeaderBlockCanBeLookedAt) {
+    std::string many;
+    for (unsigned i = 0; i < 10001; ++i) many += "X: 1\n";
+    const std::string large = "X: 1\nY: " + std::string(0x400000, 'y') + "\n";
+    for (const std::string& block : {many, large, "X: 1\n" + std::string(0x500000, 'z')}) {
+        const MailReading got(block + "\n");
+        EXPECT_TRUE(got.error.starts_with("limit reached: more than ")) << got.error;
+        EXPECT_LE(got.report.failureOffset, 0x400010u) << "the rest is not looked at";
+        const FieldList& fields = got.part.fields;
+        ASSERT_GT(fields.GetCount(), 0u);
+        for (unsigned i = 0; i < fields.GetCount(); ++i) {
+            ASSERT_EQ(fields[i].name, "X");
+            ASSERT_EQ(fields[i].value, "1");
+        }
+    }
+}
+
+TEST(MailRulesTest, PathsOfDeepEntitiesHaveALimit) {
+    std::string text;
+    for (unsigned i = 0; i < 3000; ++i) {
+        const std::string boundary = "b" + std::to_string(10000 + i);
+        text += "Content-Type: multipart/x; boundary=" + boundary + "\n\n--" + boundary + "\n";
+    }
+    ReadOptions options = ReadOptions::Mail();
+    options.maxDepth = 0;
+    const MailReading got(text + "\nx\n", options);
+    ASSERT_TRUE(got.read) << got.error;
+    size_t paths = 0;
+    for (const ReadReport::Entry& entry : got.report.deviations) paths += entry.path.GetLength();
+    EXPECT_LE(paths, ReadReport::kMaxPathText);
+    EXPECT_EQ(got.report.deviations.GetCount() + got.report.omitted, 3001u);  // ends, and LF
+    EXPECT_GT(got.report.omitted, 2000u);
+}
+
 TEST(MailRulesTest, BodiesStayInMemoryUpToTheLimit) {
     const TempFolder folder;
     ReadOptions options = ReadOptions::Mail();
