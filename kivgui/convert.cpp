@@ -1,5 +1,6 @@
 #include "kivgui/convert.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
@@ -7,6 +8,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/memory.h"
 #include "kivgui/quoted_string.h"
 #include "kivgui/text_builder.h"
 
@@ -81,18 +83,20 @@ AnsiStr FmtArgs(const char* format, ...) noexcept {
     va_start(args, format);
     va_list again;
     va_copy(again, args);
+    errno = 0;
     const int length = std::vsnprintf(nullptr, 0, format, args);
     va_end(args);
+    char* buffer = nullptr;
+    int written = -1;
     AnsiStr text;
-    if (length > 0) {
-        char* buffer;
-        text = AnsiStr(static_cast<unsigned>(length), buffer);
-        if (buffer != nullptr) {
-            std::vsnprintf(buffer, static_cast<size_t>(length) + 1, format, again);
-        }
+    if (length > 0) text = AnsiStr(static_cast<unsigned>(length), buffer);
+    if (buffer != nullptr) {
+        written = std::vsnprintf(buffer, static_cast<size_t>(length) + 1, format, again);
     }
     va_end(again);
-    return text;
+    // The C library allocates, too, for some numbers.
+    if (errno == ENOMEM) NoteMissingMemory();
+    return written == length ? text : AnsiStr();
 }
 
 AnsiStr CleanStr(const AnsiStr& text) noexcept {

@@ -55,11 +55,13 @@ KIV_EXPORT AnsiStr FmtArgs(const char* format, ...) noexcept
     ;
 
 /// The text without white space (of the C locale) at its ends; the same handle when it has none.
+/// Empty when memory runs out.
 KIV_EXPORT AnsiStr CleanStr(const AnsiStr& text) noexcept;
 
 /// Undoes the quoting of a text that is one whole quoted-string (RFC 2045, 5.1): removes the double
 /// quotes around it and the backslashes of its escapes. Any other text is returned unchanged: one
-/// with something before or after the quotes, a lone quote, an unterminated string.
+/// with something before or after the quotes, a lone quote, an unterminated string. Empty when memory
+/// runs out.
 KIV_EXPORT AnsiStr ExtendedUnQuote(const AnsiSubStr& text) noexcept;
 inline AnsiStr ExtendedUnQuote(const AnsiStr& text) noexcept {
     return ExtendedUnQuote(AnsiSubStr(text.GetStr(), text.GetLength()));

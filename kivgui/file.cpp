@@ -5,6 +5,7 @@
 #include "kivgui/ascii.h"
 #include "kivgui/disk_file.h"
 #include "kivgui/hex.h"
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/random.h"
 #include "kivgui/utf8.h"
@@ -105,10 +106,11 @@ SafeName MakeSafeParts(std::string_view text, unsigned maxLength) noexcept {
     return name;
 }
 
-AnsiStr MakeTemporaryPath(const AnsiStr& text) noexcept {
+/// @param watch  made before `text`, which must be whole.
+AnsiStr MakeTemporaryPath(const AnsiStr& text, const MemoryWatch& watch = {}) noexcept {
     constexpr unsigned kRandomBytes = 8;
     char random[kRandomBytes];
-    GetUnpredictableBytes(random, sizeof random);
+    if (!GetUnpredictableBytes(random, sizeof random)) return {};
     char tag[1 + 2 * kRandomBytes] = {'-'};
     char* next = tag + 1;
     for (const char byte : random) next = WriteHexPair(byte, next);
@@ -125,21 +127,27 @@ AnsiStr MakeTemporaryPath(const AnsiStr& text) noexcept {
     path += std::string_view(tag, sizeof tag);
     path += name.extension;
     path.Shrink();
-    return path;
+    // With a piece missing it could name a file outside the folder.
+    return watch.HasFailed() ? AnsiStr() : path;
 }
 
 }  // namespace
 
 AnsiStr MakeSafeFileName(const AnsiStr& text, unsigned maxLength) noexcept {
+    const MemoryWatch watch;
     const SafeName name = MakeSafeParts(text, maxLength);
-    return name.stem + name.extension;
+    const AnsiStr whole = name.stem + name.extension;
+    return watch.HasFailed() ? AnsiStr() : whole;
 }
 
 File::File(FileType /*type*/, const AnsiStr& name, bool /*flag*/) noexcept
     : path_(MakeTemporaryPath(name)) {}
 
-File::File(FileType /*type*/, const AnsiStr& name, const AnsiStr& extension, bool /*flag*/) noexcept
-    : path_(MakeTemporaryPath(name + AnsiStr(".") + extension)) {}
+File::File(FileType /*type*/, const AnsiStr& name, const AnsiStr& extension,
+           bool /*flag*/) noexcept {
+    const MemoryWatch watch;
+    path_ = MakeTemporaryPath(name + AnsiStr(".") + extension, watch);
+}
 
 int64_t File::GetSize() const noexcept {
     return Platform::GetFileSize(path_.GetStr());

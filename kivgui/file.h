@@ -29,7 +29,8 @@ public:
     ///
     /// The path is the system's temporary folder and one file name: `name`, made safe by
     /// MakeSafeFileName, with "-" and 16 unpredictable hexadecimal digits before its extension.
-    /// Every call gives a different path. Empty when memory runs out. `flag` has no effect.
+    /// Every call gives a different path. Empty, with the last error set, when memory runs out or
+    /// the system has no random numbers. `flag` has no effect.
     File(FileType type, const AnsiStr& name, bool flag) noexcept;
     /// The same with a separate extension, without its dot.
     File(FileType type, const AnsiStr& name, const AnsiStr& extension, bool flag) noexcept;
@@ -59,7 +60,7 @@ private:
 /// leading and trailing dots and spaces, and bytes that are not valid UTF-8. A name that Windows
 /// reserves for a device ("CON", "nul.txt") gets a "_" in front. The result is cut, between UTF-8
 /// characters, to `maxLength` bytes; an extension of up to 64 bytes is kept. An empty text gives
-/// "_".
+/// "_". Empty when memory runs out.
 KIV_EXPORT AnsiStr MakeSafeFileName(const AnsiStr& text, unsigned maxLength = 255) noexcept;
 
 }  // namespace KivGuiBase

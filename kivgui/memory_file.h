@@ -60,8 +60,9 @@ public:
     /// Bytes of content: up to the write cursor of a writable view, otherwise the whole file.
     uint64_t GetSize() const noexcept { return writable_ ? GetUsed() : length_; }
 
-    /// For a writable view: the bytes written so far, those that fit without Extend, the place of
+    /// For a writable view (IsWritable): the bytes written so far, those that fit without Extend, the place of
     /// the next one, and the move of the write cursor past bytes that were put there.
+    bool IsWritable() const noexcept { return writable_; }
     uint64_t GetUsed() const noexcept { return used_; }
     uint64_t GetMappedLength() const noexcept { return length_; }
     char* GetCursor() noexcept { return start_ + used_; }

@@ -1,6 +1,7 @@
 #include "kivgui/random.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 
 #include "kivgui/error.h"
@@ -15,22 +16,20 @@ using Pool = ThreadData::RandomPool;
 using RandomSource = void (*)(void* buffer, size_t size);
 std::atomic<RandomSource> randomSource{nullptr};
 
-void Fill(void* buffer, size_t size) {
-    if (!Platform::FillRandom(buffer, size)) {
-        DebugAbort("GetUnpredictableBytes: the system has no random numbers");
-    }
-}
-
-uint64_t DrawSeed() {
+/// A pseudo-random number never fails: the heights of map nodes are drawn from them.
+uint64_t DrawSeed(const ThreadData& data) {
     uint64_t seed = 0;
-    GetUnpredictableBytes(&seed, sizeof seed);
-    return seed;
+    const uint32_t lastError = GetLastError();
+    if (GetUnpredictableBytes(&seed, sizeof seed)) return seed;
+    SetLastError(lastError);
+    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+    return reinterpret_cast<uintptr_t>(&data) ^ static_cast<uint64_t>(ticks);
 }
 
 uint64_t NextPseudoRandom() {
     ThreadData& data = Platform::GetThreadData();
     if (!data.isSeeded) {
-        data.pseudoRandomState = DrawSeed();
+        data.pseudoRandomState = DrawSeed(data);
         data.isSeeded = true;
     }
     return SplitMix64(data.pseudoRandomState);
@@ -38,15 +37,17 @@ uint64_t NextPseudoRandom() {
 
 }  // namespace
 
-void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
+bool GetUnpredictableBytes(void* buffer, size_t size) noexcept {
     if (const RandomSource source = randomSource.load(std::memory_order_relaxed)) {
-        return source(buffer, size);
+        source(buffer, size);
+        return true;
     }
-    if (size > Pool::kSize) return Fill(buffer, size);
+    if (size > Pool::kSize) return Platform::FillRandom(buffer, size);
     const uint64_t generation = Platform::GetProcessGeneration();
     Pool& pool = Platform::GetThreadData().randomPool;
     if (pool.left < size || pool.processGeneration != generation) {
-        Fill(pool.bytes, Pool::kSize);
+        pool.left = 0;  // what a failure leaves in the pool is not given out
+        if (!Platform::FillRandom(pool.bytes, Pool::kSize)) return false;
         pool.left = Pool::kSize;
         pool.processGeneration = generation;
     }
@@ -55,6 +56,7 @@ void GetUnpredictableBytes(void* buffer, size_t size) noexcept {
     // Bytes that were given out must not be found in memory later.
     std::memset(next, 0, size);
     pool.left -= size;
+    return true;
 }
 
 void SetRandomSource(RandomSource source) noexcept {

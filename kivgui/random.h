@@ -17,13 +17,16 @@ constexpr uint64_t SplitMix64(uint64_t& state) noexcept {
 }
 
 /// A pseudo-random number from `low` to `high` inclusive. Each thread has its own generator,
-/// seeded from the operating system. Not for secrets.
+/// seeded from the operating system, or, should that have no random numbers, from addresses and the
+/// clock. Not for secrets.
 KIV_EXPORT uint64_t GetPseudoRandomNumberEx(uint64_t low, uint64_t high) noexcept;
 
 /// Fills a buffer with unpredictable bytes from the operating system. A thread fetches them in
 /// blocks, so that a name or a boundary does not cost a system call; a process made by fork starts
-/// with a new block. Ends the process when the system has no source of randomness.
-KIV_EXPORT void GetUnpredictableBytes(void* buffer, size_t size) noexcept;
+/// with a new block.
+/// @return false, with the last error set, when the system gives none; the buffer then holds nothing
+///         to rely on.
+[[nodiscard]] KIV_EXPORT bool GetUnpredictableBytes(void* buffer, size_t size) noexcept;
 
 /// Replaces the source of GetUnpredictableBytes, for the whole process, by one that fills `size`
 /// bytes; null restores the system's. For tests that compare texts with random parts: boundaries,

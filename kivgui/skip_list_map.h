@@ -114,19 +114,27 @@ public:
     /// @return null only when memory runs out; the map is then unchanged.
     Node* FindOrInsert(const AnsiStr& key) noexcept {
         Node* update[kMaxHeight + 1];
-        if (Node* found = Search(key, update)) {
+        if (Node* found = Search(key.GetStr(), update)) {
             found->key = key;
             return found;
         }
         return Insert(key, update);
     }
+    /// The same for a key whose string is still to be made.
+    Node* FindOrInsert(const char* key) noexcept {
+        const MemoryWatch watch;
+        const AnsiStr text(key);
+        return watch.HasFailed() ? nullptr : FindOrInsert(text);
+    }
 
-    /// The entry of `key`, null when there is none. Never changes the map.
-    const Node* Find(const AnsiStr& key) const noexcept {
+    /// The entry of `key`, null when there is none. Never changes the map, and allocates nothing.
+    const Node* Find(const AnsiStr& key) const noexcept { return Find(key.GetStr()); }
+    Node* Find(const AnsiStr& key) noexcept { return Find(key.GetStr()); }
+    const Node* Find(const char* key) const noexcept {
         Node* update[kMaxHeight + 1];
         return Search(key, update);
     }
-    Node* Find(const AnsiStr& key) noexcept {
+    Node* Find(const char* key) noexcept {
         Node* update[kMaxHeight + 1];
         return Search(key, update);
     }
@@ -135,7 +143,7 @@ public:
     /// none.
     auto FindFrom(const AnsiStr& key) const noexcept {
         Node* update[kMaxHeight + 1];
-        const Node* found = Search(key, update);
+        const Node* found = Search(key.GetStr(), update);
         if (found == nullptr && head_ != nullptr) found = GetSuccessor(update[0]);
         return Iterator<const Node>(found);
     }
@@ -164,11 +172,10 @@ private:
         return node != nullptr ? node->next_ : nullptr;
     }
 
-    /// The entry of `key`. When there is none, `update` receives, for each level up to the top one,
+    /// The entry of the key `wanted`. When there is none, `update` receives, for each level up to the top one,
     /// the last node that sorts before the key.
-    Node* Search(const AnsiStr& key, Node** update) const noexcept {
+    Node* Search(const char* wanted, Node** update) const noexcept {
         if (head_ == nullptr) return nullptr;
-        const char* wanted = key.GetStr();
         Node* node = head_;
         Node* notBelow = nullptr;  // already compared on the level above
         for (int level = topLevel_; level >= 0; --level) {

@@ -12,7 +12,7 @@ ReadStream::ReadStream(const File& file, ReadStreamMode /*mode*/) noexcept
 
 bool ReadStream::Read(AnsiStr& text) noexcept {
     text = AnsiStr();
-    if (!isOpen_) return false;
+    if (!IsOpen()) return false;
     TextBuilder whole;
     char part[0x4000];
     for (unsigned got = sizeof part; got != 0;) {
@@ -28,7 +28,7 @@ WriteStream::WriteStream(const File& file, WriteStreamMode /*mode*/) noexcept
     : Stream(file, DiskFile::Mode::create) {}
 
 bool WriteStream::Write(const char* text) noexcept {
-    if (!isOpen_) return false;
+    if (!IsOpen()) return false;
     constexpr size_t kPiece = 0xFFFFFFFF;
     for (size_t left = std::strlen(text); left > 0;) {
         const size_t size = std::min(left, kPiece);

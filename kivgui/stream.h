@@ -2,6 +2,7 @@
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/disk_file.h"
+#include "kivgui/error.h"
 #include "kivgui/export.h"
 
 namespace KivGuiBase {
@@ -16,11 +17,20 @@ public:
     Stream& operator=(const Stream&) = delete;
 
 protected:
-    Stream(const File& file, DiskFile::Mode mode) noexcept : isOpen_(file_.Open(file, mode)) {}
+    Stream(const File& file, DiskFile::Mode mode) noexcept
+        : openError_(file_.Open(file, mode) ? kErrorNone : GetLastError()) {}
     ~Stream() = default;
 
+    /// Returns false, with the reason in the last error, when the file could not be opened.
+    bool IsOpen() const noexcept {
+        if (openError_ != kErrorNone) SetLastError(openError_);
+        return openError_ == kErrorNone;
+    }
+
     DiskFile file_;
-    bool isOpen_;
+
+private:
+    uint32_t openError_;
 };
 
 /// Reads texts from a file.

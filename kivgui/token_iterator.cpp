@@ -34,7 +34,7 @@ bool TokenIterator::ToNext() noexcept {
         position_ = static_cast<unsigned>(std::min(next, text.size()));
         if (!TrimSpace(found).empty()) {
             token = found;
-            return true;
+            return token.GetLength() == found.size();
         }
     }
     token = AnsiStr();

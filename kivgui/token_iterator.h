@@ -17,10 +17,14 @@ class KIV_EXPORT TokenIterator {
 public:
     /// The flag has no effect.
     TokenIterator(const AnsiStr& text, const char* separators, bool /*flag*/ = false) noexcept
-        : text_(text), separators_(separators) {}
+        : text_(text), separators_(separators) {
+        // Without its separators the text would be one token.
+        if (separators_.IsEmpty() && separators != nullptr && *separators != '\0')
+            text_ = AnsiStr();
+    }
 
     /// Moves to the next token.
-    /// @return false when none is left; `token` is then empty.
+    /// @return false when none is left, or memory runs out; `token` is then empty.
     bool ToNext() noexcept;
 
     AnsiStr token;  ///< the current token, white space around it included

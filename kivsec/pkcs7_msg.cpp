@@ -7,6 +7,7 @@
 #include "kivgui/convert.h"
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
+#include "kivgui/memory.h"
 #include "kivgui/random.h"
 #include "kivsec/platform/platform.h"
 
@@ -61,17 +62,18 @@ bool Search(const File& file, std::string_view text, bool& found) noexcept {
 }
 
 /// A boundary that does not occur in the file. Empty, with the last error set, when the file cannot
-/// be read or memory runs out.
+/// be read, memory runs out or the system has no random numbers.
 AnsiStr FindBoundary(const File& content) noexcept {
     constexpr int kTries = 100;  // one is enough, unless the random numbers are not random
     for (int i = 0; i < kTries; ++i) {
         unsigned char random[16];
-        KivGuiBase::GetUnpredictableBytes(random, sizeof random);
+        if (!KivGuiBase::GetUnpredictableBytes(random, sizeof random)) return {};
+        const KivGuiBase::MemoryWatch watch;
         const AnsiStr digits = KivGuiBase::Binary2B16Str(random, sizeof random, 0, "");
         // "=_" does not occur in quoted-printable or base64 text (RFC 2045, 6.7).
         AnsiStr boundary = "=_kivsec-" + digits;
         bool found = true;
-        if (boundary.IsEmpty() || !Search(content, boundary, found)) return {};
+        if (watch.HasFailed() || !Search(content, boundary, found)) return {};
         if (!found) return boundary;
     }
     SetLastError(KivGuiBase::kErrorSigningFailed);

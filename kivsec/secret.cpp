@@ -6,6 +6,7 @@
 
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
+#include "kivgui/memory.h"
 
 namespace KivOssSec {
 
@@ -22,7 +23,7 @@ bool SecretBytes::Renew(size_t size) noexcept {
     Clear();
     data_ = static_cast<char*>(std::malloc(size != 0 ? size : 1));
     if (data_ == nullptr) {
-        SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        KivGuiBase::NoteMissingMemory();
         return false;
     }
     size_ = size;

@@ -260,7 +260,9 @@ void CheckDate(const std::string& option, const std::string& date) {
 
 std::string MakeMessageId(const std::string& domain) {
     unsigned char random[16];
-    KivGuiBase::GetUnpredictableBytes(random, sizeof random);
+    if (!KivGuiBase::GetUnpredictableBytes(random, sizeof random)) {
+        throw Failure("random numbers", GetLastReason());
+    }
     return "<" + ToString(KivGuiBase::Binary2B16Str(random, sizeof random, 0, "")) + "@" + domain +
            ">";
 }

@@ -44,7 +44,9 @@ namespace {
 /// A name that nobody can predict, so that nobody can put a link there first.
 std::string MakeName() {
     unsigned char random[8];
-    KivGuiBase::GetUnpredictableBytes(random, sizeof random);
+    if (!KivGuiBase::GetUnpredictableBytes(random, sizeof random)) {
+        throw Failure("random numbers", GetLastReason());
+    }
     return ".kivmime-" + ToString(KivGuiBase::Binary2B16Str(random, sizeof random, 0, "")) +
            ".part";
 }

@@ -52,6 +52,8 @@ public:
     ///
     /// When the charset of an extended form is unknown, the plain form is used if there is one;
     /// otherwise the value is read as us-ascii. The map is not changed.
+    /// @return when memory runs out, what a missing parameter gives, with the last error
+    ///         kErrorNotEnoughMemory.
     static ParameterResult Parameter(const ParameterMap& parameters, const AnsiStr& name) noexcept;
 
     /// A decoded body, and what had to be tolerated in its text. Offsets count bytes of the text;

@@ -6,6 +6,7 @@
 #include "kivgui/blob.h"
 #include "kivgui/export.h"
 #include "kivgui/file.h"
+#include "kivgui/memory.h"
 #include "kivgui/memory_file.h"
 #include "kivgui/shared_array.h"
 #include "kivgui/skip_list_map.h"
@@ -148,13 +149,23 @@ class KIV_EXPORT HeaderMap
 public:
     using SkipListMap::FindOrInsert;
     /// The entry of a well-known field.
-    Node* FindOrInsert(Header::keys key) noexcept { return FindOrInsert(Header::GetStr(key)); }
+    Node* FindOrInsert(Header::keys key) noexcept {
+        const KivGuiBase::MemoryWatch watch;
+        const AnsiStr name = Header::GetStr(key);
+        return watch.HasFailed() ? nullptr : FindOrInsert(name);
+    }
 
     /// The value of a parameter, as the field has it; empty when the field or the parameter is
     /// missing. Never inserts. Any number of threads, as long as nobody changes the map.
     ///
     ///   const AnsiStr charset = part.headers.GetParameter("Content-Type", "charset");
     AnsiStr GetParameter(const AnsiStr& field, const AnsiStr& parameter) const noexcept;
+    AnsiStr GetParameter(const char* field, const char* parameter) const noexcept {
+        const Node* const node = Find(field);
+        const ParameterMap::Node* const found =
+            node != nullptr ? node->value.parameters.Find(parameter) : nullptr;
+        return found != nullptr ? found->value.value : AnsiStr();
+    }
 
     /// Copies every field of `source`, its value and exactly its parameters; fields with other
     /// names are kept. Copying a map into itself changes nothing.
@@ -214,7 +225,8 @@ struct KIV_EXPORT Info {
     bool isMessage = false;
 
     /// Sets `boundary` to a new random value, "=_Qvm_=-" and 32 hexadecimal digits, that no text
-    /// contains by chance; to the empty text when memory runs out.
+    /// contains by chance; to the empty text when memory runs out or the system has no random
+    /// numbers.
     void GenerateBoundary() noexcept;
 };
 
@@ -265,8 +277,8 @@ public:
     ~Part();
 
     /// Adds `child`, which must come from `new`, as the last child. This part then owns it. A part
-    /// without a boundary is given one first. When memory runs out the child is not added, and the
-    /// caller still owns it.
+    /// without a boundary is given one. When memory runs out, or there are no random numbers for a
+    /// boundary, nothing is changed: the child is not added, and the caller still owns it.
     void AddPart(Part* child) noexcept;
 
     /// Reads message text into this part, which should be newly made: fields and children are added
@@ -335,7 +347,8 @@ public:
     ///
     /// @param contentTypeOut  when not null, receives the value of Content-Type, and the header block
     ///                        of this entity is left out. Read accepts the two.
-    /// @return false when something could not be read or written; the file is then incomplete.
+    /// @return false when something could not be read or written, or memory runs out; the file is
+    ///         then incomplete, and `contentTypeOut` is empty.
     bool Write(const File& target, AnsiStr* contentTypeOut = nullptr) noexcept;
 };
 
@@ -373,8 +386,8 @@ public:
     /// Beyond the RFC: a UTF-8 byte-order mark at the start is dropped; "." is always encoded, so
     /// that no line can end an SMTP transfer; CR LF is a line break, and a CR or LF alone is
     /// encoded. Takes linear time.
-    /// @return empty for an empty body, or when there is no memory to begin with. Lines that find no
-    ///         room later, or exceed AnsiStr::kMaxLength, are missing (Part::SetContent notices).
+    /// @return empty for an empty body, or when memory runs out. Lines that exceed
+    ///         AnsiStr::kMaxLength are missing (Part::SetContent notices).
     ///
     ///   Encoding::QPEncode("a=b.");   // "a=3Db=2E"
     static AnsiStr QPEncode(const AnsiStr& text) noexcept;
@@ -448,11 +461,12 @@ public:
     bool ToNext() noexcept;
 
     /// The current mailbox as header text: the address alone, or the display name as an atom,
-    /// encoded words or a quoted-string, and the address in angle brackets.
+    /// encoded words or a quoted-string, and the address in angle brackets. Empty when memory runs out.
     AnsiStr GetMailbox() const noexcept;
 
     /// After ToNext returned false: returns true if it stopped at a malformed mailbox, which an
-    /// unterminated one at the end of the text is too.
+    /// unterminated one at the end of the text is too, or at one that there was no memory for (last
+    /// error kErrorNotEnoughMemory).
     bool IsMalformed() const noexcept { return isMalformed_; }
 
 private:

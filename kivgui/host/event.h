@@ -7,6 +7,7 @@
 #include "kivgui/ansi_str.h"
 #include "kivgui/export.h"
 #include "kivgui/host/val.h"
+#include "kivgui/memory.h"
 #include "kivgui/shared_array.h"
 
 namespace KivGuiBase {
@@ -34,12 +35,13 @@ public:
                 return;
             }
         }
-        const unsigned index = body_->keys.GetCount();
-        if (!body_->keys.Add(key)) return;
-        if (!body_->values.Add(value)) {
+        // Removing the last item of an array that was just added to allocates nothing.
+        if (!bucket.Add(body_->keys.GetCount())) return;
+        if (!body_->keys.Add(key)) {
+            bucket.RemoveLast();
+        } else if (!body_->values.Add(value)) {
             body_->keys.RemoveLast();
-        } else {
-            bucket.Add(index);
+            bucket.RemoveLast();
         }
     }
 
@@ -67,6 +69,7 @@ private:
             }
             return true;
         } catch (const std::bad_alloc&) {
+            NoteMissingMemory();
             return false;
         }
     }

@@ -52,7 +52,7 @@ bool RemoveFile(const char* path) noexcept;
 const char* MapFile(FileHandle file, uint64_t size) noexcept;
 void UnmapFile(const char* start, uint64_t size) noexcept;
 
-/// The folder for temporary files, with a separator at its end.
+/// The folder for temporary files, with a separator at its end; empty on failure.
 AnsiStr GetTempFolder() noexcept;
 
 /// Fills the buffer from the system's source of unpredictable bytes.
@@ -70,7 +70,7 @@ void FreeThreadData() noexcept;
 
 /// Appends bytes of a charset as UTF-8. Each byte at which no character of the charset begins
 /// becomes U+FFFD and is counted in `replaced`, and so are the bytes of an unfinished character at
-/// the end. When memory runs out, `text` is incomplete.
+/// the end. When memory runs out, `text` is incomplete and the shortage counted (memory.h).
 /// @param charset  letters, digits and "-_.:+()" only, NUL-terminated; in the spelling that mail
 ///                 prefers when there is one.
 /// @return false, with nothing appended, when the system has no such charset.

@@ -8,6 +8,7 @@
 #include "kivgui/utf8.h"
 #include "mime/encoding/decode_words.h"
 #include "mime/foundation/char_class.h"
+#include "mime/foundation/guarded.h"
 
 // Decodes the encoded words of an address list in one pass (RFC 5322, 3.4; RFC 2047, 5). The list is
 // cut at its delimiters "<", "(", ",", ";" and ":", those inside quoted-strings and words excepted.
@@ -219,7 +220,7 @@ private:
 AnsiStr Decoding::AddressWords(const AnsiStr& text) noexcept {
     const std::string_view view = text;
     if (view.find("=?") == std::string_view::npos) return text;
-    return AddressDecoder(view).Decode();
+    return Guarded(AnsiStr(), [view] { return AddressDecoder(view).Decode(); });
 }
 
 }  // namespace MIME

@@ -6,6 +6,7 @@
 #include "kivgui/charset.h"
 #include "kivgui/text_builder.h"
 #include "mime/encoding/lenient_decoder.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // The decoders of whole bodies: the piecewise decoders of lenient_decoder.h, fed with pieces of 16 KiB
@@ -47,7 +48,10 @@ bool DecodeAll(Decoder& decoder, std::string_view text, size_t expected, AnsiStr
         std::unique_ptr<char[]> farRoom;
         if (piece.size() > kPiece) {
             farRoom.reset(new (std::nothrow) char[piece.size() + kLenientRoom]);
-            if (farRoom == nullptr) return false;
+            if (farRoom == nullptr) {
+                KivGuiBase::NoteMissingMemory();
+                return false;
+            }
         }
         char* const out = farRoom != nullptr ? farRoom.get() : nearRoom;
         isLast = text.empty();
@@ -67,30 +71,36 @@ void Report(const Tally& tally, unsigned long long& count, unsigned long long& f
 }  // namespace
 
 Decoding::BodyResult Decoding::QuotedPrintable(const char* text, unsigned size) noexcept {
-    LenientQuotedPrintable decoder;
-    BodyResult result;
-    result.complete = DecodeAll(decoder, {text, size}, size, result.body);
-    Report(decoder.GetMalformed(), result.malformed, result.firstMalformed);
-    Report(decoder.GetBlanks(), result.blanks, result.firstBlank);
-    return result;
+    return Guarded(BodyResult(), [=] {
+        LenientQuotedPrintable decoder;
+        BodyResult result;
+        result.complete = DecodeAll(decoder, {text, size}, size, result.body);
+        Report(decoder.GetMalformed(), result.malformed, result.firstMalformed);
+        Report(decoder.GetBlanks(), result.blanks, result.firstBlank);
+        return result;
+    });
 }
 
 Decoding::BodyResult Decoding::Base64(const char* text, unsigned size) noexcept {
-    LenientBase64 decoder;
-    BodyResult result;
-    const size_t expected = (size_t{size} + 3) / 4 * 3;
-    result.complete = DecodeAll(decoder, {text, size}, expected, result.body);
-    Report(decoder.GetRubbish(), result.malformed, result.firstMalformed);
-    Report(decoder.GetBlanks(), result.blanks, result.firstBlank);
-    Report(decoder.GetMissingPadding(), result.missingPadding, result.firstMissingPadding);
-    Report(decoder.GetBehindPadding(), result.behindPadding, result.firstBehindPadding);
-    return result;
+    return Guarded(BodyResult(), [=] {
+        LenientBase64 decoder;
+        BodyResult result;
+        const size_t expected = (size_t{size} + 3) / 4 * 3;
+        result.complete = DecodeAll(decoder, {text, size}, expected, result.body);
+        Report(decoder.GetRubbish(), result.malformed, result.firstMalformed);
+        Report(decoder.GetBlanks(), result.blanks, result.firstBlank);
+        Report(decoder.GetMissingPadding(), result.missingPadding, result.firstMissingPadding);
+        Report(decoder.GetBehindPadding(), result.behindPadding, result.firstBehindPadding);
+        return result;
+    });
 }
 
 Decoding::TextResult Decoding::ToUtf8(const char* body, unsigned size,
                                       const AnsiStr& charset) noexcept {
-    KivGuiBase::CharsetResult converted = KivGuiBase::ConvertToUtf8({body, size}, charset);
-    return {std::move(converted.text), converted.known, converted.replaced};
+    return Guarded(TextResult{AnsiStr(), true, 0}, [&] {
+        KivGuiBase::CharsetResult converted = KivGuiBase::ConvertToUtf8({body, size}, charset);
+        return TextResult{std::move(converted.text), converted.known, converted.replaced};
+    });
 }
 
 }  // namespace MIME

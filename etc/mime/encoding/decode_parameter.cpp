@@ -9,6 +9,7 @@
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
 #include "mime/encoding/decode_words.h"
+#include "mime/foundation/guarded.h"
 
 // Finds the value of a parameter among its forms (RFC 2231): "name", "name*" and the sections
 // "name*0", "name*1*" and so on. In the map, which is in alphabetical order, all forms with a "*"
@@ -69,6 +70,7 @@ template <class Visit>
 void ForEachForm(const ParameterMap& parameters, const AnsiStr& name, Visit visit) noexcept {
     AnsiStr start = GetCText(name);
     start += '*';
+    if (!std::string_view(start).ends_with('*')) return;  // no memory, which the caller notices
     const unsigned length = start.GetLength();
     for (auto entry = parameters.FindFrom(start); entry != parameters.end(); ++entry) {
         if (!KivGuiBase::StartsWithCaseless(entry->key, start)) return;
@@ -86,12 +88,15 @@ bool FindForms(const ParameterMap& parameters, const AnsiStr& name, Forms& forms
     });
     if (count == 0) return true;
     forms.sections.reset(new (std::nothrow) Section[count]);
-    if (forms.sections == nullptr) return false;
+    if (forms.sections == nullptr) {
+        KivGuiBase::NoteMissingMemory();
+        return false;
+    }
     ForEachForm(parameters, name, [&](std::string_view suffix, const AnsiStr& value) {
         const auto section = ParseSection(suffix, value);
         if (section) forms.sections[forms.sectionCount++] = *section;
     });
-    std::sort(forms.sections.get(), forms.sections.get() + count);
+    std::sort(forms.sections.get(), forms.sections.get() + forms.sectionCount);
     return true;
 }
 
@@ -178,12 +183,10 @@ std::optional<Decoded> DecodeForms(const Forms& forms) noexcept {
     return DecodeSections(forms.sections.get(), forms.sections.get() + forms.sectionCount);
 }
 
-}  // namespace
-
-Decoding::ParameterResult Decoding::Parameter(const ParameterMap& parameters,
-                                              const AnsiStr& name) noexcept {
+Decoding::ParameterResult DecodeParameter(const ParameterMap& parameters,
+                                          const AnsiStr& name) noexcept {
     Forms forms;
-    ParameterResult result;
+    Decoding::ParameterResult result;
     if (!FindForms(parameters, name, forms)) return result;
     std::optional<Decoded> used = DecodeForms(forms);
     if (forms.plain != nullptr) {
@@ -196,6 +199,13 @@ Decoding::ParameterResult Decoding::Parameter(const ParameterMap& parameters,
     result.hadEncodedWord = used->hadWord;
     result.value = std::move(used->text);
     return result;
+}
+
+}  // namespace
+
+Decoding::ParameterResult Decoding::Parameter(const ParameterMap& parameters,
+                                              const AnsiStr& name) noexcept {
+    return Guarded(ParameterResult(), [&] { return DecodeParameter(parameters, name); });
 }
 
 }  // namespace MIME

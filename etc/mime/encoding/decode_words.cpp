@@ -8,6 +8,7 @@
 #include "kivgui/charset.h"
 #include "kivgui/hex.h"
 #include "kivgui/text_builder.h"
+#include "mime/foundation/guarded.h"
 
 // Decodes the encoded words of a text in one pass (RFC 2047). Adjacent words of one charset form a run;
 // the bytes of a run are collected first and converted together, so that a character may be divided
@@ -239,8 +240,10 @@ DecodedWords DecodeWords(std::string_view text) noexcept {
 }
 
 AnsiStr Decoding::Words(const AnsiStr& text) noexcept {
-    DecodedWords decoded = DecodeWords(text);
-    return decoded.hadWord ? decoded.text : text;
+    return Guarded(AnsiStr(), [&] {
+        const DecodedWords decoded = DecodeWords(text);
+        return decoded.hadWord ? decoded.text : text;
+    });
 }
 
 }  // namespace MIME

@@ -5,6 +5,7 @@
 #include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Fills encoded words one after another, each up to 75 characters (RFC 2047, 2). A UTF-8 character is
@@ -76,13 +77,15 @@ AnsiStr Encoding::QEncode(const AnsiStr& text, bool force) noexcept {
     std::string_view rest = GetCText(text);
     const auto mustBeEncoded = [](char c) { return !IsAscii(c) || c == '\r' || c == '\n'; };
     if (!force && std::none_of(rest.begin(), rest.end(), mustBeEncoded)) return text;
-    TextBuilder words;
-    while (!rest.empty()) {
-        EncodedWord word;
-        word.Fill(rest);
-        word.AppendTo(words);
-    }
-    return words.Finish();
+    return Guarded(AnsiStr(), [&] {
+        TextBuilder words;
+        while (!rest.empty()) {
+            EncodedWord word;
+            word.Fill(rest);
+            word.AppendTo(words);
+        }
+        return words.Finish();
+    });
 }
 
 }  // namespace MIME

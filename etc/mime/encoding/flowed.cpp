@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "kivgui/text_builder.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -35,9 +36,7 @@ FlowedLine TakeLine(std::string_view& text) noexcept {
     return line;
 }
 
-}  // namespace
-
-AnsiStr Decoding::FlowedToParagraphs(const AnsiStr& text, bool deleteSpace) noexcept {
+AnsiStr JoinLines(const AnsiStr& text, bool deleteSpace) noexcept {
     TextBuilder out(text.GetLength());
     bool isOpen = false;  // the last line was flowed
     size_t openDepth = 0;
@@ -58,6 +57,12 @@ AnsiStr Decoding::FlowedToParagraphs(const AnsiStr& text, bool deleteSpace) noex
     }
     if (isOpen) out.Append("\r\n");
     return out.Finish();
+}
+
+}  // namespace
+
+AnsiStr Decoding::FlowedToParagraphs(const AnsiStr& text, bool deleteSpace) noexcept {
+    return Guarded(AnsiStr(), [&] { return JoinLines(text, deleteSpace); });
 }
 
 }  // namespace MIME

@@ -2,6 +2,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/text_builder.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Takes one line after another off the front of the text: up to the last blank within 78 characters,
@@ -44,11 +45,7 @@ size_t MeasureLine(std::string_view text) noexcept {
     return end;
 }
 
-}  // namespace
-
-AnsiStr Encoding::FoldHeader(const AnsiStr& text) noexcept {
-    std::string_view rest = GetCText(text);
-    if (rest.empty()) return {};
+AnsiStr Fold(std::string_view rest) noexcept {
     const uint64_t room = rest.size() + 2 * ((uint64_t{rest.size()} + kSoftLimit) / kSoftLimit);
     TextBuilder folded(static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength)));
     while (!rest.empty()) {
@@ -62,6 +59,14 @@ AnsiStr Encoding::FoldHeader(const AnsiStr& text) noexcept {
         if (!rest.empty() && !IsBlankAscii(rest.front())) folded.Append(' ');
     }
     return folded.Finish();
+}
+
+}  // namespace
+
+AnsiStr Encoding::FoldHeader(const AnsiStr& text) noexcept {
+    const std::string_view rest = GetCText(text);
+    if (rest.empty()) return {};
+    return Guarded(AnsiStr(), [rest] { return Fold(rest); });
 }
 
 }  // namespace MIME

@@ -6,6 +6,7 @@
 #include "kivgui/text_builder.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Writes one parameter in the plainest form that fits its line of 77 characters: an atom, a
@@ -147,10 +148,7 @@ AnsiStr MakeExtendedForm(std::string_view name, std::string_view value) noexcept
     }
 }
 
-}  // namespace
-
-AnsiStr Encoding::EncodeParameter(const AnsiStr& name, const AnsiStr& value,
-                                  bool useEncodedWords) noexcept {
+AnsiStr MakeParameter(const AnsiStr& name, const AnsiStr& value, bool useEncodedWords) noexcept {
     TextBuilder spacedName;
     spacedName.Append(' ');
     spacedName.Append(GetCText(name));
@@ -166,13 +164,20 @@ AnsiStr Encoding::EncodeParameter(const AnsiStr& name, const AnsiStr& value,
         out.Append(written);
         return out.Finish();
     };
-    if (text.size() <= room && IsAtom(value)) return assign(text);
+    if (text.size() <= room && Encoding::IsAtom(value)) return assign(text);
     if (text.size() <= room && IsAsciiText(text)) {
-        const AnsiStr quoted = Quote(value);
+        const AnsiStr quoted = Encoding::Quote(value);
         if (quoted.GetLength() <= room) return assign(quoted);
     }
     return useEncodedWords ? MakeEncodedWordForm(nameText, value)
                            : MakeExtendedForm(nameText, text);
+}
+
+}  // namespace
+
+AnsiStr Encoding::EncodeParameter(const AnsiStr& name, const AnsiStr& value,
+                                  bool useEncodedWords) noexcept {
+    return Guarded(AnsiStr(), [&] { return MakeParameter(name, value, useEncodedWords); });
 }
 
 }  // namespace MIME

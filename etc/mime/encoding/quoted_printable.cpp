@@ -8,6 +8,7 @@
 #include "kivgui/hex.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
+#include "mime/foundation/guarded.h"
 #include "mime/foundation/vector16.h"
 
 // Quoted-printable (RFC 2045, 6.7), both directions, a line at a time.
@@ -304,20 +305,25 @@ AnsiStr Encoding::QPEncode(const AnsiStr& text) noexcept {
 }
 
 AnsiStr Encoding::QPEncode(const char* data, unsigned length) noexcept {
-    AnsiStr text;
-    QuotedPrintable::EncodeText(data, length, text);
-    return text;
+    return Guarded(AnsiStr(), [=] {
+        AnsiStr text;
+        QuotedPrintable::EncodeText(data, length, text);
+        return text;
+    });
 }
 
 bool Encoding::QPDecodeLine(const AnsiSubStr& line, Blob& out) noexcept {
     constexpr unsigned kLineEnd = 2;
     const unsigned length = line.GetLength();
-    char* bytes = length <= AnsiStr::kMaxLength - kLineEnd ? out.Renew(length + kLineEnd) : nullptr;
-    if (bytes == nullptr) {
-        out = Blob();
-        return false;
-    }
-    return out.Resize(static_cast<unsigned>(QuotedPrintable::DecodeLine(line, bytes)));
+    const auto decode = [&] {
+        if (length > AnsiStr::kMaxLength - kLineEnd) return false;
+        char* bytes = out.Renew(length + kLineEnd);
+        return bytes != nullptr &&
+               out.Resize(static_cast<unsigned>(QuotedPrintable::DecodeLine(line, bytes)));
+    };
+    if (Guarded(false, decode)) return true;
+    out = Blob();
+    return false;
 }
 
 }  // namespace MIME

@@ -16,7 +16,7 @@ template <class OpenFile, class Mode>
 bool OpenAs(std::unique_ptr<OpenFile>& opened, const KivGuiBase::File& file, Mode mode) noexcept {
     opened.reset(new (std::nothrow) OpenFile);
     if (opened == nullptr) {
-        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        KivGuiBase::NoteMissingMemory();
         return false;
     }
     return opened->Open(file, mode);
@@ -37,7 +37,7 @@ bool FileAccess::OpenForReading() noexcept {
     if (diskFile_->GetSize() >= kDiskFileSize) return true;
     const std::unique_ptr<DiskFile> source = std::move(diskFile_);
     memoryFile_.reset(new (std::nothrow) MemoryFile);
-    if (memoryFile_ == nullptr) KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+    if (memoryFile_ == nullptr) KivGuiBase::NoteMissingMemory();
     return memoryFile_ != nullptr && memoryFile_->Open(*source);
 }
 
@@ -70,10 +70,16 @@ bool FileAccess::Write(const void* data, uint64_t size) noexcept {
 
 bool FileAccess::WritePiece(const char* data, unsigned size) noexcept {
     if (memoryFile_ != nullptr) return WriteToMemory(data, size);
-    return diskFile_ != nullptr && diskFile_->Write(data, size);
+    return diskFile_ != nullptr ? diskFile_->Write(data, size) : FailAsClosed();
+}
+
+bool FileAccess::FailAsClosed() noexcept {
+    KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidHandle);
+    return false;
 }
 
 bool FileAccess::WriteToMemory(const char* data, unsigned size) noexcept {
+    if (!memoryFile_->IsWritable()) return FailAsClosed();
     const uint64_t used = memoryFile_->GetUsed();
     if (size > UINT64_MAX - used) {
         KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidData);
@@ -95,7 +101,7 @@ bool FileAccess::WriteToMemory(const char* data, unsigned size) noexcept {
 bool FileAccess::MoveToDisk() noexcept {
     diskFile_.reset(new (std::nothrow) DiskFile);
     if (diskFile_ == nullptr) {
-        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
+        KivGuiBase::NoteMissingMemory();
         return false;
     }
     const bool moved = memoryFile_->MoveTo(*diskFile_);
@@ -104,7 +110,14 @@ bool FileAccess::MoveToDisk() noexcept {
 }
 
 char* FileAccess::GetWriteRoom(unsigned size) noexcept {
-    if (size > kMaxRoom) return nullptr;
+    if (size > kMaxRoom) {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidParameter);
+        return nullptr;
+    }
+    if (memoryFile_ != nullptr && !memoryFile_->IsWritable()) {
+        FailAsClosed();
+        return nullptr;
+    }
     if (memoryFile_ != nullptr) {
         const uint64_t used = memoryFile_->GetUsed();
         if (used + size < static_cast<uint64_t>(kDiskFileSize)) {
@@ -112,7 +125,9 @@ char* FileAccess::GetWriteRoom(unsigned size) noexcept {
         }
         if (!MoveToDisk()) return nullptr;
     }
-    return diskFile_ != nullptr ? diskFile_->GetWriteRoom(size) : nullptr;
+    if (diskFile_ != nullptr) return diskFile_->GetWriteRoom(size);
+    FailAsClosed();
+    return nullptr;
 }
 
 void FileAccess::Commit(unsigned size) noexcept {
@@ -130,7 +145,7 @@ std::string_view FileAccess::GetView() const noexcept {
 
 bool FileAccess::Read(void* buffer, unsigned size, unsigned& got) noexcept {
     got = 0;
-    return diskFile_ != nullptr && diskFile_->Read(buffer, size, got);
+    return diskFile_ != nullptr ? diskFile_->Read(buffer, size, got) : FailAsClosed();
 }
 
 bool FileAccess::Close() noexcept {

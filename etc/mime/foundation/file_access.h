@@ -36,7 +36,8 @@ public:
     /// Opens a disk file for writing, whatever the size to come; the file is made or emptied.
     bool OpenDiskFileForWriting() noexcept;
 
-    /// Writes all of the bytes. 0 bytes succeed without touching the file.
+    /// Writes all of the bytes. 0 bytes succeed without touching the file. A view that is open for
+    /// reading takes none (kErrorInvalidHandle).
     bool Write(const void* data, uint64_t size) noexcept;
     bool Write(const KivGuiBase::AnsiStr& text) noexcept {
         return Write(text.GetStr(), text.GetLength());
@@ -67,6 +68,7 @@ private:
     bool WritePiece(const char* data, unsigned size) noexcept;
     bool WriteToMemory(const char* data, unsigned size) noexcept;
     bool MoveToDisk() noexcept;
+    static bool FailAsClosed() noexcept;
 
     KivGuiBase::File file_;
     std::unique_ptr<KivGuiBase::DiskFile> diskFile_;

@@ -5,13 +5,15 @@
 #include <new>
 
 #include "kivgui/host/lock.h"
+#include "kivgui/memory.h"
 #include "mime/foundation/lock_guard.h"
 
 namespace MIME {
 
 /// A constant table that is built once, by the first thread that asks for it, and then read by any
 /// thread without a lock. Define it at namespace scope with `constinit`; the end of the module calls
-/// Empty.
+/// Empty. When memory runs out while it is built, that caller gets an empty table, and the next one
+/// builds it again.
 template <class Map>
 class LazyTable {
 public:
@@ -39,10 +41,21 @@ private:
     const Map& Build() noexcept {
         const LockGuard guard(KivGuiBase::GetLazyStaticLock(), site_);
         if (const Map* map = published_.load(std::memory_order_relaxed)) return *map;
+        const KivGuiBase::MemoryWatch watch;
         Map* map = MakeMap();
         fill_(*map);
+        if (watch.HasFailed()) {
+            map->~Map();
+            return GetNone();
+        }
         published_.store(map, std::memory_order_release);
         return *map;
+    }
+
+    static const Map& GetNone() noexcept {
+        alignas(Map) static std::byte memory[sizeof(Map)];
+        static const Map* const none = new (memory) Map;
+        return *none;
     }
 
     Map* MakeMap() noexcept { return new (memory_) Map; }

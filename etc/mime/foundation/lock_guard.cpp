@@ -24,7 +24,7 @@ LockSiteStatistics* FindSite(TimedCriticalSection& lock, const AnsiStr& site) no
     if (LockSiteMap::Node* node = lock.sites.FindOrInsert(site)) {
         if (node->value == nullptr) {
             node->value = new (std::nothrow) LockSiteStatistics;
-            if (node->value != nullptr) node->value->name = site;
+            if (node->value != nullptr) node->value->name = site;  // statistics may be lost
         }
         record = node->value;
     }

@@ -1,3 +1,5 @@
+#include "kivgui/error.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -21,13 +23,15 @@ Data& Data::operator=(const Data& other) noexcept {
     content = other.content;
     file = other.file;
     ownsFile = other.ownsFile;
-    if (ownsFile && !file.IsEmpty()) {
-        // Two objects must not both delete one file.
-        file = File(FileType::temporary, file.GetPath(), true);
-        if (!other.file.Copy(file, true)) {
-            file.Remove(false);
-            file = File();
-        }
+    if (!ownsFile || file.IsEmpty()) return *this;
+    // Two objects must not both delete one file.
+    file = File(FileType::temporary, other.file.GetPath(), true);
+    const auto copyFile = [&] { return !file.IsEmpty() && other.file.Copy(file, true); };
+    if (!Guarded(false, copyFile)) {
+        const uint32_t reason = KivGuiBase::GetLastError();
+        if (!file.IsEmpty()) file.Remove(false);
+        KivGuiBase::SetLastError(reason);
+        file = File();
     }
     return *this;
 }

@@ -1,17 +1,19 @@
 #include "kivgui/convert.h"
 #include "kivgui/random.h"
 #include "mime/encoding/body_encoding.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 namespace MIME {
 
 void Info::GenerateBoundary() noexcept {
-    constexpr unsigned kUniqueBytes = 16;
-    unsigned char unique[kUniqueBytes];
-    KivGuiBase::GetUnpredictableBytes(unique, sizeof unique);
-    const AnsiStr digits = KivGuiBase::Binary2B16Str(unique, sizeof unique, 0, "\r\n");
     // Without its digits the boundary would not be unique.
-    boundary = digits.IsEmpty() ? AnsiStr() : AnsiStr("=_Qvm_=-") + digits;
+    boundary = Guarded(AnsiStr(), [] {
+        constexpr unsigned kUniqueBytes = 16;
+        unsigned char unique[kUniqueBytes];
+        if (!KivGuiBase::GetUnpredictableBytes(unique, sizeof unique)) return AnsiStr();
+        return AnsiStr("=_Qvm_=-") + KivGuiBase::Binary2B16Str(unique, sizeof unique, 0, "\r\n");
+    });
 }
 
 namespace {
@@ -57,8 +59,16 @@ Part::~Part() {
 }
 
 void Part::AddPart(Part* child) noexcept {
-    if (info.boundary.IsEmpty()) info.GenerateBoundary();
-    parts.Add(child);
+    Guarded(false, [&] {
+        Info made;
+        if (info.boundary.IsEmpty()) {
+            made.GenerateBoundary();
+            if (made.boundary.IsEmpty()) return false;
+        }
+        if (!parts.Add(child)) return false;
+        if (info.boundary.IsEmpty()) info.boundary = made.boundary;
+        return true;
+    });
 }
 
 bool Part::SetContent(const MemoryFile& source, const ContentType& newType) noexcept {
@@ -66,18 +76,21 @@ bool Part::SetContent(const MemoryFile& source, const ContentType& newType) noex
     const auto size = static_cast<unsigned>(source.GetSize());
     const auto encoding =
         newType.type == Type::text ? TransferEncoding::quoted_printable : TransferEncoding::base64;
-
-    // Everything that can fail comes first, so that a failure changes nothing.
-    AnsiStr text;
-    if (!EncodeBody(source.GetData(), size, encoding, text)) return false;
-    HeaderMap::Node* field = headers.FindOrInsert(Header::Content_Transfer_Encoding);
-    if (field == nullptr) return false;
-    field->value.value = TransferEncoding::GetStr(encoding);
-    info.contentType = newType;
-    info.transferEncoding = encoding;
-    data.content = text;
-    data.encoded = true;
-    return true;
+    return Guarded(false, [&] {
+        // Everything that can fail comes first, so that a failure changes nothing.
+        AnsiStr text;
+        if (!EncodeBody(source.GetData(), size, encoding, text)) return false;
+        const AnsiStr name = TransferEncoding::GetStr(encoding);
+        if (name.IsEmpty()) return false;
+        HeaderMap::Node* field = headers.FindOrInsert(Header::Content_Transfer_Encoding);
+        if (field == nullptr) return false;
+        field->value.value = name;
+        info.contentType = newType;
+        info.transferEncoding = encoding;
+        data.content = text;
+        data.encoded = true;
+        return true;
+    });
 }
 
 }  // namespace MIME

@@ -15,6 +15,7 @@
 #include "kivgui/ascii.h"
 #include "kivgui/convert.h"
 #include "kivgui/utf8.h"
+#include "mime/foundation/guarded.h"
 #include "mime/parser/report.h"
 
 namespace MIME {
@@ -76,6 +77,7 @@ bool BodyStore::Open(int64_t expectedSize) {
 bool BodyStore::OpenFile(int64_t expectedSize) {
     part_.data.file = MakeBodyFile(part_.headers);
     file_.emplace(part_.data.file);
+    if (part_.data.file.IsEmpty()) return false;
     // Noted first: a file that exists must not be forgotten because memory ran out.
     if (reading_.options.removeFilesOnFailure) files_.push_back(&part_);
     if (file_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) {
@@ -317,16 +319,16 @@ bool ReadText(Part& top, std::string_view text, AnsiStr& error, const ReadOption
     if (report != nullptr) *report = ReadReport();
     Reading reading(text.data(), MakeCursor(text), error, options, report);
     TreeBuilder builder(top, reading);
-    try {
-        if (Scanner(reading, builder).ReadEntity(contentType)) return true;
-        reading.report.NoteFailure(reading.cursor.GetNext());
-        builder.Abandon();
-    } catch (const std::bad_alloc&) {
-        reading.report.NoteFailure(reading.cursor.GetNext());
-        builder.Abandon();
-        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
-    }
+    const KivGuiBase::MemoryWatch watch;
+    const auto read = [&] { return Scanner(reading, builder).ReadEntity(contentType); };
+    if (Guarded(false, read)) return true;
+    const uint32_t reason = KivGuiBase::GetLastError();
+    reading.report.NoteFailure(reading.cursor.GetNext());
+    builder.Abandon();
     builder.RemoveFiles();
+    // A message could be cut short, or name what only looks wrong because something is missing.
+    if (watch.HasFailed()) error = AnsiStr();
+    KivGuiBase::SetLastError(watch.HasFailed() ? KivGuiBase::kErrorNotEnoughMemory : reason);
     return false;
 }
 

@@ -1,9 +1,9 @@
-#include <new>
 #include <vector>
 
 #include "kivgui/error.h"
 #include "kivgui/text_builder.h"
 #include "mime/foundation/file_access.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 #include "mime/serializer/body_writer.h"
 
@@ -123,23 +123,23 @@ private:
 }  // namespace
 
 bool Part::Write(const File& target, AnsiStr* contentTypeOut) noexcept {
-    if (contentTypeOut != nullptr) {
-        *contentTypeOut = AnsiStr();
-        const HeaderMap::Node* type = headers.FindOrInsert(Header::Content_Type);
-        if (type == nullptr) return false;
-        TextBuilder text;
-        AppendValueText(text, type->value);
-        *contentTypeOut = text.Finish();
-    }
-    FileAccess out(target);
-    if (!out.OpenDiskFileForWriting()) return false;
-    try {
+    const KivGuiBase::MemoryWatch watch;
+    const bool isWritten = Guarded(false, [&] {
+        if (contentTypeOut != nullptr) {
+            *contentTypeOut = AnsiStr();
+            const HeaderMap::Node* type = headers.FindOrInsert(Header::Content_Type);
+            if (type == nullptr) return false;
+            TextBuilder text;
+            AppendValueText(text, type->value);
+            *contentTypeOut = text.Finish();
+        }
+        FileAccess out(target);
+        if (!out.OpenDiskFileForWriting()) return false;
         const bool written = EntityWriter(out).Write(*this, contentTypeOut == nullptr);
         return out.Close() && written;
-    } catch (const std::bad_alloc&) {
-        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
-        return false;
-    }
+    });
+    if (contentTypeOut != nullptr && watch.HasFailed()) *contentTypeOut = AnsiStr();
+    return isWritten;
 }
 
 }  // namespace MIME

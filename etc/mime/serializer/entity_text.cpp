@@ -1,8 +1,8 @@
-#include <new>
 #include <vector>
 
 #include "kivgui/text_builder.h"
 #include "mime/encoding/body_encoding.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Part::Serialize: the same walk as Part::Write, but into one text. Fields are completed in a copy of
@@ -161,12 +161,10 @@ private:
 
 AnsiStr Part::Serialize(bool contentOnly) const noexcept {
     if (!rawText.IsEmpty()) return rawText;
-    try {
+    return Guarded(AnsiStr(), [&] {
         EntityTextWriter writer;
         return writer.Write(*this, contentOnly) ? writer.Finish() : AnsiStr();
-    } catch (const std::bad_alloc&) {
-        return {};
-    }
+    });
 }
 
 }  // namespace MIME

@@ -2,6 +2,7 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/text_builder.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Writes a header block field by field: value text, parameters, then folding of the whole field. What
@@ -14,7 +15,7 @@ using KivGuiBase::TextBuilder;
 
 namespace {
 
-constexpr std::string_view kMimeVersion = "Mime-Version";
+constexpr char kMimeVersion[] = "Mime-Version";
 
 bool IsName(const AnsiStr& name, std::string_view wanted) noexcept {
     return KivGuiBase::EqualsCaseless(GetCText(name), wanted);
@@ -59,34 +60,38 @@ void AppendField(TextBuilder& block, std::string_view name, const AnsiStr& value
 }  // namespace
 
 AnsiStr HeaderMap::Serialize(bool contentOnly, bool skipContent) const noexcept {
-    constexpr unsigned kUsualBlock = 10000;
-    TextBuilder block(kUsualBlock);
-    const Node* version = skipContent ? nullptr : Find(kMimeVersion);
-    if (version != nullptr && !version->value.value.IsEmpty()) {
-        AppendField(block, kMimeVersion, Encoding::QEncode(version->value.value, false),
-                    version->value.parameters.Serialize(false));
-    }
-    for (const Node& field : *this) {
-        if (field.value.value.IsEmpty() || IsName(field.key, kMimeVersion)) continue;
-        if (IsContentField(field.key) ? skipContent : contentOnly) continue;
-        AppendField(block, field.key, MakeValueText(field.key, field.value.value),
-                    field.value.parameters.Serialize(IsName(field.key, "Content-Type")));
-    }
-    return block.Finish();
+    return Guarded(AnsiStr(), [&] {
+        constexpr unsigned kUsualBlock = 10000;
+        TextBuilder block(kUsualBlock);
+        const Node* version = skipContent ? nullptr : Find(kMimeVersion);
+        if (version != nullptr && !version->value.value.IsEmpty()) {
+            AppendField(block, kMimeVersion, Encoding::QEncode(version->value.value, false),
+                        version->value.parameters.Serialize(false));
+        }
+        for (const Node& field : *this) {
+            if (field.value.value.IsEmpty() || IsName(field.key, kMimeVersion)) continue;
+            if (IsContentField(field.key) ? skipContent : contentOnly) continue;
+            AppendField(block, field.key, MakeValueText(field.key, field.value.value),
+                        field.value.parameters.Serialize(IsName(field.key, "Content-Type")));
+        }
+        return block.Finish();
+    });
 }
 
 AnsiStr ParameterMap::Serialize(bool useEncodedWords) const noexcept {
-    TextBuilder tail;
-    for (const Node& parameter : *this) {
-        tail.Append(';');
-        tail.Append(parameter.value.Serialize(parameter.key, useEncodedWords));
-    }
-    return tail.Finish();
+    return Guarded(AnsiStr(), [&] {
+        TextBuilder tail;
+        for (const Node& parameter : *this) {
+            tail.Append(';');
+            tail.Append(parameter.value.Serialize(parameter.key, useEncodedWords));
+        }
+        return tail.Finish();
+    });
 }
 
 AnsiStr ParameterValue::Serialize(const AnsiStr& name, bool useEncodedWords) const noexcept {
     if (!raw) return Encoding::EncodeParameter(name, value, useEncodedWords);
-    return AnsiStr(" ") + name + AnsiStr("=") + value;
+    return Guarded(AnsiStr(), [&] { return AnsiStr(" ") + name + AnsiStr("=") + value; });
 }
 
 }  // namespace MIME

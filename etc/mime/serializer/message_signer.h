@@ -3,6 +3,7 @@
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
 #include "kivgui/stream.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -43,8 +44,10 @@ private:
 };
 
 inline void ReportSigningFailure(const char* what) noexcept {
-    KivGuiBase::SetErrorMessage(what +
-                                KivGuiBase::GetErrorMessage(KivGuiBase::GetLastError(), 0, 1));
+    const uint32_t reason = KivGuiBase::GetLastError();
+    const AnsiStr text = what + KivGuiBase::GetErrorMessage(reason, 0, 1);
+    if (!text.IsEmpty()) KivGuiBase::SetErrorMessage(text);
+    KivGuiBase::SetLastError(reason);
 }
 
 /// Signs with a security layer, which has the two functions of PKCS7Msg.
@@ -84,13 +87,15 @@ AnsiStr SignMessage(const Message& message, const File& signerFile,
     }
     // The content file would end there, and a part of the message be signed as the whole.
     if (text.Find('\0') != AnsiStr::kMaxLength) {
-        KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidData);
         KivGuiBase::SetErrorMessage("Could not sign the message: its text holds a NUL byte");
+        KivGuiBase::SetLastError(KivGuiBase::kErrorInvalidData);
         return {};
     }
-    AnsiStr result;
-    SignText<Security, Scratch>(text, outerHeaders, signerFile, signerText, result);
-    return result;
+    return Guarded(AnsiStr(), [&] {
+        AnsiStr result;
+        SignText<Security, Scratch>(text, outerHeaders, signerFile, signerText, result);
+        return result;
+    });
 }
 
 }  // namespace MIME

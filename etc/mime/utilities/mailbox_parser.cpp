@@ -3,6 +3,7 @@
 #include "kivgui/ascii.h"
 #include "kivgui/quoted_string.h"
 #include "kivgui/text_builder.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // Takes entries off the front of an address list. An entry has at most one name and one address; a
@@ -16,15 +17,23 @@ using KivGuiBase::Growth;
 using KivGuiBase::TextBuilder;
 
 bool MailboxParser::ToNext() noexcept {
-    while (!rest_.empty()) {
-        address = AnsiStr();
-        name = AnsiStr();
-        isMalformed_ = !ParseEntry();
-        if (isMalformed_) return false;
-        if (!address.IsEmpty()) return true;
-        // An entry without an address, such as one between two commas, is passed over.
+    const KivGuiBase::MemoryWatch watch;
+    const bool isFound = Guarded(false, [this] {
+        while (!rest_.empty()) {
+            address = AnsiStr();
+            name = AnsiStr();
+            isMalformed_ = !ParseEntry();
+            if (isMalformed_) return false;
+            if (!address.IsEmpty()) return true;
+            // An entry without an address, such as one between two commas, is passed over.
+        }
+        return false;
+    });
+    if (watch.HasFailed()) {
+        isMalformed_ = true;
+        rest_ = {};
     }
-    return false;
+    return isFound;
 }
 
 /// Reads up to the end of the text, or past the comma that ends the mailbox.
@@ -77,17 +86,19 @@ bool MailboxParser::ParseUnknown() noexcept {
 
 AnsiStr MailboxParser::GetMailbox() const noexcept {
     if (name.IsEmpty()) return address;
-    AnsiStr display = name;
-    if (!Encoding::IsAtom(name)) {
-        display = Encoding::QEncode(name, false);
-        if (display == name) display = Encoding::Quote(name);
-    }
-    TextBuilder mailbox;
-    mailbox.Append(display);
-    mailbox.Append(" <");
-    mailbox.Append(address);
-    mailbox.Append('>');
-    return mailbox.Finish();
+    return Guarded(AnsiStr(), [this] {
+        AnsiStr display = name;
+        if (!Encoding::IsAtom(name)) {
+            display = Encoding::QEncode(name, false);
+            if (display == name) display = Encoding::Quote(name);
+        }
+        TextBuilder mailbox;
+        mailbox.Append(display);
+        mailbox.Append(" <");
+        mailbox.Append(address);
+        mailbox.Append('>');
+        return mailbox.Finish();
+    });
 }
 
 }  // namespace MIME

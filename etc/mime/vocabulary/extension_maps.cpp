@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "kivgui/error.h"
+#include "mime/foundation/guarded.h"
 #include "mime/foundation/lazy_table.h"
 
 // The tables between file-name extensions and media types. The rows (file_types.inc) are checked when
@@ -111,13 +111,12 @@ static_assert(std::size(kExtraExtensions) == 40);
 
 // ---- Building the tables -------------------------------------------------------------------------
 
-/// A later row replaces the value of an earlier one with the same key.
+/// A later row replaces the value of an earlier one with the same key. Without memory the table is
+/// given up as a whole (lazy_table.h).
 template <class Map, class Value>
 void Insert(Map& map, const AnsiStr& key, const Value& value) {
-    // No key is empty, so an empty one is a copy that failed for lack of memory.
-    auto* const node = key.IsEmpty() ? nullptr : map.FindOrInsert(key);
-    if (node == nullptr) KivGuiBase::DebugAbort("No memory for a table of media types");
-    node->value = value;
+    auto* const node = map.FindOrInsert(key);
+    if (node != nullptr) node->value = value;
 }
 
 void FillFileTypeMap(FileTypeMap& map) {
@@ -181,7 +180,8 @@ void EmptyExtensionMaps() noexcept {
 }
 
 bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) noexcept {
-    const FileTypeMap::Node* const node = FindLowerCase(GetFileTypeMap(), ext);
+    const auto* const node = Guarded(static_cast<const FileTypeMap::Node*>(nullptr),
+                                     [&ext] { return FindLowerCase(GetFileTypeMap(), ext); });
     type = node != nullptr ? node->value.type : Type::application;
     subType = node != nullptr ? node->value.subType : SubType::octet_stream;
     return node != nullptr;
@@ -195,17 +195,23 @@ bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept {
 }
 
 bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) noexcept {
-    const bool hasDot = *ext.GetStr() == '.';
-    Type::keys type;
-    SubType::keys subType;
-    const bool isFound =
-        GetTypesFromExt(hasDot ? ext.Copy(1, AnsiStr::kToEnd) : ext, type, subType);
-    typeStr = CanonicType(type, subType);
+    AnsiStr text;
+    const bool isFound = Guarded(false, [&] {
+        const bool hasDot = *ext.GetStr() == '.';
+        Type::keys type;
+        SubType::keys subType;
+        const bool isKnown =
+            GetTypesFromExt(hasDot ? ext.Copy(1, AnsiStr::kToEnd) : ext, type, subType);
+        text = CanonicType(type, subType);
+        return isKnown;
+    });
+    typeStr = text;
     return isFound;
 }
 
 bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept {
-    const FileExtensionMap::Node* const node = FindLowerCase(GetFileExtensionMap(), typeStr);
+    const auto* const node = Guarded(static_cast<const FileExtensionMap::Node*>(nullptr),
+                                     [&] { return FindLowerCase(GetFileExtensionMap(), typeStr); });
     ext = node != nullptr ? node->value : AnsiStr();
     return node != nullptr;
 }

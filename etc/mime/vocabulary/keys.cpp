@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "kivgui/ascii.h"
+#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 namespace MIME {
@@ -67,6 +68,8 @@ constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsig
 
 }  // namespace
 
+// A text is one allocation, so it is whole or empty.
+
 AnsiStr Type::GetStr(keys key) noexcept {
     return TextOf(kTypes, key);
 }
@@ -86,9 +89,11 @@ AnsiStr TransferEncoding::GetStr(keys key) noexcept {
 AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {
     const std::string_view typeText = TextOf(kTypes, type);
     const std::string_view subTypeText = TextOf(kSubTypes, subType);
-    AnsiStr text;
-    text.Alloc(static_cast<unsigned>(typeText.size() + 1 + subTypeText.size()));
-    return text.Append(typeText).Append('/').Append(subTypeText);
+    return Guarded(AnsiStr(), [&] {
+        AnsiStr text;
+        text.Alloc(static_cast<unsigned>(typeText.size() + 1 + subTypeText.size()));
+        return text.Append(typeText).Append('/').Append(subTypeText);
+    });
 }
 
 }  // namespace MIME

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <mutex>
 
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/utf8.h"
 
@@ -108,6 +109,7 @@ bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text
     Converter converter(charset);
     if (!converter.IsOpen()) {
         if (errno != ENOMEM) return false;
+        NoteMissingMemory();
         text.Abandon();
         return true;
     }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/posix/system.h"
 
@@ -69,9 +70,12 @@ bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t n = write(static_cast<int>(file), next, std::min(size, kMaxTransfer));
-        if (n >= 0) {
+        if (n > 0) {
             next += n;
             size -= static_cast<size_t>(n);
+        } else if (n == 0) {  // a device that takes nothing
+            SetLastError(kErrorIoDevice);
+            return false;
         } else if (errno != EINTR) {
             return FailWithSystemError();
         }
@@ -129,9 +133,10 @@ void UnmapFile(const char* start, uint64_t size) noexcept {
 
 AnsiStr GetTempFolder() noexcept {
     const char* folder = std::getenv("TMPDIR");
+    const MemoryWatch watch;
     AnsiStr path = folder != nullptr && *folder != '\0' ? folder : P_tmpdir;
     if (!std::string_view(path).ends_with('/')) path += '/';
-    return path;
+    return watch.HasFailed() ? AnsiStr() : path;
 }
 
 }  // namespace KivGuiBase::Platform

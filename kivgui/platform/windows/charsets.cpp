@@ -4,6 +4,7 @@
 #include <new>
 
 #include "kivgui/ascii.h"
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/platform/windows/system.h"
 #include "kivgui/utf8.h"
@@ -110,9 +111,13 @@ bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text
     if (bytes.empty()) return true;
     constexpr size_t kMostBytes = 0x3FFFFFFF;
     const size_t room = 2 * bytes.size();
-    const std::unique_ptr<wchar_t[]> wide(
-        bytes.size() <= kMostBytes ? new (std::nothrow) wchar_t[room] : nullptr);
+    if (bytes.size() > kMostBytes) {
+        text.Abandon();
+        return true;
+    }
+    const std::unique_ptr<wchar_t[]> wide(new (std::nothrow) wchar_t[room]);
     if (wide == nullptr) {
+        NoteMissingMemory();
         text.Abandon();
         return true;
     }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 
 // What the other files of this folder share: errors, and texts between UTF-8 and UTF-16.
@@ -78,7 +79,7 @@ bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept {
     try {
         return ToUtf16(path, systemPath) && LiftLengthLimit(systemPath);
     } catch (...) {  // a string throws only when memory runs out
-        SetLastError(kErrorNotEnoughMemory);
+        NoteMissingMemory();
         return false;
     }
 }

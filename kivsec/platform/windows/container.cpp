@@ -88,7 +88,7 @@ bool Import(CRYPT_DATA_BLOB& bytes, const wchar_t* passPhrase, KeyFile& file) no
 
 bool TemporaryContainer::Import(const SecretBytes& keyBlob) noexcept {
     unsigned long long number = 0;
-    KivGuiBase::GetUnpredictableBytes(&number, sizeof number);
+    if (!KivGuiBase::GetUnpredictableBytes(&number, sizeof number)) return false;
     std::swprintf(name_, std::size(name_), L"KIVMIME-%lu-%016llx", GetCurrentProcessId(), number);
     ProviderKey key;
     return CryptAcquireContextW(provider_.GetPlace(), name_, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES,

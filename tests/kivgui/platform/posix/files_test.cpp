@@ -25,13 +25,14 @@ TEST(PosixFilesTest, ReadingAPipeThatNobodyWritesDoesNotWait) {
 // A child that repeated its parent's bytes would give its files names that others know.
 TEST(PosixRandomTest, AForkedChildDrawsOtherBytes) {
     char bytes[32];
-    GetUnpredictableBytes(bytes, sizeof bytes);  // both share what is left of this block
+    ASSERT_TRUE(
+        GetUnpredictableBytes(bytes, sizeof bytes));  // both share what is left of this block
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
-    GetUnpredictableBytes(bytes, sizeof bytes);
-    if (child == 0) _exit(write(ends[1], bytes, sizeof bytes) == sizeof bytes ? 0 : 1);
+    const bool drawn = GetUnpredictableBytes(bytes, sizeof bytes);
+    if (child == 0) _exit(drawn && write(ends[1], bytes, sizeof bytes) == sizeof bytes ? 0 : 1);
     close(ends[1]);
     char ofChild[sizeof bytes];
     EXPECT_EQ(read(ends[0], ofChild, sizeof ofChild), static_cast<ssize_t>(sizeof ofChild));
