@@ -74,6 +74,3 @@ class Maker:
             yield f"random_{i}", *self.build(
                 f"random_{i}", self.join(WORDS, 30, " ") + "!", self.random.choice(MAILBOXES), self.random.choices(MAILBOXES, k=3),
                 self.join(PIECES, 30), self.join(PIECES, 30), names)
-
-    def encode(self, form, given):
-        return subprocess.run([self.program, "encode", f"--{form}"], input=given, check=True, capture_output=True).stdout

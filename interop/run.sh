@@ -4,7 +4,7 @@
 # those below the folders that KIVMIME_CORPUS names, with ":" between them. Then has gpgsm verify what we sign.
 # What cannot be installed is skipped with a line that says so; Dovecot, a service, is used when it is
 # there and never installed.
-# interop/run.sh [CASES]    CASES: random messages, and random inputs for each encoder; 60 when not given
+# interop/run.sh [CASES]    CASES: random messages, 60 when not given
 set -eu
 . "$(dirname "${BASH_SOURCE[0]}")/../scripts/lib/setup.sh"
 

@@ -7,6 +7,7 @@
 
 #include "kivgui/convert.h"
 #include "mime/mime.h"
+#include "parser/reading.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
 #include "support/tree_maker.h"
@@ -16,22 +17,16 @@ namespace {
 
 using Test::Escape;
 using Test::ReadWholeFile;
+using Test::ShowFields;
 using Test::TempFolder;
 using Test::TreeMaker;
 
-/// The tree as text: structure, fields and transfer. Fields without a value are left out, as writers
-/// do, and so is the version, which writers add.
+/// The tree as text: structure, fields and transfer.
 std::string Show(const Part& part, const std::string& indent = "") {
     std::string shown = indent + std::string(TransferEncoding::GetStr(part.info.transferEncoding)) +
                         "|" + std::string(part.info.boundary) +
-                        (part.info.isMessage ? "|message" : "");
-    for (const HeaderMap::Node& field : part.headers) {
-        if (field.value.value.IsEmpty()) continue;
-        shown += "\n" + indent + Escape(field.key) + "|" + Escape(field.value.value);
-        for (const ParameterMap::Node& parameter : field.value.parameters) {
-            shown += "|" + Escape(parameter.key) + "|" + Escape(parameter.value.value);
-        }
-    }
+                        (part.info.isMessage ? "|message|" : "|") +
+                        Escape(ShowFields(part.headers));
     for (const Part* child : part.parts) shown += "\n" + Show(*child, indent + "  ");
     return shown;
 }

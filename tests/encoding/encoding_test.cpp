@@ -106,56 +106,6 @@ TEST(DecodeWordsTest, HostileTextTakesLinearTime) {
     }
 }
 
-/// Every word within 75 characters, none ending inside a character of valid UTF-8.
-TEST(EncodedWordTest, WordsKeepTheirLimitsOverRandomText) {
-    const std::string kCharacters[] = {
-        "a", " ", ".", "?", "=", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\t", "Z9"};
-    Random random(7);
-    for (int round = 0; round < 2000; ++round) {
-        std::string text;
-        for (size_t n = random.Below(200); n > 0; --n) text += kCharacters[random.Below(10)];
-        const AnsiStr encoded = Encoding::QEncode(AnsiStr(std::string_view(text)), true);
-        for (std::string_view rest = encoded; !rest.empty();) {
-            const std::string_view word = rest.substr(0, rest.find(' '));
-            rest.remove_prefix(std::min(word.size() + 1, rest.size()));
-            ASSERT_LE(word.size(), 75u) << Escape(text);
-            ASSERT_TRUE(word.starts_with("=?utf-8?Q?") && word.ends_with("?=")) << word;
-            const std::string_view first = word.substr(10, 3);
-            const bool startsInside = first.starts_with("=8") || first.starts_with("=9") ||
-                                      first.starts_with("=A") || first.starts_with("=B");
-            ASSERT_FALSE(startsInside) << word;
-        }
-    }
-}
-
-/// Whatever the text: one field, nothing lost, lines within their limits.
-TEST(FoldingTest, KeepsItsPromisesOverRandomText) {
-    Random random(5);
-    for (int round = 0; round < 3000; ++round) {
-        const std::string text = random.Text(random.Below(400), "abcdefgh \t\r\n");
-        const std::string folded{
-            std::string_view(Encoding::FoldHeader(AnsiStr(std::string_view(text))))};
-        if (text.empty()) continue;
-        ASSERT_TRUE(folded.ends_with("\r\n"));
-        size_t start = 0;
-        while (start < folded.size()) {
-            const size_t end = folded.find("\r\n", start);
-            const std::string line = folded.substr(start, end - start);
-            ASSERT_TRUE(start == 0 || line[0] == ' ' || line[0] == '\t') << Escape(folded);
-            // The space that was put in does not count.
-            const bool isLong = line.size() > 79;
-            ASSERT_FALSE(isLong && line.find_first_of(" \t", 1) != std::string::npos)
-                << Escape(folded);
-            ASSERT_EQ(line.find_first_of("\r\n"), std::string::npos) << Escape(folded);
-            start = end + 2;
-        }
-        std::string letters, foldedLetters;
-        for (const char c : text) letters += c >= 'a' ? std::string(1, c) : "";
-        for (const char c : folded) foldedLetters += c >= 'a' ? std::string(1, c) : "";
-        ASSERT_EQ(letters, foldedLetters);
-    }
-}
-
 TEST(QuotingTest, EveryByteIsAnAtomCharacterOrNot) {
     const std::string atomCharacters =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789!#$%&'*+-/?^_`{|}~";

@@ -12,16 +12,11 @@
 namespace KivGuiBase {
 namespace {
 
-TEST(AnsiStrTest, MadeOfNothingOfCountsAndOfBuffers) {
+TEST(AnsiStrTest, MadeOfNothingAndOfBuffers) {
     AnsiStr none(static_cast<const char*>(nullptr));
-    none.Trunc(3).Delete(0, 1).ToLower();
-    EXPECT_STREQ(none.GetStr(), "");
+    EXPECT_STREQ(none.Trunc(3).Delete(0, 1).ToLower().GetStr(), "");
     EXPECT_EQ(none.Find('\0'), AnsiStr::kMaxLength);
-    EXPECT_EQ(AnsiStr("\0a\0", 3).Append('b').Delete(1, 2), std::string_view("\0b", 2));
     char* buffer;
-    AnsiStr filled(4, buffer);
-    std::memcpy(buffer, "abcd", 4);
-    EXPECT_EQ(filled.Append('!'), "abcd!");
     AnsiStr shorter(6, buffer);
     std::memcpy(buffer, "abc\0ef", 6);
     EXPECT_EQ(shorter.Append('!'), "abc!");

@@ -114,7 +114,9 @@ TEST(MailRulesTest, TheReportKeepsTheFirstDeviations) {
         text += "--a\nContent-Transfer-Encoding: x\n\n\n";
     }
     text += "--a\nContent-Type: a/b\nContent-Type: c/d\n\n\n--a--\n";
-    const MailReading got(text);
+    ReadOptions options = ReadOptions::Mail();
+    options.bodies = Bodies::memory;
+    const MailReading got(text, options);
     ASSERT_TRUE(got.read) << got.error;
     ASSERT_EQ(got.report.deviations.GetCount(), ReadReport::kMaxEntries);
     EXPECT_EQ(got.report.deviations[999].path, "999") << "the first entry is the line ends'";

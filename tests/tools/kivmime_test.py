@@ -89,13 +89,6 @@ class Extract(Case):
         for options, want in cases:
             self.assertEqual(sorted(self.bodies(NESTED, *options)), want)
 
-    def test_every_transfer_encoding(self):
-        bodies = self.bodies(SAMPLES / "encodings.eml")
-        self.assertEqual(bodies["seven.txt"], b"Plain ASCII, lines as they are.\r\nSecond line.\r\n")
-        self.assertEqual(bodies["binary.dat"][:45], bytes(range(32)) + b"\r\n--parcel-5:")
-        self.assertIn("Crème fraîche;1=50\r\n".encode(), bodies["table.csv"])
-        self.assertEqual(bodies["dot.png"][:8], b"\x89PNG\r\n\x1a\n")
-
 
 class Rewrite(Case):
     HEADER = (b"Received: by one;\r\n\tThu, 1 Jan 1970 00:00:00 +0000\r\nReceived: by two\r\n"

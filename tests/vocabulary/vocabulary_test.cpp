@@ -52,8 +52,8 @@ TEST(KeysTest, NoSubTypeEverMoves) {
     EXPECT_EQ(exact.size() - caseless.size(), 38u);
 }
 
-// Says something only in a process that has looked nothing up before: run it alone, as ctest does.
-TEST(ExtensionMapsRaceTest, FirstLookupsAtOnceSeeTheSameWholeTables) {
+// Says something only in a process that has looked nothing up before.
+TEST(FirstUseRaceTest, LookupsAtOnceSeeTheSameWholeTables) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([] {
