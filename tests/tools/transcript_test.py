@@ -49,7 +49,7 @@ class Transcript(Case):
     def run_step(self, step):
         if "+" in step:
             name, _, content = step["+"].partition(" ")
-            self.file(name, unescape(content))
+            self.file(os.fsdecode(unescape(name)), unescape(content))
             return
         arguments = shlex.split(string.Template(step["$"].removeprefix("kivmime ")).substitute(FOLDERS))
         out, errors = self.run_tool(*[os.fsdecode(unescape(one)) for one in arguments],
