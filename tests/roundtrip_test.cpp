@@ -121,26 +121,5 @@ TEST_F(RoundtripTest, CarriedMessagesAreStreamedBack) {
     EXPECT_EQ(Show(*again.parts[0]->parts[0]), Show(*first.parts[0]->parts[0]));
 }
 
-// What does not come back as it was, so that a change of it is noticed.
-TEST_F(RoundtripTest, QuotedPrintableContentGetsALineEndOnce) {
-    Part tree;
-    tree.AddPart(new Part);
-    Data& data = tree.parts[0]->data;
-    tree.parts[0]->info.transferEncoding = TransferEncoding::quoted_printable;
-    tree.parts[0]->headers.FindOrInsert("Content-Transfer-Encoding")->value.value =
-        "quoted-printable";
-    data.content = "\xEF\xBB\xBFtext";
-    AnsiStr contentType;
-    for (int round = 0; round < 2; ++round) {
-        Part read;
-        const std::string type =
-            "multipart/x; boundary=\"" + std::string(tree.info.boundary) + "\"";
-        Read(read, Write(tree, &contentType), {}, type.c_str());
-        EXPECT_EQ(GetBodies(read), std::vector<std::string>{"text\r\n"});
-        data.content = AnsiStr();
-        data.file = read.parts[0]->data.file;
-    }
-}
-
 }  // namespace
 }  // namespace MIME

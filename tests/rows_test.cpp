@@ -261,6 +261,7 @@ const std::map<std::string, Function>& GetFunctions() {
         {"decode_quoted_printable", OfBody(&Decoding::QuotedPrintable)},
         {"decode_quoted_printable_line", DecodeQuotedPrintableLine},
         {"decode_words", Of(&Decoding::Words)},
+        {"decode_words_multibyte", Of(&Decoding::Words)},
         {"encode_parameter", EncodeParameter},
         {"encode_quoted_printable", Of([](const AnsiStr& in) { return Encoding::QPEncode(in); })},
         {"encode_words", Of([](const AnsiStr& in) { return Encoding::QEncode(in, false); })},

@@ -13,6 +13,10 @@
 #include "message_source.h"
 #include "output.h"
 
+// The bodies of "build": each file becomes a part with a media type from its name, a charset from its bytes,
+// and the transfer encoding that changes least of them: 7bit or 8bit for text that may travel as it is,
+// quoted-printable for other text, base64 for the rest.
+
 namespace Tool {
 
 using KivGuiBase::File;

@@ -6,6 +6,10 @@
 #include "kivgui/ascii.h"
 #include "output.h"
 
+// The entities of a tree as a list, in the order of the text, made with a stack of its own because the
+// message decides how deep it goes. An entity has an index such as "1.2.3"; those nested too deep for that
+// have their position instead.
+
 namespace Tool {
 
 namespace {

@@ -9,6 +9,9 @@
 #include "output.h"
 #include "temporary.h"
 
+// The files of the program: read in pieces, and written beside their target under a name of their own, so
+// that a target is replaced when its content is complete and never before.
+
 namespace Tool {
 
 namespace fs = std::filesystem;

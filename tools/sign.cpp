@@ -11,6 +11,10 @@
 #include "output.h"
 #include "pass_phrase.h"
 
+// "sign". The message is signed as it is: its header fields are read for the outer header block, and its
+// text goes into the signed part byte for byte. What would change on the way, such as LF alone as a line
+// end, is refused.
+
 namespace Tool {
 
 using KivGuiBase::File;

@@ -65,11 +65,6 @@ TEST(DecodeParameterTest, ManySectionsTakeLinearTime) {
     EXPECT_EQ(found, kCount);
 }
 
-TEST(DecodeWordsTest, AShiftedStateGoesOnInTheNextWord) {
-    EXPECT_EQ(Decoding::Words("=?iso-2022-jp?B?GyRCRnw=?= =?iso-2022-jp?B?S1wbKEI=?="),
-              "\xE6\x97\xA5\xE6\x9C\xAC");
-}
-
 TEST(DecodeWordsTest, GivesBackWhatWasEncoded) {
     Random random(8);
     for (int round = 0; round < 3000; ++round) {

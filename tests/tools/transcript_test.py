@@ -1,4 +1,6 @@
-"""Runs what transcripts/*.txt show: commands, what they are given, and what they print.
+"""Runs what a transcript shows: commands, what they are given, and what they print.
+
+transcript_test.py FILE
 
     # a comment
     + NAME CONTENT    a file in the current folder
@@ -10,19 +12,19 @@
     = STATUS          the exit status, when it is not 0
 
 CONTENT and TEXT are escaped as in C; lines are joined by LF. {missing} in a pattern is what the system says
-of a missing file. Transcripts in the folder of a platform are for that platform alone.
+of a missing file. Those in the folder of a platform are for that platform alone.
 """
 
 import os
 import re
 import shlex
 import string
+import sys
 import unittest
 from pathlib import Path
 
-from case import EMULATOR, NO_SUCH_FILE, SAMPLES, Case
+from case import NO_SUCH_FILE, SAMPLES, Case
 
-FOLDER = Path(__file__).parent / "transcripts"
 FOLDERS = {"SAMPLES": SAMPLES, "KEYS": os.environ["KIVMIME_KEYS"]}
 
 
@@ -43,11 +45,11 @@ def parse(path):
     return steps
 
 
-class Transcripts(Case):
+class Transcript(Case):
     def run_step(self, step):
         if "+" in step:
             name, _, content = step["+"].partition(" ")
-            self.file(name, unescape(content))
+            self.file(os.fsdecode(unescape(name)), unescape(content))
             return
         arguments = shlex.split(string.Template(step["$"].removeprefix("kivmime ")).substitute(FOLDERS))
         out, errors = self.run_tool(*[os.fsdecode(unescape(one)) for one in arguments],
@@ -60,14 +62,13 @@ class Transcripts(Case):
         for pattern in step.get("!", []):
             self.assertRegex(errors, pattern.encode().replace(b"{missing}", NO_SUCH_FILE))
 
-    def test_all(self):
-        paths = [*FOLDER.glob("*.txt"), *([] if EMULATOR else FOLDER.glob("posix/*.txt"))]
-        self.assertTrue(paths)
-        for path in sorted(paths):
-            for step in parse(path):
-                with self.subTest(path.name, step=step):
-                    self.run_step(step)
+    def test(self):
+        steps = parse(Path(sys.argv[-1]))
+        self.assertTrue(steps)
+        for step in steps:
+            with self.subTest(step=step):
+                self.run_step(step)
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(argv=sys.argv[:1])

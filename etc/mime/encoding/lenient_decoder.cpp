@@ -8,6 +8,11 @@
 #include "kivgui/hex.h"
 #include "mime/foundation/vector16.h"
 
+// Both decoders run well-formed text through a kernel and look closer only where it stops. What the end of a
+// piece leaves undecided is kept: base64 keeps the bits of an open group, quoted-printable the few bytes that
+// may be part of an escape, a line end, or white space that is dropped before one. Output never grows beyond
+// the input by more than kLenientRoom, so a vector may be stored before it is known how much of it counts.
+
 namespace MIME {
 
 using KivGuiBase::GetHexValue;

@@ -7,6 +7,10 @@
 #include "kivgui/convert.h"
 #include "kivgui/text_builder.h"
 
+// What is said about a text: deviations that were tolerated, and the text of the failure that ended the
+// reading. A kind of deviation has a bit in its entity, or in the whole text when it is harmless, so that a
+// text of nothing but deviations costs one test for each.
+
 namespace MIME {
 
 void Report::Note(Deviation::keys kind, const char* where) {

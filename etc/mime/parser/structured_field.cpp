@@ -6,6 +6,10 @@
 #include "kivgui/convert.h"
 #include "kivgui/token_iterator.h"
 
+// Fields with parameters, taken apart by each set of rules in one pass from the front. The exact rules split
+// at ";" outside quotes and then at "="; the mail rules read a grammar in which every text has a meaning,
+// with the departures from RFC 2045 that the header lists.
+
 namespace MIME {
 
 using KivGuiBase::ExtendedUnQuote;

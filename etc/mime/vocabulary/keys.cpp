@@ -6,6 +6,9 @@
 #include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
+// The texts of the enumerations, compiled from the same rows: a key is the index of its row, so a look-up
+// costs an index. Static checks hold each row to its place, its identifier to its text, and the counts.
+
 namespace MIME {
 namespace {
 

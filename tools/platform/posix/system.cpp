@@ -8,13 +8,16 @@
 #include <system_error>
 #include <thread>
 
+// What the program asks of a POSIX system. Interrupts are taken by one thread that waits for them, so that
+// temporary files are removed by ordinary code and not inside a signal handler.
+
 namespace Tool::System {
 
 namespace {
 
 /// A descriptor 0, 1 or 2 that came closed would be given to the next file that is opened, and
 /// output meant for the user would end in that file. It is opened so that its use fails.
-void TakeUp(int descriptor, int mode) {
+void OpenIfClosed(int descriptor, int mode) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) return;
     // The lowest free number is the one asked for: those below it are taken.
     if (open("/dev/null", mode) == -1) std::abort();
@@ -34,7 +37,7 @@ sigset_t GetInterrupts() {
 }
 
 /// Ends the process by a signal that it blocks, so that its parent sees the true reason.
-void DieBy(int signal) {
+void EndBySignal(int signal) {
     std::signal(signal, SIG_DFL);
     sigset_t only;
     sigemptyset(&only);
@@ -46,9 +49,9 @@ void DieBy(int signal) {
 }  // namespace
 
 void PrepareStreams() {
-    TakeUp(STDIN_FILENO, O_WRONLY);
-    TakeUp(STDOUT_FILENO, O_RDONLY);
-    TakeUp(STDERR_FILENO, O_RDONLY);
+    OpenIfClosed(STDIN_FILENO, O_WRONLY);
+    OpenIfClosed(STDOUT_FILENO, O_RDONLY);
+    OpenIfClosed(STDERR_FILENO, O_RDONLY);
     std::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -85,7 +88,7 @@ void OnInterrupt(void (*cleanUp)()) {
         int signal = 0;
         while (sigwait(&interrupts, &signal) != 0) continue;
         cleanUp();
-        DieBy(signal);
+        EndBySignal(signal);
     }).detach();
 }
 

@@ -57,7 +57,11 @@ bool IsOwnersAlone(const std::string& path) {
 // Windows itself has none; Wine shows that of Linux.
 std::string GetFullDevice() {
     const std::string device = "Z:\\dev\\full";
-    return GetFileAttributesW(ToPath(device).c_str()) != INVALID_FILE_ATTRIBUTES ? device : "";
+    const HANDLE file = CreateFileW(ToPath(device).c_str(), GENERIC_WRITE, 0, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return "";
+    CloseHandle(file);
+    return device;
 }
 
 }  // namespace MIME::Test::System
