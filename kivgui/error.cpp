@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "kivgui/ansi_str.h"
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 #include "kivgui/utf8.h"
 
@@ -22,8 +23,9 @@ void SetLastError(uint32_t code) noexcept {
 AnsiStr GetErrorMessage(unsigned long code, unsigned short /*language*/,
                         unsigned short /*subLanguage*/) {
     const auto number = static_cast<uint32_t>(code);
+    const MemoryWatch watch;
     AnsiStr text = Platform::GetErrorText(number);
-    if (!text.IsEmpty()) return text;
+    if (!text.IsEmpty() || watch.HasFailed()) return text;
     char unknown[sizeof "Error 0x01234567"];
     std::snprintf(unknown, sizeof unknown, "Error 0x%08X", static_cast<unsigned>(number));
     return unknown;

@@ -56,7 +56,7 @@ KIV_EXPORT void SetLastError(uint32_t code) noexcept;
 
 /// A sentence for a last-error code, without a line end: the system's own text on Windows, the
 /// text of our table elsewhere. A code without a text gives "Error 0x...". The two language
-/// numbers (0 and 1: neutral, default sub-language) have no effect.
+/// numbers (0 and 1: neutral, default sub-language) have no effect. Empty when memory runs out.
 KIV_EXPORT AnsiStr GetErrorMessage(unsigned long code, unsigned short language,
                                    unsigned short subLanguage);
 

@@ -72,10 +72,9 @@ LockSiteMap::~LockSiteMap() {
 TimedCriticalSection& GetLazyStaticLock() noexcept {
     alignas(TimedCriticalSection) static std::byte memory[sizeof(TimedCriticalSection)];
     const TimingDataGuard guard;
-    if (lazyStaticLock == nullptr) {
-        lazyStaticLock = new (memory) TimedCriticalSection;
-        lazyStaticLock->name = "LazyStatic";
-    }
+    if (lazyStaticLock == nullptr) lazyStaticLock = new (memory) TimedCriticalSection;
+    // At first, and again when there was no memory for it.
+    if (lazyStaticLock->name.IsEmpty()) lazyStaticLock->name = "LazyStatic";
     return *lazyStaticLock;
 }
 

@@ -42,9 +42,9 @@ public:
 };
 
 /// A re-entrant lock with timing statistics. It is data only: whoever takes it (the lock guard)
-/// updates the numbers. All members but `owner` and `sites` belong to the owning thread.
+/// updates the numbers. All members but `name`, `owner` and `sites` belong to the owning thread.
 struct TimedCriticalSection {
-    AnsiStr name;
+    AnsiStr name;  ///< under EnterTimingData
     uint64_t contendedCount = 0;
     uint64_t waitTicks = 0;
     uint64_t holdCount = 0;
@@ -68,7 +68,7 @@ KIV_EXPORT TimedCriticalSection& GetLazyStaticLock() noexcept;
 /// GetLazyStaticLock after that makes a new one.
 void ResetLazyStaticLock() noexcept;
 
-/// Guard the creation of site records, for all locks.
+/// Guard the names of locks and the creation of site records, for all locks.
 KIV_EXPORT void EnterTimingData() noexcept;
 KIV_EXPORT void LeaveTimingData() noexcept;
 

@@ -39,9 +39,9 @@ public:
 
 private:
     const Map& Build() noexcept {
+        const KivGuiBase::MemoryWatch watch;
         const LockGuard guard(KivGuiBase::GetLazyStaticLock(), site_);
         if (const Map* map = published_.load(std::memory_order_relaxed)) return *map;
-        const KivGuiBase::MemoryWatch watch;
         Map* map = MakeMap();
         fill_(*map);
         if (watch.HasFailed()) {

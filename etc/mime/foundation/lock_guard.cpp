@@ -24,7 +24,7 @@ LockSiteStatistics* FindSite(TimedCriticalSection& lock, const AnsiStr& site) no
     if (LockSiteMap::Node* node = lock.sites.FindOrInsert(site)) {
         if (node->value == nullptr) {
             node->value = new (std::nothrow) LockSiteStatistics;
-            if (node->value != nullptr) node->value->name = site;  // statistics may be lost
+            if (node->value != nullptr) node->value->name = site;
         }
         record = node->value;
     }
@@ -77,7 +77,10 @@ EventDetails LockGuard::FinishHold() noexcept {
     const uint64_t heldMs = GetHighResolutionTime(held, 1000);
     LockSiteStatistics* record = lock_.holderRecord;
     if (lock_.thresholdMs != 0 && heldMs > lock_.thresholdMs) {
-        details.Set("lockname", Val(lock_.name));
+        EnterTimingData();
+        const AnsiStr name = lock_.name;
+        LeaveTimingData();
+        details.Set("lockname", Val(name));
         details.Set("locksite", Val(record != nullptr ? record->name : AnsiStr("Unknown")));
         details.Set("calltime_ms", Val(static_cast<int64_t>(heldMs)));
         details.Set("threshold_ms", Val(static_cast<int64_t>(lock_.thresholdMs)));

@@ -75,16 +75,17 @@ bool BodyStore::Open(int64_t expectedSize) {
 }
 
 bool BodyStore::OpenFile(int64_t expectedSize) {
-    part_.data.file = MakeBodyFile(part_.headers);
-    file_.emplace(part_.data.file);
-    if (part_.data.file.IsEmpty()) return false;
     // Noted first: a file that exists must not be forgotten because memory ran out.
     if (reading_.options.removeFilesOnFailure) files_.push_back(&part_);
-    if (file_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) {
+    part_.data.file = MakeBodyFile(part_.headers);
+    file_.emplace(part_.data.file);
+    if (!part_.data.file.IsEmpty() &&
+        file_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) {
         part_.data.ownsFile = reading_.options.ownFiles;
         return true;
     }
     if (reading_.options.removeFilesOnFailure) files_.pop_back();
+    part_.data.file = File();  // there is none of that name
     return false;
 }
 
