@@ -526,6 +526,7 @@ bool ReadOnce(const Shape& shape, std::string_view text, MIME::AnsiStr& error) {
     const bool isRead = part.Read(text.data(), text.size(), error, shape.options,
                                   shape.hasReport ? &report : nullptr);
     if (shape.use != nullptr) shape.use(part);
+    if (report.deviations.GetCount() > report.kMaxEntries) std::abort();
     return isRead;
 }
 
