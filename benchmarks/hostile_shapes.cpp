@@ -121,6 +121,13 @@ void MakeParts(Text& text, uint64_t count) {
     text.Add(kEnd);
 }
 
+/// As short as they can be.
+void MakeEmptyParts(Text& text, uint64_t count) {
+    text.Add(kMultipart);
+    AddTimes(text, "--b\n\n", count);
+    text.Add(kEnd);
+}
+
 /// All children are the one that "start" names.
 void MakeRoots(Text& text, uint64_t count) {
     text.Add("Content-Type: multipart/related; boundary=b; start=a\r\n\r\n");
@@ -145,6 +152,21 @@ void MakeParameters(Text& text, uint64_t count) {
     text.Add("\r\n\r\n--b\r\n\r\n").Add(kEnd);
 }
 
+/// As short as they can be.
+void MakeShortParameters(Text& text, uint64_t count) {
+    constexpr std::string_view kLetters = "0123456789abcdefghijklmnopqrstuvwxyz";
+    text.Add("Content-Type: multipart/mixed; boundary=b");
+    for (uint64_t i = 0; i < count; ++i) {
+        char parameter[] = ";name";
+        uint64_t rest = i;
+        for (char* c = parameter + 1; *c != '\0'; ++c, rest /= kLetters.size()) {
+            *c = kLetters[rest % kLetters.size()];
+        }
+        text.Add(parameter);
+    }
+    text.Add("\r\n\r\n--b\r\n\r\n").Add(kEnd);
+}
+
 void MakeSections(Text& text, uint64_t count) {
     text.Add("Content-Type: multipart/mixed; boundary=b");
     for (uint64_t i = 0; i < count; ++i) {
@@ -156,6 +178,14 @@ void MakeSections(Text& text, uint64_t count) {
 void MakeWords(Text& text, uint64_t count) {
     text.Add("Subject:");
     AddTimes(text, " =?utf-8?Q?=C3=A9?=", count);
+    text.Add("\r\n\r\n");
+}
+
+/// Each byte of a word is malformed, and becomes three.
+void MakeMalformedWords(Text& text, uint64_t count) {
+    text.Add("Subject:");
+    for (uint64_t i = 0; i < count; ++i)
+        text.Add(" =?utf-8?B?").Add(std::string(4000, '/')).Add("?=");
     text.Add("\r\n\r\n");
 }
 
@@ -266,6 +296,13 @@ void MakeOpenGroups(Text& text, uint64_t count) {
     text.Add("Q\r\n");
     AddTimes(text, "QUJD\r\n", count);
     text.Add("UJD").Add(kEnd);
+}
+
+void MakeWrongBase64(Text& text, uint64_t count) {
+    BeginBody(text, "base64");
+    text.Add("Q\r\n");
+    AddTimes(text, "QUJD\r\n", count);
+    text.Add("?JD").Add(kEnd);
 }
 
 void MakeEscapes(Text& text, uint64_t count) {
@@ -419,6 +456,9 @@ std::vector<Shape> MakeShapes() {
         {"messages in messages", "mail", Mail(), kMillion, MakeMessages, "", 60},
         {"parts", "exact", Exact(), kMillion, MakeParts, "", 150},
         {"parts", "mail", Mail(), kMillion, MakeParts, "", 150},
+        {"shortest parts", "mail", Mail(), kMillion, MakeEmptyParts, "", 190},
+        {"shortest parts in files", "mail", With(Mail(), &ReadOptions::bodies, MIME::Bodies::files),
+         kMillion / 10, MakeEmptyParts, "", 350},
         {"parts, serialized", "mail", Mail(), kMillion, MakeParts, "", 150, 0, Serialize},
         {"parts in files", "exact", intoFiles, kMillion / 10, MakeParts, "", 200},
         {"parts that \"start\" names", "exact", Exact(), kMillion, MakeRoots, "", 60},
@@ -430,8 +470,10 @@ std::vector<Shape> MakeShapes() {
         {"fields of one name", "mail", Mail(), kMillion, MakeSameFields, "", 8, 0, UseFields},
         {"parameters", "exact", Exact(), kMillion, MakeParameters, "", 30},
         {"parameters", "mail", Mail(), kMillion, MakeParameters, "", 30},
+        {"shortest parameters", "mail", Mail(), kMillion, MakeShortParameters, "", 50},
         {"sections of a parameter", "mail", Mail(), kMillion, MakeSections, "", 30},
         {"encoded words", "mail", Mail(), kMillion, MakeWords, "", 6},
+        {"encoded words, all bytes malformed", "mail", Mail(), 5000, MakeMalformedWords, "", 8},
         {"encoded words, each in another charset", "mail", Mail(), kMillion / 10, MakeCharsets, "",
          6},
         {"commas in an address list", "exact", Exact(), kMillion, MakeCommas, "", 6, 0,
@@ -483,6 +525,8 @@ std::vector<Shape> MakeShapes() {
          "", 4},
         {"base64 lines that end inside a group", "mail", Mail(), 10 * kMillion, MakeOpenGroups, "",
          3},
+        {"base64 lines with a wrong character", "exact", Exact(), 10 * kMillion, MakeWrongBase64,
+         "unexpected base64 data \"", 4},
         {"malformed escapes", "mail", Mail(), 10 * kMillion, MakeEscapes, "", 4},
         {"multiparts that never begin", "mail", Mail(), 20000, MakeUnused, "", 40},
         {"multiparts that never begin, nested", "mail", Mail(), 20000, MakeNestedUnused, "", 40},
