@@ -180,6 +180,7 @@ private:
     };
     static constexpr size_t kNone = SIZE_MAX;
 
+    Line PeekAsBoundaryLine(const char* line) const noexcept;
     bool Match(const char* line, BoundaryLine& found) const noexcept;
     bool Lookup(std::string_view boundary, size_t& level) const noexcept;
     bool Find(const char* lineStart, const char* from, const char* stop, BoundaryLine& found);
@@ -225,11 +226,22 @@ bool MailDelimiters::Lookup(std::string_view boundary, size_t& level) const noex
     return true;
 }
 
+/// The line, or the beginning of one that is too long for a boundary line: gigabytes without a line end
+/// are not searched. After the longest boundary there can only be blanks.
+Line MailDelimiters::PeekAsBoundaryLine(const char* line) const noexcept {
+    constexpr uint64_t kDashes = 4;  // before and after the boundary
+    const auto left = static_cast<uint64_t>(textEnd_ - line);
+    uint64_t reach = std::min<uint64_t>(left, longest_ + kDashes + kLineEnd);
+    const Line start = PeekLine(Cursor(line, reach), Rules::mail);
+    if (start.kind == Line::Kind::ended) return start;
+    while (reach < left && IsBlankAscii(line[reach])) ++reach;
+    return PeekLine(Cursor(line, std::min<uint64_t>(left, reach + kLineEnd)), Rules::mail);
+}
+
 /// What may follow a boundary: "--" when it closes its entity, then blanks, then the line end.
 bool MailDelimiters::Match(const char* line, BoundaryLine& found) const noexcept {
     if (textEnd_ - line < 2 || line[0] != '-' || line[1] != '-') return false;
-    const Cursor cursor(line, static_cast<uint64_t>(textEnd_ - line));
-    const Line whole = PeekLine(cursor, Rules::mail);
+    const Line whole = PeekAsBoundaryLine(line);
     std::string_view boundary = TrimBlanks(whole.text.substr(2));
     constexpr std::string_view kClosing = "--";
     if (boundary.empty() || boundary.size() > longest_ + kClosing.size()) return false;

@@ -19,6 +19,14 @@ protected:
     ~FieldTaker() = default;
 };
 
+/// The next line of a header block. Looks no further than the limit of the block, so that a line of
+/// gigabytes is not searched whole.
+///
+/// @param begin   of the block, as below.
+/// @param fields  how many the block has so far.
+/// @return false, with a message, when the line would pass the limit.
+bool PeekHeaderLine(Reading& reading, const char* begin, unsigned fields, Line& line) noexcept;
+
 /// Reads a header block up to and including the empty line that ends it (RFC 5322, 2.2).
 ///
 /// @param delimiters  what may cut a header block off, by the mail rules.

@@ -30,7 +30,7 @@ bool Scanner::ReadEntity(const char* contentType) {
     if (!reading_.limits.CountPart() || !reading_.limits.CheckDepth(0)) return false;
     if (!builder_.BeginEntity()) return false;
     const char* const begin = cursor_.GetNext();
-    if (reading_.IsMail() && contentType == nullptr) SkipMboxLine();
+    if (reading_.IsMail() && contentType == nullptr && !SkipMboxLine()) return false;
     if (!ReadHead(begin, contentType, false)) return false;
     if (shape_.HasChildren()) {
         Open();
@@ -42,14 +42,18 @@ bool Scanner::ReadEntity(const char* contentType) {
 
 /// RFC 4155; ">From " is what mail programs make of such a line inside a message. With a ":" it is a
 /// field whose name has white space after it.
-void Scanner::SkipMboxLine() {
-    std::string_view line = PeekLine(cursor_, reading_.rules).text;
-    if (!line.starts_with("From ") && !line.starts_with(">From ")) return;
-    line.remove_prefix(line.find(' '));
-    const size_t next = line.find_first_not_of(" \t");
-    if (next != std::string_view::npos && line[next] == ':') return;
+bool Scanner::SkipMboxLine() {
+    const std::string_view rest = cursor_.GetRest();
+    if (!rest.starts_with("From ") && !rest.starts_with(">From ")) return true;
+    Line line;
+    if (!PeekHeaderLine(reading_, cursor_.GetNext(), 0, line)) return false;
+    std::string_view text = line.text;
+    text.remove_prefix(text.find(' '));
+    const size_t next = text.find_first_not_of(" \t");
+    if (next != std::string_view::npos && text[next] == ':') return true;
     reading_.Note(Deviation::mboxLine, cursor_.GetNext());
-    TakeLine(cursor_, reading_.rules);
+    cursor_.Skip(line.extent);
+    return true;
 }
 
 /// @param begin  of the header block, an mbox line before it included.
@@ -72,7 +76,7 @@ bool Scanner::ReadChild() {
     const Level& level = levels_.back();
     reading_.report.EnterEntity(level.children + 1);
     const char* const begin = cursor_.GetNext();
-    if (level.isMessage) SkipMboxLine();
+    if (level.isMessage && !SkipMboxLine()) return false;
     if (!ReadHead(begin, nullptr, level.isDigest)) return false;
     if (!shape_.HasChildren()) return ReadBody() && EndEntity();
     Open();

@@ -84,7 +84,7 @@ private:
         bool isDigest;
     };
 
-    void SkipMboxLine();
+    bool SkipMboxLine();
     bool ReadHead(const char* begin, const char* contentType, bool isInDigest);
     bool ReadChild();
     bool ReadLevels();
