@@ -6,6 +6,7 @@
 #include <new>
 
 #include "kivgui/ascii.h"
+#include "kivgui/memory.h"
 
 // A change is made in place when the body has one owner and room; otherwise a new body is made,
 // filled and adopted, and only then is the old one released, because what is appended may lie in
@@ -24,7 +25,7 @@ uint32_t AnsiStr::Imp::CountLength() noexcept {
 
 AnsiStr::Imp* AnsiStr::Imp::Init(uint32_t capacity, uint32_t length, const char* src,
                                  uint32_t srcLength) noexcept {
-    void* block = std::malloc(sizeof(Imp) + size_t{capacity} + 1);
+    void* block = Allocate(sizeof(Imp) + size_t{capacity} + 1);
     if (block == nullptr) return nullptr;
     Imp* imp = new (block) Imp;
     imp->capacity = capacity;

@@ -5,11 +5,13 @@
 #include <cstring>
 #include <new>
 
+#include "kivgui/memory.h"
+
 namespace KivGuiBase {
 
 Blob::Imp* Blob::Imp::Init(uint32_t capacity, uint32_t size, const void* src,
                            uint32_t srcSize) noexcept {
-    void* block = std::malloc(sizeof(Imp) + size_t{capacity});
+    void* block = Allocate(sizeof(Imp) + size_t{capacity});
     if (block == nullptr) return nullptr;
     Imp* imp = new (block) Imp;
     imp->capacity = capacity;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 
 // Reads go to the system directly; their callers ask for large pieces. Writes are collected in one
@@ -75,11 +76,8 @@ char* DiskFile::GetWriteRoom(unsigned size) noexcept {
     }
     if (size > kBufferSize || (size > kBufferSize - buffered_ && !Flush())) return nullptr;
     if (buffer_ == nullptr) {
-        buffer_ = static_cast<char*>(std::malloc(kBufferSize));
-        if (buffer_ == nullptr) {
-            SetLastError(kErrorNotEnoughMemory);
-            return nullptr;
-        }
+        buffer_ = static_cast<char*>(Allocate(kBufferSize));
+        if (buffer_ == nullptr) return nullptr;
     }
     return buffer_ + buffered_;
 }

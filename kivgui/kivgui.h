@@ -11,7 +11,7 @@
 #include "kivgui/error.h"
 #include "kivgui/file.h"
 #include "kivgui/memory_file.h"
-#include "kivgui/particle.h"
+#include "kivgui/memory.h"
 #include "kivgui/random.h"
 #include "kivgui/shared_array.h"
 #include "kivgui/skip_list_map.h"

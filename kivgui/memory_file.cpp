@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "kivgui/memory.h"
 #include "kivgui/platform/platform.h"
 
 // One object has one of three states: closed; reading, with the content in a buffer or a mapping
@@ -49,11 +50,8 @@ bool MemoryFile::Map(const DiskFile& source, uint64_t size) noexcept {
 }
 
 bool MemoryFile::ReadWhole(DiskFile& source, unsigned size) noexcept {
-    start_ = static_cast<char*>(std::malloc(size));
-    if (start_ == nullptr) {
-        SetLastError(kErrorNotEnoughMemory);
-        return false;
-    }
+    start_ = static_cast<char*>(Allocate(size));
+    if (start_ == nullptr) return false;
     unsigned got = 0;
     if (!source.Read(start_, size, got)) {
         Forget();
@@ -69,18 +67,15 @@ bool MemoryFile::Extend(uint64_t added, uint64_t used) noexcept {
         return false;
     }
     if (added > std::numeric_limits<size_t>::max() - used) {
-        SetLastError(kErrorNotEnoughMemory);
+        NoteMissingMemory();
         return false;
     }
     const uint64_t needed = used + added;
     if (needed <= length_) return true;
     constexpr uint64_t kFirstLength = 1000;  // small enough for the allocator's fast path
     const uint64_t grown = std::max({needed, length_ + length_ / 2, kFirstLength});
-    void* block = std::realloc(start_, static_cast<size_t>(grown));
-    if (block == nullptr) {
-        SetLastError(kErrorNotEnoughMemory);
-        return false;
-    }
+    void* block = Reallocate(start_, static_cast<size_t>(grown));
+    if (block == nullptr) return false;
     start_ = static_cast<char*>(block);
     length_ = grown;
     return true;

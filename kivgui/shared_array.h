@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "kivgui/particle.h"
+#include "kivgui/memory.h"
 #include "kivgui/reference.h"
 
 // Invariants: a body with a count of references of 2 or more is not written to; the first `count`

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "kivgui/ansi_str.h"
-#include "kivgui/particle.h"
+#include "kivgui/memory.h"
 #include "kivgui/random.h"
 
 // Entries are nodes of random height. A node of height h is linked on the levels 0 to h, and on

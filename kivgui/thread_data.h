@@ -27,6 +27,7 @@ struct ThreadData {
 
     uint32_t id;  ///< of GetCurrentThreadId; 0 until its first call
     uint32_t lastError;
+    uint32_t failedAllocations;  ///< of MemoryWatch; may wrap
     Message message;
     RandomPool randomPool;
     uint64_t pseudoRandomState;

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "kivgui/particle.h"
+#include "kivgui/memory.h"
 #include "kivgui/reference.h"
 
 // Everything outside the 64 bits is a box: a count of references and the content, from

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kivgui/export.h"
+
+namespace KivGuiBase {
+
+// Strings, arrays and maps stay as they were when memory runs out, which a function deep inside a
+// reading or a writing cannot always report. So each thread counts what it did not get, and the
+// functions that hosts call look whether the count has moved: a failed allocation becomes a failure
+// of the call, never a shorter result.
+
+/// Like malloc and realloc, for the base layer: what cannot be had is counted, and the last error
+/// becomes kErrorNotEnoughMemory. A size of 0 gives a block too. Freed with std::free.
+[[nodiscard]] void* Allocate(size_t size) noexcept;
+[[nodiscard]] void* Reallocate(void* block, size_t size) noexcept;
+
+/// Counts a failed allocation of the calling thread that was not made by a function above, and sets
+/// the last error.
+KIV_EXPORT void NoteMissingMemory() noexcept;
+
+/// Tells whether an allocation of this thread has failed since the watch was made.
+class MemoryWatch {
+public:
+    MemoryWatch() noexcept : before_(CountFailures()) {}
+    bool HasFailed() const noexcept { return CountFailures() != before_; }
+
+private:
+    KIV_EXPORT static uint32_t CountFailures() noexcept;
+
+    uint32_t before_;
+};
+
+/// Memory for small objects: map nodes, array bodies, boxed numbers.
+///
+/// @return a block aligned for any object, null when memory runs out (nothing is thrown; it is
+///         counted). A size of 0 gives a block too.
+/// Any thread; a block may be freed on another thread than the one that asked for it.
+KIV_EXPORT void* AllocParticle(size_t size) noexcept;
+/// Frees a block. `size` is the size that it was requested with.
+KIV_EXPORT void FreeParticle(size_t size, void* block) noexcept;
+
+/// Called when the count of an array would pass 32 bits; sets the last error kErrorStringOverflow.
+KIV_EXPORT void ReportArrayOverflow(unsigned count, unsigned added) noexcept;
+/// Called when there is no memory for an array; sets the last error kErrorOutOfMemory.
+KIV_EXPORT void ReportArrayAllocFail(unsigned capacity, unsigned count) noexcept;
+
+}  // namespace KivGuiBase
