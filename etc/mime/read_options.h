@@ -82,8 +82,9 @@ struct KIV_EXPORT ReadReport {
     /// In the order in which they were found, each at its first place: once per entity for each
     /// kind, or once per text for a harmless one.
     SharedArray<Entry> deviations;
-    unsigned long long omitted = 0;  ///< deviations after the first kMaxEntries
+    unsigned long long omitted = 0;  ///< deviations past one of the two limits below
     static constexpr unsigned kMaxEntries = 1000;
+    static constexpr unsigned kMaxPathText = 0x100000;  ///< bytes of all paths together
 
     bool failed = false;                   ///< `Part::Read` returned false; the next two say where
     unsigned long long failureOffset = 0;  ///< where reading stopped

@@ -49,9 +49,10 @@ private:
     bool ParseHeaderLine(const Line& line);
     bool TakeFoldedField(const Line& firstLine);
     bool EndsOpenBlock(const Line& line);
-    void SkipContinuations();
+    bool SkipContinuations();
     bool SplitField(std::string_view text, size_t colon);
     bool CountField() noexcept;
+    bool PeekHeaderLine(Line& line) noexcept;
 
     Reading& reading_;
     const Delimiters& delimiters_;
@@ -64,7 +65,8 @@ bool BlockReader::Read(const char*& end) {
     Cursor& cursor = reading_.cursor;
     for (;;) {
         end = cursor.GetNext();
-        const Line line = PeekLine(cursor, reading_.rules);
+        Line line;
+        if (!PeekHeaderLine(line)) return false;
         if (line.kind == Line::Kind::hasNul) return reading_.Fail(Messages::kNulInText);
         if (line.extent == line.text.size() + 1) reading_.Note(Deviation::lineFeed, end);
         if (line.text.empty()) {
@@ -106,7 +108,7 @@ bool BlockReader::TakeFoldedField(const Line& firstLine) {
     Cursor& cursor = reading_.cursor;
     const char* const begin = cursor.GetNext();
     cursor.Skip(firstLine.extent);
-    SkipContinuations();
+    if (!SkipContinuations()) return false;
     const std::string_view whole(begin, static_cast<size_t>(cursor.GetNext() - begin));
     if (!CountField()) return false;
     if (IsBlankAscii(*begin)) {  // it continues nothing
@@ -118,23 +120,40 @@ bool BlockReader::TakeFoldedField(const Line& firstLine) {
     return SplitField(text, text.find(':'));
 }
 
-void BlockReader::SkipContinuations() {
+bool BlockReader::SkipContinuations() {
     Cursor& cursor = reading_.cursor;
     const char* blankLine = nullptr;
     while (cursor.GetLeft() > 0 && IsBlankAscii(*cursor.GetNext())) {
-        const Line line = PeekLine(cursor, Rules::mail);
+        Line line;
+        if (!PeekHeaderLine(line)) return false;
         if (blankLine == nullptr && IsBlankText(line.text)) blankLine = cursor.GetNext();
         cursor.Skip(line.extent);
     }
-    if (blankLine == nullptr) return;
-    const Line next = PeekLine(cursor, Rules::mail);
+    if (blankLine == nullptr) return true;
+    Line next;
+    if (!PeekHeaderLine(next)) return false;
     if (BeginsField(next.text)) reading_.Note(Deviation::blankLineInHeader, blankLine);
+    return true;
 }
 
 bool BlockReader::SplitField(std::string_view text, size_t colon) {
     const std::string_view name = TrimSpace(text.substr(0, colon));
     if (name.size() != colon) reading_.Note(Deviation::malformedFieldName, text.data());
     return fields_.TakeField(name, TrimSpace(text.substr(colon + 1)));
+}
+
+/// Looks no further than the limit of the block, so that a line of gigabytes is not searched whole.
+bool BlockReader::PeekHeaderLine(Line& line) noexcept {
+    constexpr uint64_t kEmptyLine = 3;  // the line that ends the block, and a byte after it
+    const Cursor& cursor = reading_.cursor;
+    const auto used = static_cast<uint64_t>(cursor.GetNext() - begin_);
+    const uint64_t window = reading_.limits.GetHeaderRoom(used) + kEmptyLine;
+    if (window >= cursor.GetLeft() || window < kEmptyLine) {
+        line = PeekLine(cursor, reading_.rules);
+        return true;
+    }
+    line = PeekLine(Cursor(cursor.GetNext(), window), reading_.rules);
+    return line.kind != Line::Kind::rest || reading_.limits.CheckHeader(used + window, count_);
 }
 
 bool BlockReader::CountField() noexcept {

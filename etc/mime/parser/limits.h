@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "mime/read_options.h"
 
@@ -20,6 +22,11 @@ public:
     bool CheckDepth(size_t levels) noexcept;
     /// @param bytes, fields  of the header block so far.
     bool CheckHeader(unsigned long long bytes, unsigned fields) noexcept;
+    /// Bytes that a header block of `used` bytes may still grow by; UINT64_MAX without a limit.
+    unsigned long long GetHeaderRoom(unsigned long long used) const noexcept {
+        if (options_.maxHeaderBytes == 0) return UINT64_MAX;
+        return options_.maxHeaderBytes - std::min(used, options_.maxHeaderBytes);
+    }
     /// More bytes of a body. The only check without a message: the body is still being written.
     bool CountDecoded(unsigned long long bytes) noexcept;
     bool FailDecoded() noexcept;

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "kivgui/convert.h"
+#include "kivgui/text_builder.h"
 
 namespace MIME {
 
@@ -19,9 +20,12 @@ void Report::Note(Deviation::keys kind, const char* where) {
     target_->worst = std::max(target_->worst, severity);
     const auto offset = static_cast<unsigned long long>(where - text_);
     if (target_->deviations.GetCount() >= ReadReport::kMaxEntries ||
+        pathLength_ > ReadReport::kMaxPathText - pathText_ ||
         !target_->deviations.Add({kind, offset, MakePath()})) {
         ++target_->omitted;
+        return;
     }
+    pathText_ += pathLength_;
 }
 
 void Report::NoteFailure(const char* where) noexcept {
@@ -32,12 +36,37 @@ void Report::NoteFailure(const char* where) noexcept {
 }
 
 AnsiStr Report::MakePath() const noexcept {
-    AnsiStr path;
+    KivGuiBase::TextBuilder path(pathLength_);
     for (const Entity& entity : entities_) {
-        if (!path.IsEmpty()) path.Append('.', KivGuiBase::Growth::spare);
-        path.Append(KivGuiBase::FmtArgs("%u", entity.number), KivGuiBase::Growth::spare);
+        char digits[sizeof "4294967295"];
+        if (!path.IsEmpty()) path.Append('.');
+        path.Append(KivGuiBase::UInt2Str(digits, entity.number));
     }
-    return path;
+    return path.Finish();
+}
+
+namespace {
+
+/// A number in a path, with the dot before it.
+unsigned MeasureStep(unsigned number) noexcept {
+    unsigned length = 2;
+    while (number >= 10) {
+        number /= 10;
+        ++length;
+    }
+    return length;
+}
+
+}  // namespace
+
+void Report::EnterEntity(unsigned number) {
+    entities_.push_back({number});
+    pathLength_ += MeasureStep(number);
+}
+
+void Report::LeaveEntity() noexcept {
+    pathLength_ -= MeasureStep(entities_.back().number);
+    entities_.pop_back();
 }
 
 namespace Deviation {

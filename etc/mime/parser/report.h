@@ -25,8 +25,8 @@ public:
     void NoteFailure(const char* where) noexcept;
 
     /// The current entity is child `number`, from 1, of the one before, until LeaveEntity.
-    void EnterEntity(unsigned number) { entities_.push_back({number}); }
-    void LeaveEntity() noexcept { entities_.pop_back(); }
+    void EnterEntity(unsigned number);
+    void LeaveEntity() noexcept;
 
 private:
     AnsiStr MakePath() const noexcept;
@@ -40,6 +40,9 @@ private:
     const char* text_;
     std::vector<Entity> entities_;  ///< from the top's child down to the current entity
     Entity top_{0};
+    // A path is as long as the entity is deep, so what all paths may take is limited too.
+    size_t pathLength_ = 0;  ///< of the current entity's path, one more at most
+    size_t pathText_ = 0;    ///< of the paths in the report
 };
 
 }  // namespace MIME

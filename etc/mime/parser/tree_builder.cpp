@@ -76,10 +76,14 @@ bool BodyStore::Open(int64_t expectedSize) {
 bool BodyStore::OpenFile(int64_t expectedSize) {
     part_.data.file = MakeBodyFile(part_.headers);
     file_.emplace(part_.data.file);
-    if (!file_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) return false;
-    part_.data.ownsFile = reading_.options.ownFiles;
-    if (reading_.options.removeFilesOnFailure) files_.push_back(part_.data.file);
-    return true;
+    // Noted first: a file that exists must not be forgotten because memory ran out.
+    if (reading_.options.removeFilesOnFailure) files_.push_back(&part_);
+    if (file_->OpenForWriting(expectedSize, FileAccess::Target::newFile)) {
+        part_.data.ownsFile = reading_.options.ownFiles;
+        return true;
+    }
+    if (reading_.options.removeFilesOnFailure) files_.pop_back();
+    return false;
 }
 
 bool BodyStore::MoveToFile() noexcept {
@@ -244,7 +248,9 @@ bool TreeBuilder::EndEntity() {
     Open entity = std::move(open_.back());
     open_.pop_back();
     PutRootsFirst(entity);
-    return open_.empty() || Attach(open_.back(), entity.owned);
+    if (open_.empty() || Attach(open_.back(), entity.owned)) return true;
+    dropped_ = std::move(entity.owned);  // until its files are removed
+    return false;
 }
 
 /// Makes `child` the last child; takes it over only when that succeeds.
@@ -286,7 +292,11 @@ void TreeBuilder::Abandon() noexcept {
 }
 
 void TreeBuilder::RemoveFiles() noexcept {
-    for (const File& file : files_) file.Remove(false);
+    for (Part* part : files_) {
+        part->data.file.Remove(false);
+        part->data.file = File();
+        part->data.ownsFile = false;
+    }
     files_.clear();
 }
 
@@ -301,18 +311,6 @@ Cursor MakeCursor(std::string_view text) noexcept {
     return {text.data() + start, text.size() - start};
 }
 
-/// The files of the tree are gone.
-void ForgetFiles(Part& top) {
-    std::vector<Part*> parts{&top};
-    while (!parts.empty()) {
-        Part* part = parts.back();
-        parts.pop_back();
-        part->data.file = File();
-        part->data.ownsFile = false;
-        for (Part* child : part->parts) parts.push_back(child);
-    }
-}
-
 bool ReadText(Part& top, std::string_view text, AnsiStr& error, const ReadOptions& options,
               ReadReport* report, const char* contentType) noexcept {
     error = AnsiStr();
@@ -323,7 +321,6 @@ bool ReadText(Part& top, std::string_view text, AnsiStr& error, const ReadOption
         if (Scanner(reading, builder).ReadEntity(contentType)) return true;
         reading.report.NoteFailure(reading.cursor.GetNext());
         builder.Abandon();
-        if (options.removeFilesOnFailure) ForgetFiles(top);
     } catch (const std::bad_alloc&) {
         reading.report.NoteFailure(reading.cursor.GetNext());
         builder.Abandon();

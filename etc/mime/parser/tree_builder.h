@@ -22,7 +22,8 @@ const AnsiStr& GetContentID(HeaderMap& headers) noexcept;
 /// Stores one decoded body: in a new temporary file, or in memory for as long as it is small.
 class BodyStore final : public BodyOutput {
 public:
-    BodyStore(Part& part, Reading& reading, std::vector<File>& files) noexcept
+    /// @param files  the parts whose body files are removed when reading fails.
+    BodyStore(Part& part, Reading& reading, std::vector<Part*>& files) noexcept
         : part_(part), reading_(reading), files_(files) {}
 
     /// @param expectedSize  of the body, in bytes; only a hint.
@@ -42,7 +43,7 @@ private:
 
     Part& part_;
     Reading& reading_;
-    std::vector<File>& files_;
+    std::vector<Part*>& files_;
     std::optional<FileAccess> file_;
     bool isInMemory_ = false;
     bool isTooMuch_ = false;  ///< the limit of all bodies was passed
@@ -71,7 +72,7 @@ public:
 
     /// Reading failed: the top keeps what was complete, its children in their order.
     void Abandon() noexcept;
-    /// Removes the body files, by option.
+    /// Removes the body files, by option, and their names from the tree.
     void RemoveFiles() noexcept;
 
 private:
@@ -96,7 +97,8 @@ private:
     SharedArray<FieldList::Place> places_;  ///< of its fields, by the mail rules
     std::vector<Open> open_;                ///< from the top down
     Part* closed_ = nullptr;                ///< the multipart whose closing boundary line came last
-    std::vector<File> files_;               ///< to be removed when reading fails
+    std::vector<Part*> files_;              ///< the parts with body files
+    std::unique_ptr<Part> dropped_;         ///< the child that could not be attached
     std::optional<BodyStore> store_;
     std::unique_ptr<BodyCodec> codec_;
 };
