@@ -14,7 +14,8 @@ shift
 
 cd "$ROOT"
 need_packages build tools test bench checks
-configure_and_build asan-ubsan --target kivmime_fuzzers >/dev/null
+cmake --preset asan-ubsan -B "$BUILD_ROOT/asan-ubsan" >/dev/null
+cmake --build "$BUILD_ROOT/asan-ubsan" -j "$JOBS" --target kivmime_fuzzers
 targets=("$@")
 if [ ${#targets[@]} = 0 ]; then
   for source in fuzz/*_fuzzer.cpp; do targets+=("$(basename "$source" _fuzzer.cpp)"); done
