@@ -15,13 +15,15 @@ using MIME::AnsiStr;
 using MIME::Deviation::Severity;
 using MIME::Fuzz::Check;
 
-/// What only looks dangerous, or says that two values of the tree disagree.
+/// What only looks dangerous, or comes of the tree's values: two that disagree, and a run of blanks that is
+/// longer than a line, which folding leaves a line of its own.
 bool IsHarmlessHere(MIME::Deviation::keys kind) {
     switch (kind) {
         case MIME::Deviation::boundaryIsPrefix:
         case MIME::Deviation::delimiterInsideLine:
         case MIME::Deviation::delimiterWithTail:
         case MIME::Deviation::conflictingFileNames:
+        case MIME::Deviation::blankLineInHeader:
             return true;
         default:
             return GetSeverity(kind) != Severity::ambiguous;
