@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "mime/parser/limits.h"
+#include "mime/parser/read_limits.h"
 #include "mime/parser/report.h"
 #include "mime/read_options.h"
 

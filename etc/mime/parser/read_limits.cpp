@@ -1,4 +1,4 @@
-#include "mime/parser/limits.h"
+#include "mime/parser/read_limits.h"
 
 #include "mime/parser/report.h"
 
