@@ -144,20 +144,6 @@ bool BlockReader::SplitField(std::string_view text, size_t colon) {
     return fields_.TakeField(name, TrimSpace(text.substr(colon + 1)));
 }
 
-/// Looks no further than the limit of the block, so that a line of gigabytes is not searched whole.
-bool BlockReader::PeekHeaderLine(Line& line) noexcept {
-    constexpr uint64_t kEmptyLine = 3;  // the line that ends the block, and a byte after it
-    const Cursor& cursor = reading_.cursor;
-    const auto used = static_cast<uint64_t>(cursor.GetNext() - begin_);
-    const uint64_t window = reading_.limits.GetHeaderRoom(used) + kEmptyLine;
-    if (window >= cursor.GetLeft() || window < kEmptyLine) {
-        line = PeekLine(cursor, reading_.rules);
-        return true;
-    }
-    line = PeekLine(Cursor(cursor.GetNext(), window), reading_.rules);
-    return line.kind != Line::Kind::rest || reading_.limits.CheckHeader(used + window, count_);
-}
-
 bool BlockReader::CountField() noexcept {
     const auto size = static_cast<unsigned long long>(reading_.cursor.GetNext() - begin_);
     return reading_.limits.CheckHeader(size, ++count_);
