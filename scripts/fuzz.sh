@@ -31,12 +31,14 @@ shm=/dev/shm
 [ -w $shm ] && work=$(mktemp -d -p $shm) || work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Mails of the tests are seeds of the target that reads, behind its options: exact rules and mail rules.
+# Mails of the tests are seeds of the target that reads, behind its options: exact rules with files that
+# are removed after a failure, mail rules with bodies in memory, and with 100 bytes of bodies at most.
 add_mails() {
-  local mail
+  local mail options
   for mail in tests/data/*/*.eml; do
-    { printf 00000000; cat "$mail"; } >"$1/exact-$(basename "$mail")"
-    { printf C0000000; cat "$mail"; } >"$1/mail-$(basename "$mail")"
+    for options in 80000000 C0000000 I0000050; do
+      { printf %s "$options"; cat "$mail"; } >"$1/$options-$(basename "$mail")"
+    done
   done
 }
 

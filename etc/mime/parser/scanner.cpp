@@ -53,7 +53,7 @@ bool Scanner::SkipMboxLine() {
     if (next != std::string_view::npos && text[next] == ':') return true;
     reading_.Note(Deviation::mboxLine, cursor_.GetNext());
     cursor_.Skip(line.extent);
-    return true;
+    return reading_.limits.CheckHeader(line.extent, 0);
 }
 
 /// @param begin  of the header block, an mbox line before it included.
