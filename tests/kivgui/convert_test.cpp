@@ -21,8 +21,7 @@ TEST(ConvertTest, WritesBase16InLinesAndFormats) {
     EXPECT_EQ(Binary2B16Str("\x00\x01\x7F\x80\xAB\xFF", 6, 0, ", "), "00017F80ABFF");
     EXPECT_EQ(Binary2B16Str("\x12\x34\x56", 3, 4, ", "), "1234, 56");
     EXPECT_EQ(FmtArgs("%s: %llu", "size", 18446744073709551615ull), "size: 18446744073709551615");
-    const std::string big(100'000, 'x');
-    EXPECT_EQ(FmtArgs("<%s>", big.c_str()), "<" + big + ">");
+    EXPECT_EQ(FmtArgs("%s", std::string(100'000, 'x').c_str()).GetLength(), 100'000u);
 }
 
 TEST(ConvertTest, CleansTheEnds) {

@@ -18,15 +18,6 @@ class Build(Case):
         self.assertEqual(errors, b"")
         return out.split(b"\r\n\r\n", 1)
 
-    def test_attached_message_is_not_encoded(self):
-        self.file("eight.eml", "Subject: x\n\nGrüße\n".encode())
-        self.file("wide.eml", b"Subject: x\n\n" + b"x" * 999)
-        head, body = self.build("--attach", "eight.eml")
-        self.assertIn(b'Encoding: 8bit\r\nContent-Type: message/rfc822; name="eight.eml"\r\n\r\nSubject: x\r\n\r\n' +
-                      "Grüße\r\n".encode(), body)
-        self.assertIn(b"Content-Transfer-Encoding: 8bit\r\n", head)
-        self.assertIn(b"Encoding: base64\r\nContent-Type: application/octet-stream;", self.build("--attach", "wide.eml")[1])
-
     def test_same_message_on_every_run(self):
         old = self.file("old.eml", b"old")
         arguments = ["build", *SENDER, "--text", self.file("t", b"x"), "--html", "t", "--attach", "t", "-o", "-"]
