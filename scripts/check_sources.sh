@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks that need no build: formatting, and that only the platform layer knows an operating system.
+# Checks that need no build: formatting, that only the platform layer knows an operating system, and
+# that every function that hosts call notices when memory runs out.
 # scripts/check_sources.sh --fix formats the files in place.
 set -eu
 . "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
@@ -30,5 +31,7 @@ refuse "a conditional for a system" \
   '^[[:space:]]*#.*\b(_WIN32|_WIN64|WIN32|__linux__|__linux|__unix__|__APPLE__|__MINGW(32|64)__|_MSC_VER|_POSIX_VERSION)\b'
 refuse "a header of an operating system" \
   '^[[:space:]]*#[[:space:]]*include[[:space:]]*<(windows|winsock2?|unistd|fcntl|dirent|io|pthread|poll|sys/[a-z]+)\.h>'
+
+scripts/check_guards.py || status=1
 
 exit $status

@@ -112,6 +112,21 @@ TEST_F(FileTest, ADeviceThatIsFullFailsTheCloseAtTheLatest) {
     }
 }
 
+TEST_F(FileTest, AStreamThatIsNotOpenSaysWhyAtEachUse) {
+    ReadStream in(At("missing"), ReadStreamMode::read);
+    WriteStream out(At("missing/file"), WriteStreamMode::create);
+    AnsiStr text = "old";
+    for (int use = 0; use < 2; ++use) {
+        SetLastError(kErrorNone);
+        EXPECT_FALSE(in.Read(text));
+        EXPECT_EQ(GetLastError(), kErrorFileNotFound);
+        EXPECT_FALSE(out.Write("x"));
+        EXPECT_EQ(GetLastError(), kErrorFileNotFound);
+    }
+    EXPECT_TRUE(text.IsEmpty());
+}
+
+// What is not open takes nothing, and nothing of it shows up in the next file.
 TEST_F(FileTest, AClosedDiskFileRefusesWork) {
     DiskFile file;
     char byte = 'x';
