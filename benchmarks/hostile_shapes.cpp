@@ -530,7 +530,7 @@ std::vector<Shape> MakeShapes() {
         {"malformed escapes", "mail", Mail(), 10 * kMillion, MakeEscapes, "", 4},
         {"multiparts that never begin", "mail", Mail(), 20000, MakeUnused, "", 40},
         {"multiparts that never begin, nested", "mail", Mail(), 20000, MakeNestedUnused, "", 40},
-        {"open levels with a report", "mail", Mail(), 100000, MakeOpenLevels, "", 40, 0, nullptr,
+        {"open levels with a report", "mail", Mail(), kMillion, MakeOpenLevels, "", 40, 0, nullptr,
          true},
         {"parts that break rules, with a report", "mail", Mail(), 100000, MakeDeviations, "", 60, 0,
          nullptr, true},

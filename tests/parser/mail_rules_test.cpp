@@ -107,6 +107,23 @@ TEST(MailRulesTest, StopsAtLimits) {
     EXPECT_TRUE(got.read) << "just at the limits: " << got.error;
 }
 
+TEST(MailRulesTest, AnMboxLineCountsForTheHeaderLimit) {
+    const MailReading got("From " + std::string(0x500000, 'f') + "\nX: 1\n\n");
+    EXPECT_EQ(got.error, "limit reached: more than 4194304 bytes in a header block");
+    EXPECT_EQ(got.report.failureOffset, 0u);
+}
+
+TEST(MailRulesTest, BoundaryLinesEndInAnyNumberOfBlanks) {
+    for (const size_t count : {1, 5, 6, 7, 8, 9, 1000}) {
+        const std::string blanks(count, ' ');
+        for (const std::string& end : {blanks + "\n", blanks + "\r\n", blanks + "x\n"}) {
+            const MailReading got(kTop + "--a" + end + "\n1\n--a--" + end);
+            EXPECT_EQ(got.part.parts.GetCount(), end.ends_with("x\n") ? 0u : 1u) << count;
+            EXPECT_EQ(got.part.epilogue, "") << count;
+        }
+    }
+}
+
 TEST(MailRulesTest, TheReportKeepsTheFirstDeviations) {
     constexpr unsigned kLeaves = ReadReport::kMaxEntries + 5;
     std::string text = kTop;
