@@ -8,9 +8,9 @@
 
 #include "mime/mime.h"
 
-// One call that the library makes of the C library, or a few, fails, and what comes of it is looked
-// at. The linker puts the functions of platform/posix/injection.cpp before those of the C library,
-// for everything in this program; only what is called between Arm and Disarm counts.
+// A call that the library makes of the C library fails, and what comes of it is looked at. The
+// linker puts the functions of platform/posix/injection.cpp before those of the C library, for
+// everything in this program; only what is called between Arm and Disarm, on that thread, counts.
 
 namespace MIME::Faults {
 
@@ -20,17 +20,19 @@ enum Kind : unsigned {
     kKinds,  ///< their number; also: no fault at all
 };
 
-/// The fault to inject, and what was seen while it was armed.
+/// The fault to inject, and what was seen.
 struct Injection {
     Kind kind = kKinds;
     unsigned long n = 0;     ///< the call of that kind that fails, from 1
     bool isLasting = false;  ///< later ones fail too, those for memory whatever their kind
-    bool hasFired = false;
+    bool isOver = false;     ///< no call fails any more, nor is it counted
     unsigned long calls[kKinds] = {};
     long blocks = 0, files = 0, maps = 0;  ///< made while armed and not given back yet
-    bool hasBadClose = false;              ///< a file was closed that was not open
+    long cryptographyBlocks = 0;           ///< likewise, those of the cryptography library
+    bool hasFired = false;
+    bool hasBadClose = false;  ///< a file was closed that was not open
     int frameCount = 0;
-    void* frames[32] = {};  ///< the callers of the first call that failed
+    void* frames[64] = {};  ///< the callers of the first call that failed
 };
 extern Injection* injection;  ///< never null
 void Arm() noexcept;
@@ -38,40 +40,38 @@ void Disarm() noexcept;
 /// Takes over the memory of the cryptography library, before its first use.
 void InjectIntoCryptography();
 
-/// What an operation gets and gives. Everything that is made while armed counts as the library's, so
-/// the arguments are made before.
+/// What an operation gets and gives. The arguments are made unarmed, and no call may change them; the
+/// results are emptied before each try.
 struct State {
     AnsiStr in;
     Message source;
-
-    // The results, new for each try.
+    File body, output;
     std::array<AnsiStr, 12> texts;
+    std::array<unsigned long long, 4> numbers;
+    Blob bytes;
     std::optional<Part> tree;
     ReadReport report;
 };
 
 enum Trait : unsigned {
-    kCold = 1,         ///< meant to be the first call of the process
-    kGoesOn = 2,       ///< the second try works on what the first one left
+    kPlain = 0,
+    kCold = 1,         ///< meant to be the first call of the process; sampled
+    kGoesOn = 2,       ///< the second try works on the results of the first one
     kAtomic = 4,       ///< a failure leaves the results as they were
     kLeavesFiles = 8,  ///< body files stay; after a failure perhaps some that nobody names
-    kSigns = 16,       ///< the result is a signed message, the last error perhaps another layer's
+    kSigns = 16,       ///< the result is a signed message, the last error another layer's; sampled
+    kLarge = 32,       ///< with bodies of more than 4 MiB; sampled
 };
 
 struct Operation {
-    std::string name;
-    std::string in;
-    std::function<bool(State& state)> run;  ///< returns whether it succeeded
-    unsigned traits = 0;
-    unsigned limit = 0;  ///< points of one kind to be tried; 0: all
-    std::string body = {};    ///< the file that the source names
-    std::string output = {};  ///< the file that is written, shown with the results
+    unsigned traits;
+    std::string name, in;
+    std::function<bool(State& s)> run;  ///< returns whether it succeeded
 };
 
-/// Cold ones first. The folder is for files that they read and write.
+/// Cold ones first. The folder is for the files that they read and write.
 std::vector<Operation> GetOperations(const std::string& folder);
-
-/// Makes the arguments of an operation.
-void Prepare(State& state, const Operation& operation);
+/// Makes the arguments.
+void Prepare(State& state, const Operation& operation, const std::string& folder);
 
 }  // namespace MIME::Faults

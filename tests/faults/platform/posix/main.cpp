@@ -1,8 +1,8 @@
-// kivmime_faults [--verbose] [--all] [NAME]: fails each call in turn that an operation makes of the
-// system, once and from there on, each in a process of its own, and counts what came of it. NAME: only
-// operations with that text in their name; --all: every point of the large ones too.
+// kivmime_faults [--verbose] [--all] [NAME]: fails each call that an operation makes of the system, one
+// after another, once and from there on, each time in a process of its own, and counts what comes of
+// it. Exit status 0 when nothing bad did. NAME: only operations with that in their name; --all: no
+// samples; --verbose: also a line for each bad point.
 
-#include <execinfo.h>
 #include <openssl/cms.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -11,10 +11,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <filesystem>
-#include <map>
 #include <set>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
 
 #include "faults/faults.h"
 #include "kivgui/convert.h"
@@ -23,58 +24,65 @@
 #include "support/temp_folder.h"
 #include "support/tree_dump.h"
 
-extern const char __executable_start;  ///< the linker's
+extern const char __executable_start;  // the linker's
 
 namespace MIME::Faults {
 namespace {
 
-using namespace KivGuiBase;
 namespace fs = std::filesystem;
 using Test::Dump;
+using Test::Escape;
 
-struct KindInfo {
+constexpr struct {
     const char* text;
-    uint32_t code;     ///< the last error that a failure has
-    bool mustSucceed;  ///< it is no error, only a slower way
-};
-constexpr KindInfo kInfos[] = {
-#define FAULT_KIND(key, text, error, code, mustSucceed) {text, code, mustSucceed},
+    uint32_t code;     ///< the last error after a failure
+    bool mustSucceed;  ///< no error, only a slower way
+} kKindTable[] = {
+#define FAULT_KIND(key, text, error, code, mustSucceed) {text, KivGuiBase::code, mustSucceed},
 #include "faults/kinds.inc"
 };
 
-enum Column : unsigned { kSame, kFailed, kWrongResult, kBadFailure, kCrash, kLeak, kUnnamedFile };
-constexpr const char* kColumns[] = {"same", "failed", "WRONG RESULT", "BAD FAILURE",
-                                    "CRASH", "LEAK", "UNNAMED FILE"};
-constexpr unsigned kColumnCount = 7;
+enum Column { kPoints, kSame, kFailed, kWrongResult, kBadFailure, kCrash, kLeak, kUnnamedFile };
+constexpr const char* kHeads[] = {"points",      "same",  "failed", "WRONG RESULT",
+                                  "BAD FAILURE", "CRASH", "LEAK",   "UNNAMED FILE"};
+using Row = std::array<unsigned long, std::size(kHeads)>;
 
-/// What came of one point. In memory that both processes see.
+/// What came of one point, in memory that both processes see.
 struct Outcome {
-    bool columns[kColumnCount];
+    Injection injection;
+    Row row;
     char why[1000];
-    Injection injection;  ///< as it is in the process that runs
-    Kind kind;
-    unsigned long n;
-    bool isLasting;
-    unsigned long calls[kKinds];  ///< of the first try
-    size_t textSize;
-    char text[64 << 20];  ///< the result; only touched as far as it reaches
+    bool isGood;
+    size_t size;
+    char text[64 << 20];  ///< the results of a trial without a fault; touched as far as they reach
 };
+Outcome* outcome;
 
-/// What a run without a fault gave.
+bool IsBad() {
+    return std::any_of(outcome->row.begin() + kWrongResult, outcome->row.end(),
+                       [](auto n) { return n != 0; });
+}
+
+void Note(Column column, const std::string& why) {
+    outcome->row[column] = 1;
+    const size_t used = std::strlen(outcome->why);
+    std::snprintf(outcome->why + used, sizeof outcome->why - used, " %s;", why.c_str());
+}
+
+/// What a trial without a fault gave.
 struct Reference {
-    bool isGood = false;
+    bool isGood;
     std::string text;
-    long blocks = 0;  ///< not given back at the end: what is kept for the life of the process
-    std::array<unsigned long, kKinds> calls{};
+    Injection injection;
 };
 
-/// Covers numbers that differ in each run: random names and boundaries, but not how long they are.
+// ---- What there is to see -------------------------------------------------------------------------
+
+/// Covers what differs in each run, random names and boundaries, but not how long they are.
 std::string Cover(std::string text) {
-    constexpr size_t kShortest = 16;
-    for (size_t i = 0; i < text.size(); ++i) {
-        const size_t end = std::min(text.find_first_not_of("0123456789ABCDEFabcdef", i), text.size());
-        if (end - i >= kShortest) std::fill(text.begin() + i, text.begin() + end, '#');
-        i = end;
+    for (size_t i = 0, end; i < text.size(); i = end + 1) {
+        end = std::min(text.find_first_not_of("0123456789ABCDEFabcdef", i), text.size());
+        if (end - i >= 16) text.replace(i, end - i, end - i, '#');
     }
     return text;
 }
@@ -85,10 +93,10 @@ std::string ShowSigned(const std::string& all) {
     const std::string line = "\r\n--" + all.substr(name, all.find('"', name) - name);
     const size_t content = all.find(line) + line.size() + 2, end = all.find(line, content);
     const size_t begin = all.find("\r\n\r\n", end) + 4, last = all.find(line, begin);
-    if (end == std::string::npos || last == std::string::npos) return "no signed message: " + all;
+    if (end == std::string::npos || last == std::string::npos) return "not signed: " + all;
     std::string der(last - begin, '\0');
     auto size = static_cast<unsigned>(der.size());
-    B64Str2Binary(AnsiStr(all.substr(begin, last - begin)), der.data(), size, "\r\n");
+    KivGuiBase::B64Str2Binary(AnsiStr(all.substr(begin, last - begin)), der.data(), size, "\r\n");
     BIO* const signature = BIO_new_mem_buf(der.data(), static_cast<int>(size));
     BIO* const text = BIO_new_mem_buf(all.data() + content, static_cast<int>(end - content));
     CMS_ContentInfo* const message = d2i_CMS_bio(signature, nullptr);
@@ -100,374 +108,282 @@ std::string ShowSigned(const std::string& all) {
     return all.substr(0, begin) + (isValid ? "valid" : "not valid") + all.substr(last);
 }
 
-std::set<std::string> ListFolder() {
-    std::set<std::string> files;
-    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path())) {
-        files.insert(entry.path().string());
+std::string ShowArguments(const State& state) {
+    return Cover(Dump(state.source)) + Escape(state.in);
+}
+
+void ShowFields(const Part& part, std::string& shown) {
+    for (unsigned i = 0; i < part.fields.GetCount(); ++i) {
+        shown += Escape(part.fields[i].name) + ":" + Escape(part.fields[i].value) + "\n";
     }
-    return files;
+    for (const Part* child : part.parts) ShowFields(*child, shown);
+}
+
+/// All of it can be looked at, whatever came before.
+std::string ShowResults(const State& state, unsigned traits) try {
+    std::string shown = Dump(state.report) + Escape({state.bytes.GetData(), state.bytes.GetSize()});
+    for (const AnsiStr& text : state.texts) {
+        const std::string all(text);
+        shown += "\n" + Escape((traits & kSigns) != 0 && !all.empty() ? ShowSigned(all) : all);
+    }
+    for (const unsigned long long number : state.numbers) shown += "\n" + std::to_string(number);
+    shown += "\n" + Dump(*state.tree);
+    ShowFields(*state.tree, shown);
+    const std::string output(state.output.GetPath());
+    return Cover(shown + (fs::exists(output) ? Escape(Test::ReadWholeFile(output)) : ""));
+} catch (const std::exception& thrown) {
+    Note(kBadFailure, thrown.what());
+    return {};
+}
+
+/// Where the texts differ, from a little before on.
+std::string Compare(const std::string& wanted, const std::string& got) {
+    const auto place = std::mismatch(wanted.begin(), wanted.end(), got.begin(), got.end()).first;
+    const auto at = static_cast<size_t>(place - wanted.begin());
+    const size_t begin = at < 40 ? 0 : at - 40;
+    return "\"" + Escape(got.substr(begin, 100)) + "\" for \"" + Escape(wanted.substr(begin, 100)) +
+           "\"";
+}
+
+void ForgetNamed(const Part& part, std::set<fs::path>& files) {
+    files.erase(std::string(part.data.file.GetPath()));
+    for (const Part* child : part.parts) ForgetNamed(*child, files);
+}
+
+/// Every file in the folder for temporary files has a name in the tree, if there is one.
+void CheckFiles(const Part* tree) {
+    std::set<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path()))
+        files.insert(entry.path());
+    if (tree != nullptr) ForgetNamed(*tree, files);
+    for (const fs::path& file : files) Note(kUnnamedFile, file.filename().string());
 }
 
 void EmptyFolder() {
-    for (const std::string& file : ListFolder()) fs::remove(file);
+    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path()))
+        fs::remove(entry.path());
 }
 
-/// One use of an operation, with a fault or without.
-class Trial {
-public:
-    Trial(const Operation& operation, const Reference* reference, Outcome& outcome)
-        : operation_(operation), reference_(reference), outcome_(outcome) {}
+// ---- One trial ------------------------------------------------------------------------------------
 
-    void Run() {
-        {
-            State state;
-            Prepare(state, operation_);
-            const std::string arguments = ShowArguments(state);
-            if (!operation_.output.empty()) fs::remove(operation_.output);
-            Renew(state);
-            TryWithFault(state);
-            injection->kind = kKinds;
-            if (ShowArguments(state) != arguments) Note(kBadFailure, "arguments changed");
-            CheckFiles(&*state.tree);
-            if ((operation_.traits & kGoesOn) == 0) {
-                Renew(state);
-                CheckNoFiles();
-            }
-            EmptyFolder();
-            TryAgain(state);
-        }
-        CheckNoFiles();
-        if (reference_ != nullptr && injection->blocks != reference_->blocks) Note(kLeak, std::to_string(injection->blocks) + " blocks");
-        if (injection->files != 0 || injection->maps != 0) Note(kLeak, "a file is open");
-        if (injection->hasBadClose) Note(kBadFailure, "closes a file that is not open");
-        outcome_.columns[isGood_ ? kSame : kFailed] = !IsBad(outcome_);
-    }
+void Renew(State& state) {
+    state.texts = {};
+    state.numbers = {};
+    state.bytes = {};
+    state.tree.emplace();
+    state.report = {};
+}
 
-    static bool IsBad(const Outcome& outcome) {
-        return std::any_of(outcome.columns + kWrongResult, outcome.columns + kColumnCount,
-                           [](bool is) { return is; });
-    }
-
-    void Note(Column column, const std::string& why) {
-        outcome_.columns[column] = true;
-        const std::string text = outcome_.why + std::string(*outcome_.why == '\0' ? "" : "; ") + why;
-        std::snprintf(outcome_.why, sizeof outcome_.why, "%s", text.c_str());
-    }
-
-private:
-    static void Renew(State& state) {
-        state.texts = {};
-        state.tree.emplace();
-        state.report = ReadReport();
-    }
-
-    static std::string ShowArguments(const State& state) {
-        return Cover(Dump(state.source)) + Test::Escape(state.in);
-    }
-
-    std::string ShowResults(const State& state) const {
-        std::string shown;
-        for (const AnsiStr& text : state.texts) {
-            if (text.IsEmpty()) continue;
-            shown += Test::Escape(operation_.traits & kSigns ? ShowSigned(std::string(text))
-                                                             : std::string(text)) + "\n";
-        }
-        shown += Dump(*state.tree) + Dump(state.report);
-        ShowFields(*state.tree, shown);
-        if (!operation_.output.empty() && fs::exists(operation_.output)) {
-            shown += Test::Escape(Test::ReadWholeFile(operation_.output));
-        }
-        return Cover(shown);
-    }
-
-    static void ShowFields(const Part& part, std::string& shown) {
-        for (unsigned i = 0; i < part.fields.GetCount(); ++i) {
-            shown.append(part.fields[i].name).append(":").append(part.fields[i].value).append("\n");
-        }
-        for (const Part* child : part.parts) ShowFields(*child, shown);
-    }
-
-    bool Call(State& state) {
-        SetLastError(kErrorNone);
+/// Calls the library, on a new thread, so that what is kept for each thread is made there too.
+bool Call(const Operation& operation, State& state, uint32_t& error) {
+    bool isGood = false;
+    std::thread([&] {
+        KivGuiBase::SetLastError(KivGuiBase::kErrorNone);
         Arm();
-        bool isGood = false;
         try {
-            isGood = operation_.run(state);
-        } catch (const std::exception& error) {
-            Disarm();
-            Note(kBadFailure, std::string("throws ") + error.what());
-        }
-        Disarm();
-        return isGood;
-    }
-
-    void TryWithFault(State& state) {
-        const std::string before = operation_.traits & kAtomic ? ShowResults(state) : "";
-        const Kind kind = injection->kind;
-        isGood_ = Call(state);
-        const uint32_t error = GetLastError();
-        std::string text;
-        try {
-            text = ShowResults(state);  // all of it can be looked at, after a failure too
+            isGood = operation.run(state);
         } catch (const std::exception& thrown) {
-            return Note(isGood_ ? kWrongResult : kBadFailure, thrown.what());
+            Disarm();
+            Note(kBadFailure, std::string("throws ") + thrown.what());
         }
-        if (reference_ == nullptr) {
-            std::memcpy(outcome_.text, text.data(), outcome_.textSize = text.size());
-            std::copy_n(injection->calls, kKinds, outcome_.calls);
-            return;
-        }
-        if (text == reference_->text && isGood_ == reference_->isGood) return;
-        if (isGood_) return Note(kWrongResult, Compare(reference_->text, text));
-        if (kInfos[kind].mustSucceed) Note(kBadFailure, "no reason to fail");
-        if (error == kErrorNone) Note(kBadFailure, "last error 0");
-        const bool isRight = error == kInfos[kind].code ||
-                             (error == kErrorOutOfMemory && kInfos[kind].code == kErrorNotEnoughMemory);
-        if (error != kErrorNone && !isRight && (operation_.traits & kSigns) == 0 && reference_->isGood) {
-            Note(kBadFailure, "last error " + std::to_string(error));
-        }
-        if (operation_.traits & kAtomic && text != before) Note(kBadFailure, "half done: " + Compare(before, text));
-    }
-
-    void TryAgain(State& state) {
-        const bool isGood = Call(state);
-        const std::string text = ShowResults(state);
-        const std::string& wanted =
-            reference_ != nullptr ? reference_->text : std::string(outcome_.text, outcome_.textSize);
-        if (isGood != (reference_ != nullptr ? reference_->isGood : isGood_) || text != wanted) {
-            Note(kBadFailure, "second try: " + Compare(wanted, text));
-        }
-        CheckFiles(&*state.tree);
-    }
-
-    /// When the tree is no more.
-    void CheckNoFiles() {
-        if (operation_.traits & kLeavesFiles || outcome_.kind == removing) return;
-        for (const std::string& file : ListFolder()) Note(kUnnamedFile, "stays: " + file);
-    }
-
-    void CheckFiles(const Part* tree) {
-        if (outcome_.kind == removing || (operation_.traits & kLeavesFiles && !isGood_)) return;
-        std::set<std::string> files = ListFolder();
-        ForgetNamed(*tree, files);
-        for (const std::string& file : files) Note(kUnnamedFile, file);
-    }
-
-    static void ForgetNamed(const Part& part, std::set<std::string>& files) {
-        files.erase(std::string(part.data.file.GetPath()));
-        for (const Part* child : part.parts) ForgetNamed(*child, files);
-    }
-
-    /// The first line that differs.
-    static std::string Compare(const std::string& wanted, const std::string& got) {
-        const size_t at = static_cast<size_t>(
-            std::mismatch(wanted.begin(), wanted.end(), got.begin(), got.end()).first - wanted.begin());
-        const size_t line = at == 0 ? 0 : wanted.rfind('\n', at - 1) + 1;
-        const auto cut = [line](const std::string& text) {
-            return text.substr(line, std::min(text.find('\n', line) - line, size_t{120}));
-        };
-        return "\"" + cut(got) + "\" for \"" + cut(wanted) + "\"";
-    }
-
-    const Operation& operation_;
-    const Reference* reference_;
-    Outcome& outcome_;
-    bool isGood_ = false;
-};
-
-/// A bad point, for those who mend it.
-struct Finding {
-    std::string text;
-    std::vector<void*> frames;
-};
-
-class Campaign {
-public:
-    Campaign(bool isVerbose, bool isWhole) : isVerbose_(isVerbose), isWhole_(isWhole) {
-        void* memory = mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (memory == MAP_FAILED) throw std::runtime_error("no shared memory");
-        outcome_ = new (memory) Outcome;
-        injection = &outcome_->injection;
-    }
-
-    void Try(const Operation& operation) {
-        if ((operation.traits & kCold) == 0) WarmUp(operation);
-        RunPoint(operation, nullptr, kKinds, 0, false);
-        if (Trial::IsBad(*outcome_)) {
-            Report(operation, "without a fault");
-            isSound_ = false;
-            return;
-        }
-        Reference reference{outcome_->columns[kSame],
-                            std::string(outcome_->text, outcome_->textSize), injection->blocks};
-        std::copy_n(outcome_->calls, kKinds, reference.calls.begin());
-        for (unsigned kind = 0; kind < kKinds; ++kind) {
-            TryKind(operation, reference, static_cast<Kind>(kind));
-        }
-    }
-
-    /// Returns whether nothing bad was found.
-    bool Finish() {
-        for (unsigned kind = 0; kind < kKinds; ++kind) {
-            PrintRow("all operations", kInfos[kind].text, totals_[kind]);
-        }
-        Row all{};
-        for (const Row& row : totals_) {
-            for (unsigned i = 0; i <= kColumnCount; ++i) all[i] += row[i];
-        }
-        PrintRow("all operations", "all", all);
-        if (isVerbose_) PrintFindings();
-        return isSound_ && findings_.empty();
-    }
-
-private:
-    using Row = std::array<unsigned long, kColumnCount + 1>;  ///< the last is the number of points
-
-    static void WarmUp(const Operation& operation) {
-        State state;
-        Prepare(state, operation);
-        state.tree.emplace();
-        operation.run(state);
         Disarm();
-        state.tree.reset();
+        error = KivGuiBase::GetLastError();
+    }).join();
+    return isGood;
+}
+
+void JudgeFailure(const Operation& operation, const Reference& wanted, uint32_t error) {
+    const auto& [text, code, mustSucceed] = kKindTable[injection->kind];
+    const bool isMemory = code == KivGuiBase::kErrorNotEnoughMemory;
+    if (mustSucceed) Note(kBadFailure, "no reason to fail");
+    if (error == code || (isMemory && error == KivGuiBase::kErrorOutOfMemory)) return;
+    if ((operation.traits & kSigns) != 0 && error != 0) return;
+    if (wanted.isGood) Note(kBadFailure, "last error " + std::to_string(error));
+}
+
+/// Tries twice, with the fault and without, and looks at everything. Without a reference there is no
+/// fault, and the first try becomes it.
+void RunTrial(const Operation& operation, const Reference* reference, const std::string& folder) {
+    const auto has = [&](Trait trait) { return (operation.traits & trait) != 0; };
+    const auto show = [&](const State& state) { return ShowResults(state, operation.traits); };
+    const bool maySee = injection->kind != removing;  // else what could not be removed is there
+    Reference wanted;
+    {
+        State state;
+        Prepare(state, operation, folder);
+        fs::remove(std::string(state.output.GetPath()));
+        Renew(state);
+        const std::string arguments = ShowArguments(state),
+                          before = has(kAtomic) ? show(state) : "";
+        uint32_t error = 0;
+        const bool isGood = outcome->isGood = Call(operation, state, error);
+        const std::string text = show(state);
+        if (reference == nullptr) outcome->size = text.copy(outcome->text, sizeof outcome->text);
+        wanted = reference != nullptr ? *reference : Reference{isGood, text, {}};
+        if (isGood && text != wanted.text) Note(kWrongResult, Compare(wanted.text, text));
+        if (!isGood && text != wanted.text) JudgeFailure(operation, wanted, error);
+        if (!isGood && has(kAtomic) && text != before) Note(kBadFailure, "half done");
+        if (maySee && (isGood || !has(kLeavesFiles))) CheckFiles(&*state.tree);
+
+        injection->isOver = true;
+        if (!has(kGoesOn)) Renew(state);
+        if (maySee && !has(kGoesOn) && !has(kLeavesFiles)) CheckFiles(nullptr);
         EmptyFolder();
+        const bool isGoodAgain = Call(operation, state, error) == wanted.isGood;
+        const std::string again = show(state);
+        if (!isGoodAgain || again != wanted.text) {
+            Note(kBadFailure, "second try: " + Compare(wanted.text, again));
+        }
+        if (ShowArguments(state) != arguments) Note(kBadFailure, "arguments changed");
+        if (!has(kLeavesFiles)) CheckFiles(&*state.tree);
     }
-
-    void TryKind(const Operation& operation, const Reference& reference, Kind kind) {
-        // From there on, an interruption would never end.
-        const unsigned long count = reference.calls[kind];
-        Row row{};
-        Test::Random random(1);
-        for (const bool isLasting : {false, true}) {
-            if (isLasting && kind == interruption) continue;
-            for (unsigned long n = 1; n <= count; ++n) {
-                const bool isSampled = operation.limit != 0 && !isWhole_;
-                if (isSampled && random.Below(count) >= operation.limit) continue;
-                RunPoint(operation, &reference, kind, n, isLasting);
-                ++row[kColumnCount];
-                for (unsigned i = 0; i < kColumnCount; ++i) row[i] += outcome_->columns[i];
-                if (!Trial::IsBad(*outcome_)) continue;
-                Report(operation, std::string(kInfos[kind].text) + " " + std::to_string(n) + " of " +
-                                      std::to_string(count) + (isLasting ? " and later" : ""));
-            }
-        }
-        if (count == 0) return;
-        PrintRow(operation.name.c_str(), kInfos[kind].text, row);
-        for (unsigned i = 0; i <= kColumnCount; ++i) totals_[kind][i] += row[i];
+    if (!has(kLeavesFiles)) CheckFiles(nullptr);
+    // A context of OpenSSL that is freed while memory is short does not free all.
+    const auto countBlocks = [&](const Injection& seen) {
+        return seen.blocks + (injection->kind > cryptography ? seen.cryptographyBlocks : 0);
+    };
+    if (reference != nullptr && countBlocks(*injection) > countBlocks(reference->injection)) {
+        Note(kLeak, std::to_string(countBlocks(*injection)) + " blocks");
     }
+    if (injection->files != 0 || injection->maps != 0) Note(kLeak, "an open file");
+    if (injection->hasBadClose) Note(kBadFailure, "closes a file that is not open");
+    if (!IsBad()) outcome->row[outcome->isGood ? kSame : kFailed] = 1;
+}
 
-    void RunPoint(const Operation& operation, const Reference* reference, Kind kind,
-                  unsigned long n, bool isLasting) {
-        std::memset(static_cast<void*>(outcome_), 0, offsetof(Outcome, text));
-        *injection = {};
-        outcome_->kind = injection->kind = kind;
-        injection->n = n;
-        injection->isLasting = isLasting;
-        std::fflush(stdout);
-        Trial trial(operation, reference, *outcome_);
-        const pid_t child = fork();
-        if (child == 0) {
-            std::freopen("/dev/null", "w", stderr);
-            alarm(30);
-            trial.Run();
-            _exit(0);
-        }
-        int status = 0;
-        if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
-        if (WIFSIGNALED(status)) trial.Note(kCrash, strsignal(WTERMSIG(status)));
-        if (WIFEXITED(status) && WEXITSTATUS(status) != 0) trial.Note(kCrash, "the process ended");
-        EmptyFolder();
+// ---- All of them ----------------------------------------------------------------------------------
+
+/// In a process of its own.
+void RunPoint(const Operation& operation, const Reference* wanted, const std::string& folder,
+              const Injection& fault) {
+    std::memset(static_cast<void*>(outcome), 0, offsetof(Outcome, text));
+    *injection = fault;
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (std::freopen("/dev/null", "w", stderr) == nullptr) _exit(1);
+        alarm(30);
+        RunTrial(operation, wanted, folder);
+        _exit(0);
     }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
+    if (status != 0) Note(kCrash, strsignal(WTERMSIG(status)));
+    EmptyFolder();
+}
 
-    void Report(const Operation& operation, const std::string& point) {
-        std::string text;
-        for (unsigned i = kWrongResult; i < kColumnCount; ++i) {
-            if (outcome_->columns[i]) text += std::string(kColumns[i]) + " ";
-        }
-        findings_.push_back({text + "| " + operation.name + " | " + point + " | " + outcome_->why,
-                             {injection->frames, injection->frames + injection->frameCount}});
+/// The finding, and the functions in which the fault was, as far as addr2line can name them.
+void Report(const Operation& operation, const std::string& point) {
+    std::string text;
+    for (unsigned i = kWrongResult; i < outcome->row.size(); ++i) {
+        if (outcome->row[i] != 0) text += kHeads[i] + std::string(" ");
     }
-
-    static void PrintRow(const char* operation, const char* kind, const Row& row) {
-        static bool isFirst = true;
-        if (std::exchange(isFirst, false)) {
-            std::printf("%-36s %-12s %7s", "operation", "kind", "points");
-            for (const char* column : kColumns) std::printf(" %12s", column);
-            std::printf("\n");
-        }
-        std::printf("%-36s %-12s %7lu", operation, kind, row[kColumnCount]);
-        for (unsigned i = 0; i < kColumnCount; ++i) std::printf(" %12lu", row[i]);
-        std::printf("\n");
+    text += "| " + operation.name + " | " + point + " |" + outcome->why;
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::ostringstream command;
+    command << "addr2line -Cfsp -e /proc/" << getpid() << "/exe" << std::hex;
+    for (int i = 0; i < injection->frameCount; ++i) {
+        // The return address is after the call.
+        command << " " << static_cast<const char*>(injection->frames[i]) - 1 - &__executable_start;
     }
+    command << " | sed '/^?\\|Faults::\\|__wrap/d; s/^/    /; s/ at ?.*//' >&2";
+    if (injection->frameCount > 0 && std::system(command.str().c_str()) != 0)
+        std::fputs("no addr2line\n", stderr);
+}
 
-    /// The findings with the functions in which the faults were; addr2line names them.
-    void PrintFindings() const {
-        std::map<const void*, std::string> names;
-        for (const Finding& finding : findings_) {
-            for (const void* frame : finding.frames) names[frame];
-        }
-        const std::string list = (fs::temp_directory_path() / "frames").string();
-        std::string offsets;
-        for (const auto& [frame, name] : names) {
-            char text[32];
-            // A return address is after the call.
-            const auto offset = static_cast<const char*>(frame) - &__executable_start - 1;
-            std::snprintf(text, sizeof text, "0x%tx\n", offset);
-            offsets += text;
-        }
-        Test::WriteWholeFile(list, offsets);
-        const std::string command = "addr2line -Cfp -e /proc/" + std::to_string(getpid()) +
-                                    "/exe @" + list;
-        FILE* const pipe = popen(command.c_str(), "r");
-        for (auto& [frame, name] : names) {
-            char line[4096];
-            if (pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr) name = Shorten(line);
-        }
-        if (pipe != nullptr) pclose(pipe);
-        for (const Finding& finding : findings_) {
-            std::printf("%s |", finding.text.c_str());
-            for (const void* frame : finding.frames) {
-                if (!names[frame].empty()) std::printf(" %s", names[frame].c_str());
-            }
-            std::printf("\n");
+template <class Cell>
+void Print(const std::string& operation, const std::string& kind, const Cell& cell) {
+    std::printf("%-36s %-11s", operation.c_str(), kind.c_str());
+    for (unsigned i = 0; i < std::size(kHeads); ++i) std::printf(" %12s", cell(i).c_str());
+    std::printf("\n");
+}
+
+void Print(const std::string& operation, const std::string& kind, const Row& row) {
+    Print(operation, kind, [&](unsigned i) { return std::to_string(row[i]); });
+}
+
+void Add(Row& sum, const Row& row) {
+    for (unsigned i = 0; i < sum.size(); ++i) sum[i] += row[i];
+}
+
+/// Points of one kind to be tried: all, where they are cheap.
+unsigned long GetLimit(unsigned traits) {
+    if ((traits & kLarge) != 0) return 8;
+    return (traits & (kCold | kSigns)) != 0 ? 60 : ~0ul;
+}
+
+/// All points of one kind.
+Row TryKind(const Operation& operation, const Reference& wanted, const std::string& folder,
+            Kind kind, const std::set<std::string>& options) {
+    const unsigned long count = wanted.injection.calls[kind];
+    const unsigned long limit = options.contains("--all") ? count : GetLimit(operation.traits);
+    Test::Random random(1);
+    Row row{};
+    for (const bool isLasting : {false, true}) {
+        if (isLasting && kind == interruption) continue;  // it would never end
+        for (unsigned long n = 1; n <= count; ++n) {
+            if (random.Below(count) >= limit) continue;
+            RunPoint(operation, &wanted, folder, {kind, n, isLasting});
+            outcome->row[kPoints] = 1;
+            Add(row, outcome->row);
+            if (!IsBad() || !options.contains("--verbose")) continue;
+            Report(operation, kKindTable[kind].text + (" " + std::to_string(n)) + " of " +
+                                  std::to_string(count) + (isLasting ? " and later" : ""));
         }
     }
+    if (count != 0) Print(operation.name, kKindTable[kind].text, row);
+    return row;
+}
 
-    /// The name of the function without its parameters; none for ours.
-    static std::string Shorten(std::string name) {
-        constexpr std::string_view kUnnamed = "(anonymous namespace)::";
-        while (name.find(kUnnamed) != std::string::npos) {
-            name.erase(name.find(kUnnamed), kUnnamed.size());
+void WarmUp(const Operation& operation, const std::string& folder) {
+    *injection = {};
+    State state;
+    Prepare(state, operation, folder);
+    Renew(state);
+    uint32_t error = 0;
+    Call(operation, state, error);
+    state.tree.reset();
+    EmptyFolder();
+}
+
+int Main(const std::set<std::string>& options) {
+    void* memory = mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE,
+                        MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("no shared memory");
+    outcome = static_cast<Outcome*>(memory);
+    injection = &outcome->injection;
+    InjectIntoCryptography();
+    const Test::TempFolder files;
+    const std::string& folder = files.GetPath();
+    const std::vector<Operation> operations = GetOperations(folder);
+    const Test::TempFolder bodies;
+    Print("operation", "kind", [](unsigned i) { return std::string(kHeads[i]); });
+    std::array<Row, kKinds> rows{};
+    for (const Operation& operation : operations) {
+        const auto isWanted = [&](const std::string& option) {
+            return option.starts_with("--") || operation.name.find(option) != std::string::npos;
+        };
+        if (!std::all_of(options.begin(), options.end(), isWanted)) continue;
+        // What the first call of the process makes is there for all points, or for none.
+        if ((operation.traits & kCold) == 0) WarmUp(operation, folder);
+        RunPoint(operation, nullptr, folder, {});
+        if (IsBad()) throw std::runtime_error(operation.name + " without a fault:" + outcome->why);
+        const Reference wanted{outcome->isGood, {outcome->text, outcome->size}, *injection};
+        for (unsigned kind = 0; kind < kKinds; ++kind) {
+            Add(rows[kind], TryKind(operation, wanted, folder, static_cast<Kind>(kind), options));
         }
-        if (name.find("Faults::") != std::string::npos || name[0] == '?') return {};
-        return name.substr(0, name.find_first_of("( "));
     }
-
-    const bool isVerbose_;
-    const bool isWhole_;
-    bool isSound_ = true;
-    Outcome* outcome_;
-    std::array<Row, kKinds> totals_{};
-    std::vector<Finding> findings_;
-};
+    Row all{};
+    for (unsigned kind = 0; kind < kKinds; ++kind) {
+        Print("all operations", kKindTable[kind].text, rows[kind]);
+        Add(all, rows[kind]);
+    }
+    Print("all operations", "all kinds", all);
+    return all[kSame] + all[kFailed] == all[kPoints] ? 0 : 1;
+}
 
 }  // namespace
 }  // namespace MIME::Faults
 
 int main(int argc, char** argv) {
-    using namespace MIME::Faults;
-    InjectIntoCryptography();
-    const std::set<std::string> options(argv + 1, argv + argc);
-    const MIME::Test::TempFolder files;
-    const std::vector<Operation> operations = GetOperations(files.GetPath());
-    const MIME::Test::TempFolder folder;
-    Campaign campaign(options.contains("--verbose"), options.contains("--all"));
-    for (const Operation& operation : operations) {
-        const auto isWanted = [&](const std::string& option) {
-            return option.starts_with("--") || operation.name.find(option) != std::string::npos;
-        };
-        if (std::all_of(options.begin(), options.end(), isWanted)) campaign.Try(operation);
-    }
-    return campaign.Finish() ? 0 : 1;
+    return MIME::Faults::Main({argv + 1, argv + argc});
 }
