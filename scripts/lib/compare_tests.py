@@ -48,9 +48,9 @@ def get_results(build):
                if not is_shard(case.get("name"))}
     for shard in (build / "tests").glob("shard-*.xml"):
         for case in ElementTree.parse(shard).iter("testcase"):
-            passed = case.get("result") == "completed" and case.find("failure") is None
             if case.get("status") == "run":
-                results[f"{case.get('classname')}.{case.get('name')}"] = "run" if passed else "fail"
+                status = "fail" if case.find("failure") is not None else case.get("result")
+                results[f"{case.get('classname')}.{case.get('name')}"] = status.replace("completed", "run")
     return results
 
 
