@@ -64,7 +64,7 @@ void ReplaceFile(const std::string& target, const std::function<void(const std::
     const fs::path partPath = path.parent_path() / MakeName();
     const std::string part = FromPath(partPath);
     // The name is new, so whatever appears there is ours to remove.
-    Leftovers::Add([&part] { return part; });
+    Leftovers::Add([&part] { return std::string(part); });
     write(part);
     const fs::file_status old = fs::status(path, error);
     if (fs::exists(old)) fs::permissions(partPath, old.permissions(), error);

@@ -114,7 +114,7 @@ TEST(MailRulesTest, AnMboxLineCountsForTheHeaderLimit) {
 }
 
 TEST(MailRulesTest, BoundaryLinesEndInAnyNumberOfBlanks) {
-    for (const size_t count : {1, 5, 6, 7, 8, 9, 1000}) {
+    for (const size_t count : std::initializer_list<size_t>{1, 5, 6, 7, 8, 9, 1000}) {
         const std::string blanks(count, ' ');
         for (const std::string& end : {blanks + "\n", blanks + "\r\n", blanks + "x\n"}) {
             const MailReading got(kTop + "--a" + end + "\n1\n--a--" + end);
