@@ -414,7 +414,7 @@ void AddLimit(std::vector<Shape>& shapes, const char* name, Value ReadOptions::*
         const auto options =
             With(With(rules, member, limit), &ReadOptions::bodies, MIME::Bodies::memory);
         const char* const how = rules.rules == MIME::Rules::mail ? "mail, limits" : "exact, limit";
-        for (const uint64_t more : {0, 1}) {
+        for (const uint64_t more : {uint64_t{0}, uint64_t{1}}) {
             shapes.push_back({more == 0 ? name : "the same and one more", how, options, 0,
                               [=](Text& text, uint64_t) { make(text, limit + more); },
                               more == 0 ? "" : error, memory, 0, UseFields});
@@ -676,7 +676,7 @@ int Run(const Shape& shape, uint64_t divisor) {
 
 int CountInstructions(const std::vector<Shape>& shapes, uint64_t divisor) {
     for (size_t i = 0; i < shapes.size(); ++i) {
-        for (const uint64_t times : {1, 2, 4}) {
+        for (const uint64_t times : {uint64_t{1}, uint64_t{2}, uint64_t{4}}) {
             if (shapes[i].count == 0) continue;
             const uint64_t count = shapes[i].count / divisor * times;
             Measure(shapes[i], count, std::to_string(i) + " " + std::to_string(times));
