@@ -13,11 +13,11 @@
 namespace KivGuiBase {
 
 uint32_t GetLastError() noexcept {
-    return Platform::GetThreadData().lastError;
+    return Platform::GetThreadError();
 }
 
 void SetLastError(uint32_t code) noexcept {
-    Platform::GetThreadData().lastError = code;
+    Platform::SetThreadError(code);
 }
 
 AnsiStr GetErrorMessage(unsigned long code, unsigned short /*language*/,

@@ -50,7 +50,8 @@ enum ErrorCode : uint32_t {
 };
 
 /// The calling thread's last-error code. File operations set it when they fail and leave it
-/// alone when they succeed. Every thread has its own; it starts at 0.
+/// alone when they succeed. Every thread has its own; it starts at 0. On Windows it is the code of
+/// the system's function of the same name.
 KIV_EXPORT uint32_t GetLastError() noexcept;
 KIV_EXPORT void SetLastError(uint32_t code) noexcept;
 

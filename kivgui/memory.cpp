@@ -8,9 +8,8 @@
 namespace KivGuiBase {
 
 void NoteMissingMemory() noexcept {
-    ThreadData& data = Platform::GetThreadData();
-    ++data.failedAllocations;
-    data.lastError = kErrorNotEnoughMemory;
+    ++Platform::GetThreadData().failedAllocations;
+    SetLastError(kErrorNotEnoughMemory);
 }
 
 uint32_t MemoryWatch::CountFailures() noexcept {

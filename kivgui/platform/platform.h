@@ -61,6 +61,10 @@ bool FillRandom(void* buffer, size_t size) noexcept;
 /// A number that is different in a process made by fork. Always the same where there is no fork.
 uint64_t GetProcessGeneration() noexcept;
 
+/// The calling thread's last-error code: the system's own where it has one.
+uint32_t GetThreadError() noexcept;
+void SetThreadError(uint32_t code) noexcept;
+
 /// The calling thread's data, valid until the thread ends.
 ThreadData& GetThreadData() noexcept;
 

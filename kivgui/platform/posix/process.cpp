@@ -41,6 +41,14 @@ ThreadData& GetThreadData() noexcept {
     return data;
 }
 
+uint32_t GetThreadError() noexcept {
+    return GetThreadData().lastError;
+}
+
+void SetThreadError(uint32_t code) noexcept {
+    GetThreadData().lastError = code;
+}
+
 // The system's loader frees them.
 void FreeThreadData() noexcept {}
 

@@ -106,6 +106,7 @@ void AppendCharacters(unsigned codePage, std::string_view bytes, TextBuilder& te
 
 bool AppendAsUtf8(const char* charset, std::string_view bytes, TextBuilder& text,
                   uint64_t& replaced) noexcept {
+    const LastErrorKept kept;
     const unsigned codePage = FindCodePage(charset);
     if (codePage == 0) return false;
     if (bytes.empty()) return true;

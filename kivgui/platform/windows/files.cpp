@@ -8,7 +8,8 @@
 
 // Files by the calls of Windows, opened so that they can be used as on other systems: renamed and
 // deleted while they are open, with paths of any length, and new ones accessible to their owner
-// only.
+// only. The helpers leave the code of a failure where the system's call has put it; the functions
+// of the interface keep the code of before when they succeed.
 
 namespace KivGuiBase::Platform {
 
@@ -18,7 +19,10 @@ namespace {
 constexpr size_t kMaxTransfer = 0x1000000;
 
 struct Closer {
-    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
+    void operator()(HANDLE handle) const noexcept {
+        const LastErrorKept kept;
+        CloseHandle(handle);
+    }
 };
 using OwnedHandle = std::unique_ptr<void, Closer>;
 
@@ -58,9 +62,7 @@ OwnedHandle Create(const char* path, const OpenHow& how, SECURITY_ATTRIBUTES* se
     if (!MakeSystemPath(path, systemPath)) return nullptr;
     const HANDLE file = CreateFileW(systemPath.c_str(), how.access, how.share, security,
                                     how.disposition, FILE_ATTRIBUTE_NORMAL | how.flags, nullptr);
-    if (file != INVALID_HANDLE_VALUE) return OwnedHandle(file);
-    FailWithSystemError();
-    return nullptr;
+    return OwnedHandle(file != INVALID_HANDLE_VALUE ? file : nullptr);
 }
 
 OwnedHandle CreateForOwner(const char* path, const OpenHow& how) noexcept {
@@ -76,7 +78,7 @@ bool IsOnDisk(HANDLE file) noexcept {
 /// Makes the opened file what the mode promises. Every mode opens devices such as NUL.
 bool Prepare(HANDLE file, OpenMode mode) noexcept {
     if (mode == OpenMode::replace && IsOnDisk(file)) {
-        return SetEndOfFile(file) || FailWithSystemError();
+        return SetEndOfFile(file) != FALSE;
     }
     if (mode == OpenMode::createNew && !IsOnDisk(file)) {
         SetLastError(kErrorFileExists);
@@ -88,25 +90,31 @@ bool Prepare(HANDLE file, OpenMode mode) noexcept {
 }  // namespace
 
 FileHandle OpenFile(const char* path, OpenMode mode) noexcept {
+    LastErrorKept kept;
     const OpenHow how = GetOpenHow(mode);
     OwnedHandle file =
         mode == OpenMode::createNew ? CreateForOwner(path, how) : Create(path, how, nullptr);
-    if (file != nullptr && !Prepare(file.get(), mode)) return kInvalidFile;
-    return file != nullptr ? reinterpret_cast<FileHandle>(file.release()) : kInvalidFile;
+    if (file != nullptr && Prepare(file.get(), mode)) {
+        return reinterpret_cast<FileHandle>(file.release());
+    }
+    kept.Fail();
+    return kInvalidFile;
 }
 
 bool CloseFile(FileHandle file) noexcept {
-    return CloseHandle(ToHandle(file)) || FailWithSystemError();
+    LastErrorKept kept;
+    return CloseHandle(ToHandle(file)) || kept.Fail();
 }
 
 bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept {
+    LastErrorKept kept;
     got = 0;
     while (got < size) {
         const auto wanted = static_cast<DWORD>(std::min(size - got, kMaxTransfer));
         DWORD n = 0;
         if (!::ReadFile(ToHandle(file), static_cast<char*>(buffer) + got, wanted, &n, nullptr)) {
             // The end of a pipe is an end like any other.
-            return ::GetLastError() == ERROR_BROKEN_PIPE || FailWithSystemError();
+            return ::GetLastError() == ERROR_BROKEN_PIPE || kept.Fail();
         }
         if (n == 0) break;
         got += n;
@@ -115,15 +123,13 @@ bool ReadFile(FileHandle file, void* buffer, size_t size, size_t& got) noexcept 
 }
 
 bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
+    LastErrorKept kept;
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
         const auto part = static_cast<DWORD>(std::min(size, kMaxTransfer));
         DWORD n = 0;
-        if (!::WriteFile(ToHandle(file), next, part, &n, nullptr)) return FailWithSystemError();
-        if (n == 0) {  // a pipe that does not wait for its reader
-            SetLastError(kErrorBusy);
-            return false;
-        }
+        if (!::WriteFile(ToHandle(file), next, part, &n, nullptr)) return kept.Fail();
+        if (n == 0) return kept.Fail(kErrorBusy);  // a pipe that does not wait for its reader
         next += n;
         size -= n;
     }
@@ -132,49 +138,53 @@ bool WriteFile(FileHandle file, const void* data, size_t size) noexcept {
 
 // A folder does not get this far: opening it as a file fails with kErrorAccessDenied.
 bool GetFileSize(FileHandle file, uint64_t& size) noexcept {
+    LastErrorKept kept;
     ::SetLastError(ERROR_SUCCESS);
     const DWORD type = GetFileType(ToHandle(file));
-    if (type == FILE_TYPE_UNKNOWN && ::GetLastError() != ERROR_SUCCESS)
-        return FailWithSystemError();
-    if (type != FILE_TYPE_DISK) {
-        SetLastError(kErrorInvalidFunction);
-        return false;
-    }
+    if (type == FILE_TYPE_UNKNOWN && ::GetLastError() != ERROR_SUCCESS) return kept.Fail();
+    if (type != FILE_TYPE_DISK) return kept.Fail(kErrorInvalidFunction);
     LARGE_INTEGER length;
-    if (!GetFileSizeEx(ToHandle(file), &length)) return FailWithSystemError();
+    if (!GetFileSizeEx(ToHandle(file), &length)) return kept.Fail();
     size = static_cast<uint64_t>(length.QuadPart);
     return true;
 }
 
 int64_t GetFileSize(const char* path) noexcept {
+    LastErrorKept kept;
     // The size that the folder lists may be that of a link, or an old one, so the file is opened.
     const OwnedHandle file =
         Create(path, {FILE_READ_ATTRIBUTES, kShareOfReader, OPEN_EXISTING, 0}, nullptr);
     uint64_t size = 0;
-    if (file == nullptr || !GetFileSize(reinterpret_cast<FileHandle>(file.get()), size)) return -1;
-    return static_cast<int64_t>(size);
+    if (file != nullptr && GetFileSize(reinterpret_cast<FileHandle>(file.get()), size)) {
+        return static_cast<int64_t>(size);
+    }
+    kept.Fail();
+    return -1;
 }
 
 bool RemoveFile(const char* path) noexcept {
+    LastErrorKept kept;
     std::wstring systemPath;
-    return MakeSystemPath(path, systemPath) &&
-           (DeleteFileW(systemPath.c_str()) || FailWithSystemError());
+    return (MakeSystemPath(path, systemPath) && DeleteFileW(systemPath.c_str())) || kept.Fail();
 }
 
 const char* MapFile(FileHandle file, uint64_t size) noexcept {
+    LastErrorKept kept;
     const OwnedHandle mapping(
         CreateFileMappingW(ToHandle(file), nullptr, PAGE_READONLY, 0, 0, nullptr));
     void* start =
         mapping != nullptr ? MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, size) : nullptr;
-    if (start == nullptr) FailWithSystemError();
+    if (start == nullptr) kept.Fail();
     return static_cast<const char*>(start);
 }
 
 void UnmapFile(const char* start, uint64_t /*size*/) noexcept {
+    const LastErrorKept kept;
     UnmapViewOfFile(start);
 }
 
 AnsiStr GetTempFolder() noexcept {
+    LastErrorKept kept;
     using Function = DWORD(WINAPI*)(DWORD, LPWSTR);
     // Newer systems have a function that gives services a folder that others cannot read.
     const FARPROC newer = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
@@ -185,11 +195,13 @@ AnsiStr GetTempFolder() noexcept {
     constexpr DWORD kRoom = std::extent_v<decltype(folder)>;
     const DWORD length = getTempPath(kRoom, folder);
     if (length == 0) {
-        FailWithSystemError();
+        kept.Fail();
     } else if (length >= kRoom) {  // the room that it would take
-        SetLastError(kErrorNameTooLong);
+        kept.Fail(kErrorNameTooLong);
     } else {
-        return ToUtf8({folder, length});
+        AnsiStr path = ToUtf8({folder, length});
+        if (path.IsEmpty()) kept.Fail();
+        return path;
     }
     return {};
 }

@@ -9,26 +9,24 @@ bool OwnerOnly::ReadUser() noexcept {
     HANDLE token = nullptr;
     if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) &&
         !OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
-        return FailWithSystemError();
+        return false;
     }
     DWORD size = 0;
-    const bool read =
-        GetTokenInformation(token, TokenUser, &user_, sizeof user_, &size) || FailWithSystemError();
+    const BOOL isRead = GetTokenInformation(token, TokenUser, &user_, sizeof user_, &size);
+    const LastErrorKept kept;
     CloseHandle(token);
-    return read;
+    return isRead != FALSE;
 }
 
 bool OwnerOnly::MakeList() noexcept {
-    return (InitializeAcl(GetList(), sizeof list_, ACL_REVISION) &&
-            AddAccessAllowedAce(GetList(), ACL_REVISION, FILE_ALL_ACCESS, GetUser())) ||
-           FailWithSystemError();
+    return InitializeAcl(GetList(), sizeof list_, ACL_REVISION) &&
+           AddAccessAllowedAce(GetList(), ACL_REVISION, FILE_ALL_ACCESS, GetUser());
 }
 
 bool OwnerOnly::MakeDescriptor() noexcept {
-    return (InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION) &&
-            SetSecurityDescriptorDacl(&descriptor_, TRUE, GetList(), FALSE) &&
-            SetSecurityDescriptorControl(&descriptor_, SE_DACL_PROTECTED, SE_DACL_PROTECTED)) ||
-           FailWithSystemError();
+    return InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION) &&
+           SetSecurityDescriptorDacl(&descriptor_, TRUE, GetList(), FALSE) &&
+           SetSecurityDescriptorControl(&descriptor_, SE_DACL_PROTECTED, SE_DACL_PROTECTED);
 }
 
 SECURITY_ATTRIBUTES* OwnerOnly::Prepare() noexcept {

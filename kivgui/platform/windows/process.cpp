@@ -41,14 +41,14 @@ ThreadData* MakeThreadData(DWORD index) noexcept {
 }  // namespace
 
 bool FillRandom(void* buffer, size_t size) noexcept {
+    LastErrorKept kept;
     constexpr size_t kMaxRequest = 0x40000000;  // a request's size has 32 bits
     auto* next = static_cast<unsigned char*>(buffer);
     while (size > 0) {
         const size_t part = std::min(size, kMaxRequest);
         if (BCryptGenRandom(nullptr, next, static_cast<ULONG>(part),
                             BCRYPT_USE_SYSTEM_PREFERRED_RNG) < 0) {
-            SetLastError(kErrorGeneralFailure);
-            return false;
+            return kept.Fail(kErrorGeneralFailure);
         }
         next += part;
         size -= part;
@@ -62,15 +62,22 @@ uint64_t GetProcessGeneration() noexcept {
 
 ThreadData& GetThreadData() noexcept {
     static constinit ThreadData lastResort{};    // when memory ran out, or the module has ended
-    const DWORD systemError = ::GetLastError();  // the functions of the storage reset it
+    const LastErrorKept kept;                    // the functions of the storage reset it
     ThreadData* data = nullptr;
     const DWORD index = GetStorage();
     if (index != FLS_OUT_OF_INDEXES) {
         data = static_cast<ThreadData*>(FlsGetValue(index));
         if (data == nullptr) data = MakeThreadData(index);
     }
-    ::SetLastError(systemError);
     return data != nullptr ? *data : lastResort;
+}
+
+uint32_t GetThreadError() noexcept {
+    return ::GetLastError();
+}
+
+void SetThreadError(uint32_t code) noexcept {
+    ::SetLastError(code);
 }
 
 void FreeThreadData() noexcept {

@@ -25,7 +25,7 @@ bool ToUtf16(std::string_view text, std::wstring& wide) {
     const int units = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length,
                                           wide.data(), length);
     wide.resize(static_cast<size_t>(units));
-    return units != 0 || FailWithSystemError();
+    return units != 0;
 }
 
 bool MakeAbsolute(const std::wstring& path, std::wstring& absolute) {
@@ -33,7 +33,7 @@ bool MakeAbsolute(const std::wstring& path, std::wstring& absolute) {
     for (;;) {
         const auto room = static_cast<DWORD>(absolute.size());
         const DWORD length = GetFullPathNameW(path.c_str(), room, absolute.data(), nullptr);
-        if (length == 0) return FailWithSystemError();
+        if (length == 0) return false;
         // With too little room the length is the room needed, which the next turn has unless
         // another thread has changed the current folder meanwhile.
         absolute.resize(length);
@@ -56,11 +56,6 @@ bool LiftLengthLimit(std::wstring& path) {
 }
 
 }  // namespace
-
-bool FailWithSystemError() noexcept {
-    SetLastError(::GetLastError());
-    return false;
-}
 
 AnsiStr ToUtf8(std::wstring_view text) noexcept {
     if (text.empty()) return {};
@@ -85,6 +80,7 @@ bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept {
 }
 
 AnsiStr GetErrorText(uint32_t code) noexcept {
+    const LastErrorKept kept;
     // Without a width the text comes with line breaks inside it and at its end.
     constexpr DWORD kFlags =
         FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;

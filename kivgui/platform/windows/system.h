@@ -17,10 +17,28 @@
 
 namespace KivGuiBase::Platform {
 
-/// Sets the library's last-error code to the one that the system's last call left in the calling
-/// thread: both use the same numbers.
-/// @return false, for the caller to return.
-bool FailWithSystemError() noexcept;
+/// Keeps the calling thread's last error over calls of the system that change it though they
+/// succeed. The library's code and the system's are one, so a call that succeeds, or cleans up after
+/// a failure, must leave it alone.
+class LastErrorKept {
+public:
+    LastErrorKept() noexcept : code_(::GetLastError()) {}
+    ~LastErrorKept() { ::SetLastError(code_); }
+    LastErrorKept(const LastErrorKept&) = delete;
+    LastErrorKept& operator=(const LastErrorKept&) = delete;
+
+    /// The operation failed: this code is left instead.
+    /// @return false, for the caller to return.
+    bool Fail(uint32_t code) noexcept {
+        code_ = code;
+        return false;
+    }
+    /// The operation failed with the code that the thread has now.
+    bool Fail() noexcept { return Fail(::GetLastError()); }
+
+private:
+    DWORD code_;
+};
 
 /// A text of the system as UTF-8; half a surrogate pair becomes U+FFFD. Empty, with the last
 /// error set, when it cannot be converted.

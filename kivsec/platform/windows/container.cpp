@@ -99,6 +99,7 @@ bool TemporaryContainer::Import(const SecretBytes& keyBlob) noexcept {
 
 TemporaryContainer::~TemporaryContainer() {
     if (provider_.Get() == 0) return;
+    const LastErrorKept kept;
     provider_ = Provider();  // which may write the key once more
     HCRYPTPROV none = 0;
     CryptAcquireContextW(&none, name_, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES,

@@ -11,19 +11,29 @@
 
 #include "kivgui/error.h"
 
-/// Owners for the handles of CryptoAPI.
+/// Owners for the handles of CryptoAPI. They let go without a trace in the last error, which may be
+/// the reason of a failure.
 namespace KivOssSec::CryptoApi {
 
+using KivGuiBase::Platform::LastErrorKept;
+
 struct StoreCloser {
-    void operator()(void* store) const noexcept { CertCloseStore(store, 0); }
+    void operator()(void* store) const noexcept {
+        const LastErrorKept kept;
+        CertCloseStore(store, 0);
+    }
 };
 struct CertificateFreer {
     void operator()(const CERT_CONTEXT* certificate) const noexcept {
+        const LastErrorKept kept;
         CertFreeCertificateContext(certificate);
     }
 };
 struct MessageCloser {
-    void operator()(void* message) const noexcept { CryptMsgClose(message); }
+    void operator()(void* message) const noexcept {
+        const LastErrorKept kept;
+        CryptMsgClose(message);
+    }
 };
 
 using Store = std::unique_ptr<void, StoreCloser>;
@@ -41,6 +51,7 @@ public:
         return *this;
     }
     ~Handle() {
+        const LastErrorKept kept;
         if (number_ != Number{}) Free(number_);
     }
     Number Get() const noexcept { return number_; }

@@ -146,14 +146,15 @@ bool Sign(const File& content, const Signer& signer, Blob& signature) noexcept {
 bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::File& signer,
                             const KivGuiBase::AnsiStr& signerText,
                             KivGuiBase::Blob& signature) noexcept {
+    CryptoApi::LastErrorKept kept;
     CryptoApi::Signer loaded;
     {
         SecretBytes file;
         if (!ReadSignerFile(signer, file) || !CryptoApi::LoadSigner(file, signerText, loaded)) {
-            return false;
+            return kept.Fail();
         }
     }
-    return CryptoApi::Sign(content, loaded, signature);
+    return CryptoApi::Sign(content, loaded, signature) || kept.Fail();
 }
 
 }  // namespace KivOssSec

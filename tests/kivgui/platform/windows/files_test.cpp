@@ -151,10 +151,18 @@ TEST_F(WindowsFilesTest, FailuresHaveTheSystemsCodes) {
         SetLastError(kErrorNone);
         EXPECT_FALSE(DiskFile().Open(At(c.name), c.mode)) << c.name;
         EXPECT_EQ(GetLastError(), c.code) << c.name << ", mode " << static_cast<int>(c.mode);
+        EXPECT_EQ(::GetLastError(), c.code) << "the host asks the system";
     }
     SetLastError(kErrorAccessDenied);
     EXPECT_TRUE(DiskFile().Open(At("file"), Mode::create));
     EXPECT_EQ(GetLastError(), kErrorAccessDenied) << "success leaves the code alone";
+}
+
+TEST(WindowsErrorTest, TheCodesOfTheLibraryAreTheSystems) {
+    EXPECT_TRUE(AnsiStr(std::string_view("", size_t{AnsiStr::kMaxLength} + 1)).IsEmpty());
+    EXPECT_EQ(::GetLastError(), kErrorStringOverflow);
+    ::SetLastError(ERROR_SUCCESS);
+    EXPECT_EQ(GetLastError(), kErrorNone);
 }
 
 TEST(WindowsErrorTest, TextsAreTheSystemsOnOneLine) {
