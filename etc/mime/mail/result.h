@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "kivgui/export.h"
+
+namespace MIME {
+
+/// Why an operation of mail.h failed. The values are part of the interface: hosts may store them.
+enum class ErrorCode : unsigned {
+#define MIME_ERROR(name, text) name,
+#include "mime/mail/errors.inc"
+};
+
+/// A sentence without a full stop, such as "too many fields"; empty for a value that is no code. Any
+/// thread.
+KIV_EXPORT std::string_view GetText(ErrorCode code) noexcept;
+
+/// A failure: what it was, where it was, and a text for people.
+///
+///   if (!mail) std::cerr << mail.error().GetText() << '\n';   // "x.eml: No such file or folder"
+class KIV_EXPORT Error {
+public:
+    Error() = default;
+    /// @param text  for people; when it is empty, GetText gives that of the code.
+    explicit Error(ErrorCode code, std::string text = {}) : code_(code), text_(std::move(text)) {}
+
+    ErrorCode GetCode() const noexcept { return code_; }
+    /// One line in UTF-8, without control characters.
+    std::string GetText() const;
+
+    /// The system's reason, when the failure was one of files: a code of kivgui/error.h, else 0.
+    uint32_t GetSystemCode() const noexcept { return systemCode_; }
+    /// Where the text that was read is at fault, in bytes from its start; 0 for other failures.
+    uint64_t GetOffset() const noexcept { return offset_; }
+    /// The entity at fault: "" is the top, "2.1" the first child of its second.
+    const std::string& GetEntityPath() const noexcept { return entityPath_; }
+
+    /// @name For what makes errors
+    /// @{
+    Error& SetSystemCode(uint32_t code) noexcept {
+        systemCode_ = code;
+        return *this;
+    }
+    Error& SetPlace(uint64_t offset, std::string entityPath) {
+        offset_ = offset;
+        entityPath_ = std::move(entityPath);
+        return *this;
+    }
+    /// @}
+
+private:
+    ErrorCode code_ = ErrorCode::none;
+    std::string text_;
+    uint32_t systemCode_ = 0;
+    uint64_t offset_ = 0;
+    std::string entityPath_;
+};
+
+/// What an operation gives: a value, or the reason why there is none. Reading the value of a failure,
+/// or the error of a success, throws std::bad_variant_access; nothing else here throws.
+template <class T>
+class [[nodiscard]] Result {
+public:
+    Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}
+    Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
+
+    explicit operator bool() const noexcept { return content_.index() == 0; }
+
+    T& operator*() & { return std::get<0>(content_); }
+    const T& operator*() const& { return std::get<0>(content_); }
+    T&& operator*() && { return std::get<0>(std::move(content_)); }
+    T* operator->() { return &std::get<0>(content_); }
+    const T* operator->() const { return &std::get<0>(content_); }
+
+    const Error& error() const { return std::get<1>(content_); }
+
+private:
+    std::variant<T, Error> content_;
+};
+
+/// The same for an operation that gives nothing but its success.
+template <>
+class [[nodiscard]] Result<void> {
+public:
+    Result() = default;
+    Result(Error error) : error_(std::move(error)) {}
+
+    explicit operator bool() const noexcept { return error_.GetCode() == ErrorCode::none; }
+    const Error& error() const noexcept { return error_; }
+
+private:
+    Error error_;
+};
+
+}  // namespace MIME
