@@ -120,7 +120,15 @@ public:
         }
         return Insert(key, update);
     }
-    /// The same for a key whose string is still to be made.
+    /// The same, but an existing entry keeps its spelling.
+    /// @param isNew  receives whether the entry was inserted.
+    Node* FindOrInsert(const AnsiStr& key, bool& isNew) noexcept {
+        Node* update[kMaxHeight + 1];
+        Node* const found = Search(key.GetStr(), update);
+        isNew = found == nullptr;
+        return isNew ? Insert(key, update) : found;
+    }
+    /// As the first, for a key whose string is still to be made.
     Node* FindOrInsert(const char* key) noexcept {
         const MemoryWatch watch;
         const AnsiStr text(key);
@@ -216,10 +224,12 @@ private:
 
     /// A node reaches each next level with probability 1/e.
     static unsigned DrawHeight() noexcept {
-        constexpr uint32_t kPromoteBelow = 0x5E2D58D8;  // 2^32 / e
+        constexpr unsigned kBits = 16;  // of one number, which is enough for four levels
+        constexpr uint16_t kPromoteBelow = 0x5E2D;  // 2^16 / e
         unsigned height = 0;
-        while (height < kMaxHeight && GetPseudoRandomNumberEx(0, 0xFFFFFFFF) < kPromoteBelow) {
-            ++height;
+        for (uint64_t random = 0; height < kMaxHeight; ++height, random >>= kBits) {
+            if (height % (64 / kBits) == 0) random = GetPseudoRandomNumberEx(0, UINT64_MAX);
+            if (static_cast<uint16_t>(random) >= kPromoteBelow) break;
         }
         return height;
     }

@@ -52,7 +52,26 @@ constexpr KnownField kKnownFields[] = {
     {"Disposition-Notification-To", FieldKind::addresses},
 };
 
+/// A bit for each length that the name of a known field has: most names are none of these.
+constexpr uint64_t MakeLengthMask() noexcept {
+    uint64_t mask = 0;
+    for (const KnownField& field : kKnownFields) mask |= uint64_t{1} << field.name.size();
+    return mask;
+}
+
+/// A bit for each letter that the name of a known field begins with, case ignored.
+constexpr uint32_t MakeLetterMask() noexcept {
+    uint32_t mask = 0;
+    for (const KnownField& field : kKnownFields) mask |= 1U << (field.name[0] & 0x1F);
+    return mask;
+}
+
 FieldKind GetKind(std::string_view name) noexcept {
+    constexpr uint64_t kLengths = MakeLengthMask();
+    constexpr uint32_t kLetters = MakeLetterMask();
+    if (name.empty() || name.size() > 63 || (kLengths >> name.size() & 1) == 0)
+        return FieldKind::text;
+    if ((kLetters >> (name[0] & 0x1F) & 1) == 0) return FieldKind::text;
     const auto* field =
         std::find_if(std::begin(kKnownFields), std::end(kKnownFields),
                      [name](const KnownField& f) { return EqualsCaseless(f.name, name); });
@@ -120,13 +139,15 @@ public:
 private:
     bool Add(ParameterMap& target, const StructuredField::Parameter& parameter) {
         const AnsiStr name{std::string_view(parameter.name)};
-        if (const ParameterMap::Node* first = target.Find(name)) {
-            if (first->value.value != std::string_view(parameter.value)) NoteRepeatedParameter();
-            return true;
-        }
-        ParameterMap::Node* node = target.FindOrInsert(name);
+        const std::string_view value = parameter.value;
+        bool isNew = false;
+        ParameterMap::Node* node = target.FindOrInsert(name, isNew);
         if (node == nullptr) return false;
-        node->value.value = std::string_view(parameter.value);
+        if (isNew) {
+            node->value.value = value;
+        } else if (node->value.value != value) {
+            NoteRepeatedParameter();
+        }
         return true;
     }
 
@@ -215,12 +236,13 @@ bool FieldReader::StoreByMailRules(HeaderMap& headers, std::string_view name,
     const FieldKind kind = GetKind(name);
     const AnsiStr key(name);
     const char* const where = value.data();
-    if (headers.Find(key) != nullptr) {
+    bool isNew = false;
+    HeaderMap::Node* field = headers.FindOrInsert(key, isNew);
+    if (field == nullptr) return false;
+    if (!isNew) {
         NoteRepeated(kind, where, reading_);
         return true;
     }
-    HeaderMap::Node* field = headers.FindOrInsert(key);
-    if (field == nullptr) return false;
     NoteControls(value, reading_);
     value = Unfold(value, unfolded_);
     if (HasParameters(kind)) return StoreStructured(field->value, kind, value, where, reading_);
@@ -349,8 +371,9 @@ bool SetInfoFromHeaders(Part& part, Reading& reading, const char* where, bool is
     const HeaderMap::Node* encoding = part.headers.FindOrInsert(Header::Content_Transfer_Encoding);
     if (field == nullptr || encoding == nullptr) return false;
     const AnsiStr& type = field->value.value;
+    const bool isMultipart = IsMultipart(type);
     const ParameterMap::Node* boundary =
-        IsMultipart(type) ? field->value.parameters.Find("boundary") : nullptr;
+        isMultipart ? field->value.parameters.Find("boundary") : nullptr;
     part.info.boundary = boundary != nullptr ? boundary->value.value : AnsiStr();
     if (reading.IsMail()) {
         SetTypeFromField(part.info.contentType, type, isInDigest);
