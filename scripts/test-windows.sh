@@ -27,7 +27,7 @@ if [ $# -gt 0 ]; then
 fi
 rm -f "$BUILD_ROOT"/windows/tests/shard-*.xml
 # Now and then Wine fails to start a program, so that a test fails for once.
-run_tests windows --repeat until-pass:2 || echo "(Those that Wine cannot do are among the failed ones: see below.)"
+run_tests windows --repeat until-pass:3 || echo "(Those that Wine cannot do are among the failed ones: see below.)"
 echo
 python3 -B "$ROOT/scripts/lib/compare_tests.py" "$BUILD_ROOT/release" "$BUILD_ROOT/windows" \
   "$ROOT/tests/wine_cannot.txt"

@@ -6,7 +6,7 @@ import json
 import os
 import unittest
 
-from case import CUT_SHORT, NO_SUCH_FILE, SAMPLES, Case, multipart, named, part
+from case import CUT_SHORT, EMULATOR, NO_SUCH_FILE, SAMPLES, Case, multipart, named, part
 
 NESTED = SAMPLES / "nested.eml"
 
@@ -119,7 +119,8 @@ class Rewrite(Case):
         messages = [sample.read_bytes() for sample in sorted(SAMPLES.glob("*.eml"))]
         self.assertGreater(len(messages), 3)
         for message in [*messages, *self.MESSAGES.values()]:
-            for text in (message, message.replace(b"\r\n", b"\n")):
+            # Under Wine a program takes long to start, and the line ends are the library's work.
+            for text in {message, message if EMULATOR else message.replace(b"\r\n", b"\n")}:
                 with self.subTest(text[:200]):
                     source = self.file("source.eml", text)
                     self.run_tool("rewrite", source, "-o", "again.eml")
