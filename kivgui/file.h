@@ -1,6 +1,9 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/export.h"
@@ -15,6 +18,29 @@ inline constexpr FileHandle kInvalidFile = -1;
 
 }  // namespace Platform
 
+/// std::filesystem::path, recognized by its members: its header would double the time that every
+/// file which includes this one takes to compile.
+template <class Path>
+concept StandardPath = requires(const Path& path) {
+    { path.native() } -> std::same_as<const std::basic_string<typename Path::value_type>&>;
+    path.has_root_directory();
+};
+
+/// @name Paths between the system's form, which std::filesystem::path keeps, and ours
+/// UTF-16 and UTF-8 on Windows; the same bytes elsewhere. Half a surrogate pair becomes a byte 0xFF,
+/// so that opening the file fails, and a text that is not UTF-8 an empty UTF-16 path.
+/// ToSystemPath throws std::bad_alloc; FromSystemPath gives an empty path when memory runs out.
+/// @{
+inline AnsiStr FromSystemPath(std::string_view path) noexcept {
+    return path;
+}
+KIV_EXPORT AnsiStr FromSystemPath(std::wstring_view path) noexcept;
+inline void ToSystemPath(std::string_view path, std::string& systemPath) {
+    systemPath = path;
+}
+KIV_EXPORT void ToSystemPath(std::string_view path, std::wstring& systemPath);
+/// @}
+
 /// What kind of file a path is made for.
 enum class FileType : unsigned { temporary = 0 };
 
@@ -24,6 +50,11 @@ class KIV_EXPORT File {
 public:
     File() noexcept = default;
     explicit File(const AnsiStr& path) noexcept : path_(path) {}
+    /// Wherever a file is asked for, a path of the standard library will do. Empty when memory runs
+    /// out.
+    template <StandardPath Path>
+    File(const Path& path) noexcept
+        : path_(FromSystemPath(std::basic_string_view<typename Path::value_type>(path.native()))) {}
 
     /// A path for a new temporary file; nothing is created yet.
     ///
@@ -37,6 +68,13 @@ public:
 
     const AnsiStr& GetPath() const noexcept { return path_; }
     bool IsEmpty() const noexcept { return path_.IsEmpty(); }
+    /// The same path for the standard library.
+    template <StandardPath Path>
+    operator Path() const {
+        typename Path::string_type systemPath;
+        ToSystemPath(path_, systemPath);
+        return Path(std::move(systemPath));
+    }
 
     /// Size in bytes; -1, with the last error set, when it cannot be determined.
     int64_t GetSize() const noexcept;
