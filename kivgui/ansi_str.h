@@ -1,8 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -101,6 +105,10 @@ public:
     /// Copies the view. More than kMaxLength characters give the empty string and the last
     /// error kErrorStringOverflow.
     AnsiStr(std::string_view view) noexcept;
+    /// The same for std::string itself, and for nothing that merely converts to one: what chose
+    /// among the other constructors still does.
+    template <std::same_as<std::string> String>
+    AnsiStr(const String& text) noexcept : AnsiStr(std::string_view(text)) {}
     /// Room for `n` characters and the NUL, to be written through `buffer`; the text ends at the
     /// first NUL. `buffer` is null, and the string empty, when memory runs out.
     AnsiStr(unsigned n, char*& buffer) noexcept;
@@ -121,6 +129,10 @@ public:
     AnsiStr& operator=(const char* text) noexcept { return *this = AnsiStr(text); }
     AnsiStr& operator=(const AnsiSubStr& view) noexcept { return *this = AnsiStr(view); }
     AnsiStr& operator=(std::string_view view) noexcept { return *this = AnsiStr(view); }
+    template <std::same_as<std::string> String>
+    AnsiStr& operator=(const String& text) noexcept {
+        return *this = AnsiStr(text);
+    }
     void Swap(AnsiStr& other) noexcept { std::swap(imp_, other.imp_); }
 
     /// The NUL-terminated characters; never null. Valid until the string changes.
@@ -130,7 +142,14 @@ public:
     unsigned GetLength() const noexcept { return imp_ != nullptr ? imp_->GetLength() : 0; }
     unsigned GetCapacity() const noexcept { return imp_ != nullptr ? imp_->capacity : 0; }
     bool IsEmpty() const noexcept { return GetLength() == 0; }
+    /// Valid until the string changes.
     operator std::string_view() const noexcept { return {GetStr(), GetLength()}; }
+    /// A copy. Throws std::bad_alloc, as std::string does.
+    operator std::string() const { return std::string(std::string_view(*this)); }
+
+    /// The characters, without the NUL. The iterators are valid until the string changes.
+    const char* begin() const noexcept { return GetStr(); }
+    const char* end() const noexcept { return GetStr() + GetLength(); }
 
     /// Makes this the sole owner of a body with room for `n` characters, to append to or to be
     /// written through the result. The text is kept.
@@ -148,6 +167,10 @@ public:
     }
     AnsiStr& operator+=(std::string_view view) noexcept { return Append(view); }
     AnsiStr& operator+=(const AnsiStr& text) noexcept { return Append(text); }
+    template <std::same_as<std::string> String>
+    AnsiStr& operator+=(const String& text) noexcept {
+        return Append(text);
+    }
     AnsiStr& operator+=(const AnsiSubStr& view) noexcept { return Append(view); }
     AnsiStr& operator+=(const char* text) noexcept {
         return text != nullptr ? Append(text) : *this;
@@ -188,6 +211,20 @@ public:
     friend bool operator==(const AnsiStr& a, const char* b) noexcept {
         return std::string_view(a) == (b != nullptr ? std::string_view(b) : std::string_view());
     }
+    template <std::same_as<std::string> String>
+    friend bool operator==(const AnsiStr& a, const String& b) noexcept {
+        return std::string_view(a) == b;
+    }
+
+    /// Orders by bytes as unsigned values; a text comes after those that it begins with. In contrast
+    /// to Compare, a NUL is a character like any other.
+    template <std::convertible_to<std::string_view> Text>
+    friend std::strong_ordering operator<=>(const AnsiStr& a, const Text& b) noexcept {
+        return std::string_view(a) <=> std::string_view(b);
+    }
+    friend std::strong_ordering operator<=>(const AnsiStr& a, const char* b) noexcept {
+        return a <=> (b != nullptr ? std::string_view(b) : std::string_view());
+    }
 
     /// A new string of exactly both lengths. A result that would pass kMaxLength is empty, and
     /// the last error kErrorStringOverflow.
@@ -219,3 +256,13 @@ inline std::string_view GetCText(const AnsiStr& text) noexcept {
 }
 
 }  // namespace KivGuiBase
+
+/// Equal texts have one hash, whichever type they have: with std::equal_to<> a container finds an
+/// AnsiStr by a std::string_view.
+template <>
+struct std::hash<KivGuiBase::AnsiStr> {
+    using is_transparent = void;
+    size_t operator()(std::string_view text) const noexcept {
+        return std::hash<std::string_view>()(text);
+    }
+};

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <compare>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "kivgui/ansi_str.h"
 #include "kivgui/export.h"
@@ -50,10 +53,9 @@ class KIV_EXPORT File {
 public:
     File() noexcept = default;
     explicit File(const AnsiStr& path) noexcept : path_(path) {}
-    /// Wherever a file is asked for, a path of the standard library will do. Empty when memory runs
-    /// out.
+    /// From std::filesystem::path. Empty when memory runs out.
     template <StandardPath Path>
-    File(const Path& path) noexcept
+    explicit File(const Path& path) noexcept
         : path_(FromSystemPath(std::basic_string_view<typename Path::value_type>(path.native()))) {}
 
     /// A path for a new temporary file; nothing is created yet.
@@ -88,6 +90,10 @@ public:
     /// Deletes the file. `flag` has no effect.
     bool Remove(bool flag) const noexcept;
 
+    /// By the bytes of the path: two spellings of one file differ.
+    friend bool operator==(const File& a, const File& b) noexcept = default;
+    friend std::strong_ordering operator<=>(const File& a, const File& b) noexcept = default;
+
 private:
     AnsiStr path_;
 };
@@ -102,3 +108,10 @@ private:
 KIV_EXPORT AnsiStr MakeSafeFileName(const AnsiStr& text, unsigned maxLength = 255) noexcept;
 
 }  // namespace KivGuiBase
+
+template <>
+struct std::hash<KivGuiBase::File> {
+    size_t operator()(const KivGuiBase::File& file) const noexcept {
+        return std::hash<KivGuiBase::AnsiStr>()(file.GetPath());
+    }
+};
