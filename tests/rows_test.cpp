@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@
 #include "kivgui/charset.h"
 #include "kivgui/convert.h"
 #include "kivgui/token_iterator.h"
+#include "mime/mail/address.h"
+#include "mime/mail/date.h"
 #include "mime/mime.h"
 #include "parser/reading.h"
 #include "support/bytes.h"
@@ -93,6 +96,33 @@ std::string ListMailboxes(const std::string& in) {
                  ToString(parser.address) + "]\n";
     }
     return shown + (parser.IsMalformed() ? "malformed" : "end");
+}
+
+/// What is in an address list: a line for each address, and what its text, read again, must keep.
+std::string ListAddresses(const std::string& in) {
+    const AddressList list = AddressList::Parse(in);
+    EXPECT_EQ(AddressList::Parse(list.GetStr()), list) << list;
+    std::string shown;
+    for (const Address& address : list) {
+        const std::string group = address.GetGroup().empty() ? "" : " {" + address.GetGroup() + "}";
+        shown += "[" + address.GetName() + "] [" + address.GetAddress() + "]" + group + "\n";
+    }
+    for (const std::string& group : list.GetGroups()) shown += "group " + group + "\n";
+    for (const AddressList::Problem& problem : list.GetProblems()) {
+        EXPECT_EQ(in.substr(problem.offset, problem.text.size()), problem.text);
+        shown += std::to_string(problem.offset) + " " + std::string(problem.why) + "\n";
+    }
+    return shown.substr(0, shown.size() - std::min<size_t>(shown.size(), 1));
+}
+
+/// A date in UTC, and as it was written.
+std::string ReadDate(const std::string& in) {
+    std::optional<Date> date = Date::Parse(in);
+    if (!date) return "none";
+    const std::string shown = date->Format();
+    EXPECT_EQ(Date::Parse(shown), date);
+    date->offset = {};
+    return date->Format().substr(5, 20) + " UTC, " + shown;
 }
 
 std::string CompareWithSubject(const std::string& in) {
@@ -252,8 +282,10 @@ std::string JoinFlowed(const std::string& in) {
 
 const std::map<std::string, Function>& GetFunctions() {
     static const std::map<std::string, Function> functions = {
+        {"addresses", ListAddresses},
         {"charset", ConvertCharset},
         {"charset_multibyte", ConvertCharset},
+        {"dates", ReadDate},
         {"decode_address_words", Of(&Decoding::AddressWords)},
         {"decode_base64", OfBody(&Decoding::Base64)},
         {"decode_flowed", JoinFlowed},

@@ -1,0 +1,316 @@
+#include <algorithm>
+#include <optional>
+
+#include "mime/mail/address.h"
+#include "mime/mail/address_text.h"
+#include "mime/mail/address_tokens.h"
+#include "mime/mail/whole.h"
+
+// Reads the tokens of a value entry by entry. An entry ends at a "," or ";" outside angle brackets. In it
+// each "<" ... ">" is an address, and what precedes it is its name:
+//
+//   entry = *([phrase] "<" addr-spec ">") rest
+//
+// Usually there is one. What follows the last bracket, or the whole entry, holds addresses without
+// brackets (an "@" between two words), their names before them; or a name that comes after its address;
+// or, as all of an entry, one word: an address without a domain.
+//
+// A bracket that does not end ends with the entry; one with another "<" in it is passed over. Nothing is
+// read twice: a search for ">" ends at the next "<", and a failed search for an "@" is not repeated at the
+// next dot of the same run.
+
+namespace MIME {
+
+namespace {
+
+using Kind = AddressToken::Kind;
+
+constexpr std::string_view kNoAddress = "has no address";
+constexpr std::string_view kEmpty = "has empty angle brackets";
+constexpr std::string_view kNoLocalPart = "has no local part";
+constexpr std::string_view kNoDomain = "has no domain";
+constexpr std::string_view kManyAts = "has more than one \"@\"";
+constexpr std::string_view kTooMuch = "has more than an address in angle brackets";
+constexpr std::string_view kControls = "has control characters in its address";
+
+bool IsComment(const AddressToken& token) noexcept {
+    return token.Is(Kind::comment);
+}
+
+/// A token that can be a word of a local part.
+bool IsWord(const AddressToken& token) noexcept {
+    return token.Is(Kind::atom) || token.Is(Kind::word) || token.Is(Kind::quoted);
+}
+
+/// Encoded words are taken as they are in addresses, where they can hold only what atoms can.
+bool IsPlain(const AddressToken& token) noexcept {
+    return !token.Is(Kind::word) || std::all_of(token.text.begin(), token.text.end(),
+                                                [](char c) { return IsAddressAtomByte(c); });
+}
+
+/// A walk over tokens that steps over comments.
+class TokenWalk {
+public:
+    explicit TokenWalk(AddressTokens tokens) noexcept : tokens_(tokens) { SkipComments(); }
+
+    bool IsAtEnd() const noexcept { return at_ == tokens_.size(); }
+    size_t GetPosition() const noexcept { return at_; }
+    bool At(char mark) const noexcept { return !IsAtEnd() && tokens_[at_].Is(mark); }
+    bool At(Kind kind) const noexcept { return !IsAtEnd() && tokens_[at_].Is(kind); }
+    AddressTokens GetSince(size_t first) const { return tokens_.subspan(first, at_ - first); }
+
+    void Skip() noexcept {
+        ++at_;
+        SkipComments();
+    }
+
+    /// Takes words and dots, up to a word that no dot separates from the word before it.
+    template <class IsPart>
+    AddressTokens TakeDotted(IsPart isPart) {
+        const size_t first = at_;
+        bool isAfterWord = false;
+        while (!IsAtEnd()) {
+            const bool isDot = tokens_[at_].Is('.');
+            if (!isDot && (isAfterWord || !isPart(tokens_[at_]))) break;
+            isAfterWord = !isDot;
+            Skip();
+        }
+        return GetSince(first);
+    }
+
+private:
+    void SkipComments() noexcept {
+        while (!IsAtEnd() && IsComment(tokens_[at_])) ++at_;
+    }
+
+    AddressTokens tokens_;
+    size_t at_ = 0;
+};
+
+/// An addr-spec, or why there is none.
+struct AddrSpec {
+    std::string text;
+    std::string_view fault;
+};
+
+bool HasWord(AddressTokens tokens) noexcept {
+    return std::any_of(tokens.begin(), tokens.end(), IsWord);
+}
+
+bool HasControls(std::string_view text) noexcept {
+    return std::any_of(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7F';
+    });
+}
+
+AddrSpec MakeAddrSpec(AddressTokens local, AddressTokens domain) {
+    if (!HasWord(local)) return {{}, kNoLocalPart};
+    if (!std::all_of(local.begin(), local.end(), IsPlain)) return {{}, kNoAddress};
+    if (!std::all_of(domain.begin(), domain.end(), IsPlain)) return {{}, kNoDomain};
+    std::string text = MakeLocalPart(local);
+    if (!domain.empty()) text += '@' + MakeDomain(domain);
+    if (HasControls(text)) return {{}, kControls};
+    return {std::move(text), {}};
+}
+
+/// Takes what follows a local part: "@" and the domain. The domain is empty when there is none.
+AddressTokens TakeDomain(TokenWalk& walk) {
+    walk.Skip();
+    const size_t first = walk.GetPosition();
+    if (walk.At(Kind::literal)) {
+        walk.Skip();
+        return walk.GetSince(first);
+    }
+    const AddressTokens domain = walk.TakeDotted(
+        [](const AddressToken& token) { return IsWord(token) && !token.Is(Kind::quoted); });
+    return HasWord(domain) ? domain : AddressTokens();
+}
+
+/// Reads what is in angle brackets: [obs-route] addr-spec (RFC 5322, 3.4.1 and 4.4).
+AddrSpec ReadBracketed(AddressTokens tokens) {
+    TokenWalk walk(tokens);
+    if (walk.IsAtEnd()) return {{}, kEmpty};
+    if (walk.At('@') || walk.At(',')) {
+        while (!walk.IsAtEnd() && !walk.At(':')) walk.Skip();
+        if (walk.IsAtEnd()) return {{}, kNoLocalPart};
+        walk.Skip();
+    }
+    const AddressTokens local = walk.TakeDotted(IsWord);
+    AddressTokens domain;
+    if (walk.At('@')) {
+        domain = TakeDomain(walk);
+        if (domain.empty()) return {{}, kNoDomain};
+    }
+    if (!walk.IsAtEnd()) return {{}, walk.At('@') ? kManyAts : kTooMuch};
+    return MakeAddrSpec(local, domain);
+}
+
+}  // namespace
+
+class AddressListReader {
+public:
+    explicit AddressListReader(std::string_view value)
+        : value_(value), all_(TokenizeAddresses(value)) {}
+
+    AddressList Read() {
+        while (at_ < all_.size()) {
+            TakeEntry();
+            const bool isGroupEnd = at_ < all_.size() && all_[at_].Is(';');
+            if (isGroupEnd) EndGroup();
+            ++at_;  // past what ends the entry, or begins the group
+        }
+        EndGroup();
+        return std::move(list_);
+    }
+
+private:
+    AddressTokens Get(size_t first, size_t end) const {
+        return AddressTokens(all_).subspan(first, end - first);
+    }
+
+    /// Reads up to the delimiter that ends the entry, or to the ":" after the name of a group.
+    void TakeEntry() {
+        const size_t entry = at_;
+        const size_t addressesBefore = list_.addresses_.size();
+        const size_t problemsBefore = list_.problems_.size();
+        size_t start = at_;  // of what follows the last bracket
+        bool hasWord = false;
+        bool hasAddress = false;
+        for (; at_ < all_.size() && !all_[at_].Is(',') && !all_[at_].Is(';'); ++at_) {
+            const AddressToken& token = all_[at_];
+            hasWord = hasWord || IsWord(token);
+            hasAddress = hasAddress || token.Is('@');
+            if (token.Is(':') && !hasAddress) {
+                if (hasWord) return BeginGroup(MakeDisplayName(Get(entry, at_)));
+                start = at_ + 1;  // it belongs to nothing
+            }
+            if (!token.Is('<')) continue;
+            const size_t end = FindBracketEnd();
+            if (end == at_) continue;
+            TakeBracketed(start, end);
+            hasAddress = true;
+            const bool isClosed = end < all_.size() && all_[end].Is('>');
+            at_ = isClosed ? end : end - 1;
+            start = at_ + 1;
+        }
+        TakeRest(start, problemsBefore, addressesBefore);
+        NameByComment(entry, addressesBefore);
+    }
+
+    /// Where the bracket that opens here ends: at its ">", or at the end of the entry. Here, when
+    /// another one opens first.
+    size_t FindBracketEnd() const noexcept {
+        size_t separator = all_.size();
+        const auto first =
+            std::find_if_not(all_.begin() + static_cast<ptrdiff_t>(at_) + 1, all_.end(), IsComment);
+        bool isRoute = first != all_.end() && (first->Is('@') || first->Is(','));
+        for (size_t end = at_ + 1; end < all_.size(); ++end) {
+            const AddressToken& token = all_[end];
+            if (token.Is('>')) return end;
+            if (token.Is('<')) return separator < end ? separator : at_;
+            if (token.Is(':')) isRoute = false;
+            if (!token.Is(',') && !token.Is(';')) continue;
+            separator = std::min(separator, end);
+            if (token.Is(',') && !isRoute) return separator;
+        }
+        return separator;
+    }
+
+    /// Takes the address in the bracket that opens here and ends at `end`.
+    void TakeBracketed(size_t start, size_t end) {
+        AddrSpec spec = ReadBracketed(Get(at_ + 1, end));
+        if (spec.fault.empty()) {
+            Add(MakeDisplayName(Get(start, at_)), std::move(spec.text));
+        } else {
+            const bool isClosed = end < all_.size() && all_[end].Is('>');
+            Report(start, isClosed ? end + 1 : end, spec.fault);
+        }
+    }
+
+    /// Takes addresses without brackets, or a name after its address, from `start` to here.
+    void TakeRest(size_t start, size_t problemsBefore, size_t addressesBefore) {
+        const AddressTokens rest = Get(start, at_);
+        size_t nameStart = 0;
+        for (TokenWalk walk(rest); !walk.IsAtEnd();) {
+            const size_t localStart = walk.GetPosition();
+            const AddressTokens local = walk.TakeDotted(IsWord);
+            if (!walk.At('@')) {
+                if (walk.GetPosition() == localStart) walk.Skip();
+                continue;
+            }
+            const AddressTokens domain = TakeDomain(walk);
+            AddrSpec spec = MakeAddrSpec(local, domain);
+            if (spec.fault.empty() && domain.empty()) spec.fault = kNoDomain;
+            if (spec.fault.empty() && walk.At('@')) spec.fault = kManyAts;
+            if (!spec.fault.empty()) return Report(start, at_, spec.fault);
+            Add(MakeDisplayName(rest.subspan(nameStart, localStart - nameStart)),
+                std::move(spec.text));
+            nameStart = walk.GetPosition();
+        }
+        const AddressTokens name = rest.subspan(nameStart);
+        if (list_.addresses_.size() > addressesBefore) {
+            std::string& given = list_.addresses_.back().name_;
+            if (given.empty()) given = MakeDisplayName(name);
+        } else if (list_.problems_.size() == problemsBefore) {
+            TakeSingleWord(start, name);
+        }
+    }
+
+    /// Takes an entry without any "@" and bracket: a single word is an address without a domain.
+    void TakeSingleWord(size_t start, AddressTokens tokens) {
+        if (std::all_of(tokens.begin(), tokens.end(), IsComment)) return;
+        TokenWalk walk(tokens);
+        const AddressTokens local =
+            walk.TakeDotted([](const AddressToken& token) { return token.Is(Kind::atom); });
+        if (!walk.IsAtEnd() || !HasWord(local)) return Report(start, at_, kNoAddress);
+        Add({}, MakeLocalPart(local));
+    }
+
+    /// The last comment of the entry is the name of its last address, when that has none.
+    void NameByComment(size_t entry, size_t addressesBefore) {
+        if (list_.addresses_.size() == addressesBefore) return;
+        std::string& name = list_.addresses_.back().name_;
+        if (!name.empty()) return;
+        for (size_t i = at_; i > entry; --i) {
+            if (!IsComment(all_[i - 1])) continue;
+            name = MakeDisplayName(all_[i - 1].text);
+            return;
+        }
+    }
+
+    void Add(std::string name, std::string address) {
+        list_.addresses_.push_back(Address(std::move(name), std::move(address), group_));
+    }
+
+    void Report(size_t first, size_t end, std::string_view why) {
+        const char* const begin = all_[first].text.data();
+        const std::string_view last = all_[end - 1].text;
+        const auto length = static_cast<size_t>(last.data() + last.size() - begin);
+        list_.problems_.push_back(
+            {std::string(begin, length), static_cast<size_t>(begin - value_.data()), why});
+    }
+
+    void BeginGroup(std::string name) {
+        EndGroup();
+        group_ = std::make_shared<const std::string>(std::move(name));
+        list_.groups_.push_back({group_, list_.addresses_.size(), list_.addresses_.size()});
+    }
+
+    void EndGroup() {
+        if (group_ == nullptr) return;
+        list_.groups_.back().end = list_.addresses_.size();
+        group_.reset();
+    }
+
+    std::string_view value_;
+    std::vector<AddressToken> all_;
+    size_t at_ = 0;
+    std::shared_ptr<const std::string> group_;  ///< the one that is open
+    AddressList list_;
+};
+
+AddressList AddressList::Parse(std::string_view fieldValue) {
+    return Whole([fieldValue] { return AddressListReader(fieldValue).Read(); });
+}
+
+}  // namespace MIME
