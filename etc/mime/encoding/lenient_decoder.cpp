@@ -34,7 +34,7 @@ size_t LenientBase64::Decode(std::string_view piece, char* out) noexcept {
     const char* next = piece.data();
     const char* const end = next + piece.size();
     char* put = out;
-    while (next != end) {
+    while (next != end && !isEnded_) {
         if (open_ == 0 && !isPadded_) {
             const size_t groups = static_cast<size_t>(end - next) / 4 * 4;
             const size_t taken = KivGuiBase::Base64::DecodeGroups(
@@ -73,6 +73,7 @@ size_t LenientBase64::Take(char c, uint64_t offset, char* out) noexcept {
     const unsigned value = KivGuiBase::Base64::GetValue(c);
     if (value == KivGuiBase::Base64::kNoValue) {
         if (c == '=') return TakePadding(offset, out);
+        isEnded_ = isPadded_ && !IsBlankAscii(c);
         (IsBlankAscii(c) ? blanks_ : rubbish_).Note(offset);
         return 0;
     }

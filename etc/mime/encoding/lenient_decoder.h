@@ -26,7 +26,8 @@ inline constexpr size_t kLenientRoom = 8;
 /// Base64 (RFC 2045, 6.8), with these departures:
 ///  1. What is outside the alphabet is passed over; white space is not counted as rubbish.
 ///  2. A group that is cut short by the end of the text gives the bytes that it has.
-///  3. After padding a new run of groups may begin.
+///  3. After padding a new run of groups may begin. What begins with a character outside the alphabet
+///     is no base64: mailing lists and scanners add lines of text there. It ends the data.
 class LenientBase64 {
 public:
     /// Decodes a piece. `out` has room for kLenientRoom bytes more than the piece has.
@@ -64,6 +65,7 @@ private:
     unsigned open_ = 0;
     unsigned paddingDue_ = 0;  ///< "=" that the padding still lacks
     bool isPadded_ = false;    ///< nothing but padding since the last group
+    bool isEnded_ = false;     ///< other text followed the padding
     Tally rubbish_;
     Tally blanks_;
     Tally missingPadding_;

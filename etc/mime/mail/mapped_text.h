@@ -16,6 +16,8 @@ namespace MIME {
 /// stay valid. Any number of threads may look at the text.
 class MappedText {
 public:
+    /// No text.
+    MappedText() noexcept = default;
     /// @return cannotOpen or cannotRead, with the system's code and a text such as
     ///         "x.eml: No such file or folder". A folder, a pipe or a device cannot be read. Throws
     ///         std::bad_alloc.

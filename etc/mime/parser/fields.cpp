@@ -90,20 +90,6 @@ bool HasEncodedWord(std::string_view text) noexcept {
     return text.find("=?") != std::string_view::npos;
 }
 
-/// Removes the line ends, each of which is before white space (RFC 5322, 2.2.3).
-std::string_view Unfold(std::string_view value, std::string& unfolded) {
-    if (!HasChar(value, '\n')) return value;
-    unfolded.clear();
-    while (!value.empty()) {
-        const size_t feed = value.find('\n');
-        std::string_view line = value.substr(0, feed);
-        if (feed != std::string_view::npos && line.ends_with('\r')) line.remove_suffix(1);
-        unfolded += line;
-        value.remove_prefix(feed == std::string_view::npos ? value.size() : feed + 1);
-    }
-    return unfolded;
-}
-
 void NoteControls(std::string_view value, Reading& reading) {
     if (!reading.report.IsWanted()) return;
     for (size_t at = value.find('\r'); at != std::string_view::npos;
@@ -218,6 +204,23 @@ void StoreText(HeaderValue& target, FieldKind kind, std::string_view value) noex
 }
 
 }  // namespace
+
+bool HoldsAddresses(std::string_view name) noexcept {
+    return GetKind(name) == FieldKind::addresses;
+}
+
+std::string_view Unfold(std::string_view value, std::string& unfolded) {
+    if (!HasChar(value, '\n')) return value;
+    unfolded.clear();
+    while (!value.empty()) {
+        const size_t feed = value.find('\n');
+        std::string_view line = value.substr(0, feed);
+        if (feed != std::string_view::npos && line.ends_with('\r')) line.remove_suffix(1);
+        unfolded += line;
+        value.remove_prefix(feed == std::string_view::npos ? value.size() : feed + 1);
+    }
+    return unfolded;
+}
 
 bool FieldReader::Store(HeaderMap& headers, std::string_view name, std::string_view value) {
     if (reading_.IsMail()) return StoreByMailRules(headers, name, value);

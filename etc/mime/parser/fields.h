@@ -26,6 +26,13 @@ private:
     std::string unfolded_;  ///< kept, so that fields share its memory
 };
 
+/// Returns true for the fields whose value is a list of addresses, "From" and the like.
+bool HoldsAddresses(std::string_view name) noexcept;
+
+/// The value without its line ends, each of which is before white space (RFC 5322, 2.2.3).
+/// @param unfolded  keeps the result when there are any.
+std::string_view Unfold(std::string_view value, std::string& unfolded);
+
 /// Derives the part's `info` from its Content-Type and Content-Transfer-Encoding fields, both of
 /// which it adds, empty, where they are missing.
 ///

@@ -36,6 +36,23 @@ bool BeginsField(std::string_view line) noexcept {
                        [](char c) noexcept { return c > ' ' && c < '\x7F'; });
 }
 
+/// Only a header block has these fields; a body may well begin with "From: " or "Note: ".
+constexpr std::string_view kHeaderOnly[] = {
+    "MIME-Version",        "Content-Type",   "Content-Transfer-Encoding",
+    "Content-Disposition", "Message-ID",     "Received",
+    "Return-Path",         "DKIM-Signature", "ARC-Seal",
+    "References",          "In-Reply-To",    "Authentication-Results",
+    "Delivered-To",
+};
+
+bool IsHeaderOnly(std::string_view line) noexcept {
+    if (!BeginsField(line)) return false;
+    const std::string_view name = TrimSpace(line.substr(0, line.find(':')));
+    return std::any_of(
+        std::begin(kHeaderOnly), std::end(kHeaderOnly),
+        [name](std::string_view known) { return KivGuiBase::EqualsCaseless(known, name); });
+}
+
 class BlockReader {
 public:
     BlockReader(Reading& reading, const Delimiters& delimiters, const char* begin,
@@ -49,6 +66,8 @@ private:
     bool ParseHeaderLine(const Line& line);
     bool TakeFoldedField(const Line& firstLine);
     bool EndsOpenBlock(const Line& line);
+    bool HasHeaderFieldAfter(const Line& line);
+    bool TakeMailLine(const Line& line);
     bool SkipContinuations();
     bool SplitField(std::string_view text, size_t colon);
     bool CountField() noexcept;
@@ -61,6 +80,7 @@ private:
     const char* begin_;
     FieldTaker& fields_;
     unsigned count_ = 0;
+    const char* nextField_ = nullptr;  ///< a field that only a header block has, found ahead
 };
 
 bool BlockReader::Read(const char*& end) {
@@ -80,7 +100,7 @@ bool BlockReader::Read(const char*& end) {
         }
         if (line.text.size() > AnsiStr::kMaxLength) return reading_.Fail(Messages::kLineTooLong);
         if (reading_.IsMail() && EndsOpenBlock(line)) return true;
-        if (!(reading_.IsMail() ? TakeFoldedField(line) : ParseHeaderLine(line))) return false;
+        if (!(reading_.IsMail() ? TakeMailLine(line) : ParseHeaderLine(line))) return false;
     }
 }
 
@@ -100,9 +120,35 @@ bool BlockReader::EndsOpenBlock(const Line& line) {
         reading_.Note(Deviation::headerCutOff, place);
         return true;
     }
-    if (BeginsField(line.text)) return false;
+    if (BeginsField(line.text) || HasHeaderFieldAfter(line)) return false;
     reading_.Note(Deviation::bodyWithoutBlankLine, place);
     return true;
+}
+
+/// Does a field that only a header block has follow a line that is no field, before the first empty line
+/// and any boundary line? What was found ahead is kept, so that each line is looked at once.
+bool BlockReader::HasHeaderFieldAfter(const Line& line) {
+    if (nextField_ != nullptr && line.text.data() < nextField_) return true;
+    const auto used = static_cast<uint64_t>(line.text.data() - begin_);
+    const uint64_t room =
+        std::min<uint64_t>(reading_.limits.GetHeaderRoom(used), reading_.cursor.GetLeft());
+    Cursor ahead(line.text.data(), room);
+    ahead.Skip(std::min(line.extent, room));
+    while (ahead.GetLeft() > 0) {
+        const Line next = TakeLine(ahead, Rules::mail);
+        if (IsBlankText(next.text) || delimiters_.IsBoundaryLine(next.text.data())) return false;
+        if (!IsHeaderOnly(next.text)) continue;
+        nextField_ = next.text.data();
+        return true;
+    }
+    return false;
+}
+
+bool BlockReader::TakeMailLine(const Line& line) {
+    if (IsBlankAscii(line.text.front()) || BeginsField(line.text)) return TakeFoldedField(line);
+    reading_.Note(Deviation::lineInHeader, line.text.data());
+    reading_.cursor.Skip(line.extent);
+    return CountField();
 }
 
 /// Takes a line and those that continue it (RFC 5322, 2.2.3).
@@ -162,6 +208,20 @@ bool PeekHeaderLine(Reading& reading, const char* begin, unsigned fields, Line& 
     }
     line = PeekLine(Cursor(cursor.GetNext(), window), reading.rules);
     return line.kind != Line::Kind::rest || reading.limits.CheckHeader(used + window, fields);
+}
+
+/// ">From " is what mail programs make of such a line inside a message. With a ":" it is a field whose
+/// name has white space after it.
+bool PeekMboxLine(Reading& reading, Line& line) noexcept {
+    line = Line{};
+    const std::string_view rest = reading.cursor.GetRest();
+    if (!rest.starts_with("From ") && !rest.starts_with(">From ")) return true;
+    if (!PeekHeaderLine(reading, reading.cursor.GetNext(), 0, line)) return false;
+    std::string_view text = line.text;
+    text.remove_prefix(text.find(' '));
+    const size_t next = text.find_first_not_of(" \t");
+    if (next != std::string_view::npos && text[next] == ':') line = Line{};
+    return true;
 }
 
 bool ReadHeaderBlock(Reading& reading, const Delimiters& delimiters, const char* begin,

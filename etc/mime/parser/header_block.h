@@ -27,6 +27,10 @@ protected:
 /// @return false, with a message, when the line would pass the limit.
 bool PeekHeaderLine(Reading& reading, const char* begin, unsigned fields, Line& line) noexcept;
 
+/// The mbox line at the cursor, before a header block (RFC 4155); `line.extent` is 0 when there is
+/// none. False as above.
+bool PeekMboxLine(Reading& reading, Line& line) noexcept;
+
 /// Reads a header block up to and including the empty line that ends it (RFC 5322, 2.2).
 ///
 /// @param delimiters  what may cut a header block off, by the mail rules.

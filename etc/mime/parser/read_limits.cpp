@@ -18,14 +18,15 @@ ReadOptions ReadOptions::Mail() noexcept {
     return mail;
 }
 
-bool Limits::Fail(const char* what, unsigned long long limit) noexcept {
+bool Limits::Fail(Kind kind, const char* what, unsigned long long limit) noexcept {
+    passed_ = kind;
     error_ = Messages::LimitReached(what, limit);
     return false;
 }
 
 bool Limits::CountPart() noexcept {
     if (options_.maxParts != 0 && parts_ >= options_.maxParts) {
-        return Fail("entities", options_.maxParts);
+        return Fail(Kind::parts, "entities", options_.maxParts);
     }
     ++parts_;
     return true;
@@ -33,15 +34,15 @@ bool Limits::CountPart() noexcept {
 
 bool Limits::CheckDepth(size_t levels) noexcept {
     if (options_.maxDepth == 0 || levels < options_.maxDepth) return true;
-    return Fail("levels of entities", options_.maxDepth);
+    return Fail(Kind::depth, "levels of entities", options_.maxDepth);
 }
 
 bool Limits::CheckHeader(unsigned long long bytes, unsigned fields) noexcept {
     if (options_.maxHeaderBytes != 0 && bytes > options_.maxHeaderBytes) {
-        return Fail("bytes in a header block", options_.maxHeaderBytes);
+        return Fail(Kind::headerBytes, "bytes in a header block", options_.maxHeaderBytes);
     }
     if (options_.maxFields != 0 && fields > options_.maxFields) {
-        return Fail("fields in a header block", options_.maxFields);
+        return Fail(Kind::fields, "fields in a header block", options_.maxFields);
     }
     return true;
 }
@@ -53,7 +54,7 @@ bool Limits::CountDecoded(unsigned long long bytes) noexcept {
 }
 
 bool Limits::FailDecoded() noexcept {
-    return Fail("bytes of bodies", options_.maxDecodedBytes);
+    return Fail(Kind::decodedBytes, "bytes of bodies", options_.maxDecodedBytes);
 }
 
 }  // namespace MIME

@@ -13,6 +13,8 @@ namespace MIME {
 /// Each check returns false, with a message in the reader's error text, once its limit is passed.
 class Limits {
 public:
+    enum class Kind { none, depth, parts, fields, headerBytes, decodedBytes };
+
     Limits(const ReadOptions& options, AnsiStr& error) noexcept
         : options_(options), error_(error) {}
 
@@ -31,11 +33,15 @@ public:
     bool CountDecoded(unsigned long long bytes) noexcept;
     bool FailDecoded() noexcept;
 
+    /// The limit that was passed, if any.
+    Kind GetPassed() const noexcept { return passed_; }
+
 private:
-    bool Fail(const char* what, unsigned long long limit) noexcept;
+    bool Fail(Kind kind, const char* what, unsigned long long limit) noexcept;
 
     const ReadOptions& options_;
     AnsiStr& error_;
+    Kind passed_ = Kind::none;
     unsigned parts_ = 0;
     unsigned long long decoded_ = 0;
 };

@@ -1,7 +1,9 @@
 #include "mime/parser/reading.h"
 
+#include <algorithm>
 #include <cstring>
 
+#include "kivgui/utf8.h"
 #include "mime/foundation/text_search.h"
 
 namespace MIME {
@@ -35,6 +37,12 @@ Line PeekMailLine(std::string_view rest) noexcept {
 }
 
 }  // namespace
+
+Cursor Cursor::AtMessage(std::string_view text) noexcept {
+    text = KivGuiBase::SkipByteOrderMark(text);
+    const size_t start = std::min(text.find_first_not_of("\r\n"), text.size());
+    return {text.data() + start, text.size() - start};
+}
 
 Line PeekLine(const Cursor& cursor, Rules rules) noexcept {
     return rules == Rules::mail ? PeekMailLine(cursor.GetRest()) : PeekExactLine(cursor.GetRest());

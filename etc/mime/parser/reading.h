@@ -15,6 +15,10 @@ class Cursor {
 public:
     Cursor(const char* text, uint64_t size) noexcept : next_(text), left_(size) {}
 
+    /// At the message in `text`: what does no harm before its header block, a byte-order mark and
+    /// blank lines, is skipped.
+    static Cursor AtMessage(std::string_view text) noexcept;
+
     const char* GetNext() const noexcept { return next_; }
     uint64_t GetLeft() const noexcept { return left_; }
     const char* GetEnd() const noexcept { return next_ + left_; }

@@ -40,17 +40,10 @@ bool Scanner::ReadEntity(const char* contentType) {
     return ReadBody() && EndEntity();
 }
 
-/// RFC 4155; ">From " is what mail programs make of such a line inside a message. With a ":" it is a
-/// field whose name has white space after it.
 bool Scanner::SkipMboxLine() {
-    const std::string_view rest = cursor_.GetRest();
-    if (!rest.starts_with("From ") && !rest.starts_with(">From ")) return true;
     Line line;
-    if (!PeekHeaderLine(reading_, cursor_.GetNext(), 0, line)) return false;
-    std::string_view text = line.text;
-    text.remove_prefix(text.find(' '));
-    const size_t next = text.find_first_not_of(" \t");
-    if (next != std::string_view::npos && text[next] == ':') return true;
+    if (!PeekMboxLine(reading_, line)) return false;
+    if (line.extent == 0) return true;
     reading_.Note(Deviation::mboxLine, cursor_.GetNext());
     cursor_.Skip(line.extent);
     return reading_.limits.CheckHeader(line.extent, 0);
@@ -130,6 +123,7 @@ bool Scanner::ReadMultipartLevel() {
 }
 
 bool Scanner::TakeBoundaryLine(const BoundaryLine& line) {
+    builder_.TakeBoundaryLine(line);
     if (line.isEnd) return CloseAll(line.before);
     if (!CloseLevelsInside(line)) return false;
     if (line.closing) {
@@ -139,12 +133,18 @@ bool Scanner::TakeBoundaryLine(const BoundaryLine& line) {
         return Close();
     }
     levels_.back().hasBoundaryLine = true;
+    // At the end of the text a boundary line was meant to close.
+    if (reading_.IsMail() && IsAtBlankEnd()) return true;
     // Between two boundary lines in a row there is no entity.
     if (delimiters_->IsBoundaryLine(cursor_.GetNext())) {
         reading_.Note(Deviation::doubledDelimiter, cursor_.GetNext());
         return true;
     }
     return ReadChild();
+}
+
+bool Scanner::IsAtBlankEnd() const noexcept {
+    return cursor_.GetRest().find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
 /// The boundary line ends what is open inside its level.

@@ -53,6 +53,10 @@ public:
     virtual void NoteClosingBoundary() = 0;
     virtual void TakeEpilogue(std::string_view text) = 0;
 
+    /// A boundary line comes next, or the end of the text: what is open inside the entity at
+    /// `line.level`, where 0 is the top, ends before it. The calls that end these entities follow.
+    virtual void TakeBoundaryLine(const BoundaryLine& /*line*/) {}
+
     /// The boundary of the innermost entity, which has no child, never comes: it is one body.
     virtual void DropBoundary() = 0;
 
@@ -100,6 +104,7 @@ private:
 
     void Open();
     bool Close();
+    bool IsAtBlankEnd() const noexcept;
     bool CloseLevelsInside(const BoundaryLine& line);
     bool CloseAll(const char* end);
     bool EndEntity();

@@ -194,7 +194,9 @@ bool TreeBuilder::TakeContentType(std::string_view value) {
 bool TreeBuilder::KeepPlace(std::string_view name, std::string_view value) noexcept {
     const auto offset = [this](const char* place) { return static_cast<unsigned>(place - block_); };
     const char* const end = value.data() + value.size();
-    if (end - block_ > static_cast<std::ptrdiff_t>(AnsiStr::kMaxLength)) return false;
+    if (end - block_ > static_cast<std::ptrdiff_t>(AnsiStr::kMaxLength)) {
+        return reading_.Fail(Messages::kLineTooLong);
+    }
     return places_.Add({offset(name.data()), offset(name.data() + name.size()),
                         offset(value.data()), offset(end)});
 }
@@ -204,7 +206,7 @@ bool TreeBuilder::KeepFields(std::string_view text) noexcept {
     FieldList& fields = GetPart().fields;
     SharedArray<FieldList::Place> places;
     std::swap(places, places_);
-    if (text.size() > AnsiStr::kMaxLength) return false;
+    if (text.size() > AnsiStr::kMaxLength) return reading_.Fail(Messages::kLineTooLong);
     fields.text_ = text;
     if (fields.text_.GetLength() != text.size()) return false;
     fields.places_ = places;
@@ -307,18 +309,11 @@ void TreeBuilder::RemoveFiles() noexcept {
 
 namespace {
 
-/// Skips what does no harm before the header block: a byte-order mark and blank lines.
-Cursor MakeCursor(std::string_view text) noexcept {
-    text = KivGuiBase::SkipByteOrderMark(text);
-    const size_t start = std::min(text.find_first_not_of("\r\n"), text.size());
-    return {text.data() + start, text.size() - start};
-}
-
 bool ReadText(Part& top, std::string_view text, AnsiStr& error, const ReadOptions& options,
               ReadReport* report, const char* contentType) noexcept {
     error = AnsiStr();
     if (report != nullptr) *report = ReadReport();
-    Reading reading(text.data(), MakeCursor(text), error, options, report);
+    Reading reading(text.data(), Cursor::AtMessage(text), error, options, report);
     TreeBuilder builder(top, reading);
     const KivGuiBase::MemoryWatch watch;
     const auto read = [&] { return Scanner(reading, builder).ReadEntity(contentType); };

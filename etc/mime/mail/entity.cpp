@@ -1,0 +1,267 @@
+// What an entity is, where it is, and what its fields say. Everything is read from the text when it is
+// asked for; only places are kept.
+
+#include <algorithm>
+#include <array>
+
+#include "kivgui/ascii.h"
+#include "kivgui/file.h"
+#include "mime/mail.h"
+#include "mime/mail/header_fields.h"
+#include "mime/mail/message_tree.h"
+#include "mime/mail/whole.h"
+
+namespace MIME {
+
+using KivGuiBase::EqualsCaseless;
+using KivGuiBase::StartsWithCaseless;
+
+namespace {
+
+std::string ToString(std::string_view text) {
+    return std::string(text);
+}
+
+std::string ToLower(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), KivGuiBase::ToLowerAscii);
+    return lower;
+}
+
+std::string GetValue(const HeaderMap& headers, const char* name) {
+    const HeaderMap::Node* const field = headers.Find(name);
+    return field != nullptr ? ToString(field->value.value) : std::string();
+}
+
+std::string ChooseFileName(const HeaderMap& headers) {
+    const std::string name = ToString(headers.GetParameter("Content-Disposition", "filename"));
+    return !name.empty() ? name : ToString(headers.GetParameter("Content-Type", "name"));
+}
+
+std::string ChooseMediaType(const HeaderMap& headers, const EntityPlace& place) {
+    const std::string type = GetValue(headers, "Content-Type");
+    if (!type.empty()) return ToLower(type);
+    return place.isInDigest ? "message/rfc822" : "text/plain";
+}
+
+std::string_view TrimBrackets(std::string_view id) noexcept {
+    id = KivGuiBase::TrimSpace(id);
+    if (id.starts_with('<')) id.remove_prefix(1);
+    if (id.ends_with('>')) id.remove_suffix(1);
+    return id;
+}
+
+/// The first field of a name.
+class Finder final : public FieldVisitor {
+public:
+    explicit Finder(std::string_view name) noexcept : name_(name) {}
+
+    bool Take(const Field& field) override {
+        if (!EqualsCaseless(field.name, name_)) return true;
+        found_ = field;
+        return false;
+    }
+    const std::optional<Field>& GetFound() const noexcept { return found_; }
+
+private:
+    std::string_view name_;
+    std::optional<Field> found_;
+};
+
+}  // namespace
+
+// -------------------------------------------------------------------------------- what it is --
+
+std::string Entity::GetMediaType() const {
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    return ChooseMediaType(headers, tree_->places[index_]);
+}
+
+bool Entity::IsType(std::string_view type) const {
+    const std::string own = GetMediaType();
+    if (!type.ends_with("/*")) return EqualsCaseless(own, type);
+    return StartsWithCaseless(own, type.substr(0, type.size() - 1));
+}
+
+bool Entity::HasChildren() const noexcept {
+    return tree_->HasChildren(index_);
+}
+
+bool Entity::CarriesMessage() const noexcept {
+    return tree_->places[index_].isMessage && HasChildren();
+}
+
+std::string Entity::GetDisposition() const {
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    return ToLower(GetValue(headers, "Content-Disposition"));
+}
+
+bool Entity::IsAttachment() const {
+    if (HasChildren() && !CarriesMessage()) return false;
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    const std::string type = ChooseMediaType(headers, tree_->places[index_]);
+    if (StartsWithCaseless(type, "multipart/")) return false;
+    if (!StartsWithCaseless(type, "text/") && type != "text") return true;
+    if (EqualsCaseless(GetValue(headers, "Content-Disposition"), "attachment")) return true;
+    return index_ != 0 && !ChooseFileName(headers).empty();
+}
+
+std::string Entity::GetFileName() const {
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    return ChooseFileName(headers);
+}
+
+std::string Entity::GetSafeFileName() const {
+    constexpr unsigned kMaxName = 240;  // leaves room for a number
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    return Whole([&] {
+        AnsiStr name(std::string_view(ChooseFileName(headers)));
+        if (name.IsEmpty()) {
+            const std::string type = ChooseMediaType(headers, tree_->places[index_]);
+            AnsiStr extension;
+            if (!GetExtFromTypeStr(AnsiStr(std::string_view(type)), extension)) extension = "bin";
+            if (CarriesMessage()) extension = "eml";
+            const std::string path = GetPath();
+            name = AnsiStr(path.empty() ? "part" : "part-") + AnsiStr(std::string_view(path)) +
+                   AnsiStr(".") + extension;
+        }
+        return ToString(KivGuiBase::MakeSafeFileName(name, kMaxName));
+    });
+}
+
+bool Entity::HasExtension(std::string_view extension) const {
+    const std::string name = GetFileName();
+    const size_t dot = name.rfind('.');
+    return dot != std::string::npos &&
+           EqualsCaseless(std::string_view(name).substr(dot + 1), extension);
+}
+
+std::string Entity::GetCharset() const {
+    return GetParameter("Content-Type", "charset");
+}
+
+std::string Entity::GetContentId() const {
+    return ToString(TrimBrackets(GetField("Content-ID")));
+}
+
+std::string Entity::GetParameter(std::string_view field, std::string_view parameter) const {
+    HeaderMap headers;
+    ReadContentFields(*tree_, index_, headers);
+    return Whole(
+        [&] { return ToString(headers.GetParameter(AnsiStr(field), AnsiStr(parameter))); });
+}
+
+// -------------------------------------------------------------------------------- its fields --
+
+std::vector<Field> Entity::GetFields() const {
+    class Collector final : public FieldVisitor {
+    public:
+        bool Take(const Field& field) override {
+            fields.push_back(field);
+            return true;
+        }
+        std::vector<Field> fields;
+    };
+    Collector collector;
+    VisitFields(*tree_, index_, collector);
+    return std::move(collector.fields);
+}
+
+std::optional<Field> Entity::FindField(std::string_view name) const {
+    Finder finder(name);
+    VisitFields(*tree_, index_, finder);
+    return finder.GetFound();
+}
+
+std::string Entity::GetField(std::string_view name) const {
+    const std::optional<Field> field = FindField(name);
+    return field ? field->GetText(tree_->charset) : std::string();
+}
+
+// --------------------------------------------------------------------------------- its place --
+
+Range Entity::GetRange() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return {place.begin, place.end - place.begin};
+}
+
+Range Entity::GetHeaderRange() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return {place.fields, place.fieldsEnd - place.fields};
+}
+
+Range Entity::GetBodyRange() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return {place.body, place.end - place.body};
+}
+
+std::string_view Entity::GetRaw() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return tree_->Cut(place.begin, place.end);
+}
+
+std::string_view Entity::GetRawHeader() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return tree_->Cut(place.fields, place.fieldsEnd);
+}
+
+std::string_view Entity::GetRawBody() const noexcept {
+    const EntityPlace& place = tree_->places[index_];
+    return tree_->Cut(place.body, place.end);
+}
+
+std::string Entity::GetPath() const {
+    std::vector<uint32_t> numbers;
+    for (uint32_t i = index_; i != 0; i = tree_->places[i].parent) {
+        numbers.push_back(tree_->places[i].number);
+    }
+    std::string path;
+    while (!numbers.empty()) {
+        if (!path.empty()) path += '.';
+        path += std::to_string(numbers.back());
+        numbers.pop_back();
+    }
+    return path;
+}
+
+EntityRange Entity::GetChildren() const noexcept {
+    const uint32_t end = tree_->places[index_].subtreeEnd;
+    return {tree_, std::min(index_ + 1, end), end, false};
+}
+
+EntityRange Entity::GetEntities() const noexcept {
+    return {tree_, index_, tree_->places[index_].subtreeEnd, true};
+}
+
+std::optional<Entity> Entity::GetParent() const noexcept {
+    if (index_ == 0) return std::nullopt;
+    return Entity(*tree_, tree_->places[index_].parent);
+}
+
+Entity Entity::GetRoot() const {
+    if (!HasChildren() || !IsType("multipart/related")) return *this;
+    const std::string start = GetParameter("Content-Type", "start");
+    const std::string_view id = TrimBrackets(start);
+    if (!id.empty()) {
+        for (const Entity& child : GetChildren()) {
+            if (child.GetContentId() == id) return child;
+        }
+    }
+    return *GetChildren().begin();
+}
+
+EntityRange::Iterator& EntityRange::Iterator::operator++() noexcept {
+    index_ = isDeep_ ? index_ + 1 : tree_->places[index_].subtreeEnd;
+    return *this;
+}
+
+size_t EntityRange::size() const noexcept {
+    return static_cast<size_t>(std::distance(begin(), end()));
+}
+
+}  // namespace MIME

@@ -1,0 +1,132 @@
+#include "mime/mail/header_fields.h"
+
+#include <algorithm>
+
+#include "kivgui/ascii.h"
+#include "mime/decoding.h"
+#include "mime/mail/whole.h"
+#include "mime/parser/fields.h"
+#include "mime/parser/header_block.h"
+
+// Header blocks, read again whenever somebody asks for a field. Raw bytes are made UTF-8 before encoded
+// words are decoded, so that a field that has both keeps both.
+
+namespace MIME {
+
+using KivGuiBase::EqualsCaseless;
+
+namespace {
+
+bool HasEncodedWord(std::string_view text) noexcept {
+    return text.find("=?") != std::string_view::npos;
+}
+
+/// One reading of a header block that is known to be complete.
+class Block final : public FieldTaker {
+public:
+    Block(const MessageTree& tree, const EntityPlace& place, FieldVisitor& visitor)
+        : reading_(tree.text.data(), MakeCursor(tree, place), error_, options_, nullptr),
+          visitor_(visitor) {}
+
+    void Visit() {
+        const char* const begin = reading_.cursor.GetNext();
+        const char* end = begin;
+        ReadHeaderBlock(reading_, *Delimiters::Make(reading_), begin, *this, end);
+    }
+
+private:
+    static Cursor MakeCursor(const MessageTree& tree, const EntityPlace& place) noexcept {
+        return {tree.text.data() + place.fields, place.fieldsEnd - place.fields};
+    }
+    static ReadOptions MakeOptions() noexcept {
+        ReadOptions options;
+        options.rules = Rules::mail;
+        return options;
+    }
+
+    bool TakeField(std::string_view name, std::string_view value) override {
+        return name.empty() || visitor_.Take({name, value});
+    }
+
+    const ReadOptions options_ = MakeOptions();
+    AnsiStr error_;
+    Reading reading_;
+    FieldVisitor& visitor_;
+};
+
+}  // namespace
+
+std::string Field::GetText(const TextCharset& how) const {
+    std::string unfolded;
+    std::string text = DecodeRawHeader(Unfold(raw, unfolded), how);
+    if (HasEncodedWord(text)) {
+        text = Whole([&] {
+            const AnsiStr words{std::string_view(text)};
+            return std::string(std::string_view(HoldsAddresses(name) ? Decoding::AddressWords(words)
+                                                                     : Decoding::Words(words)));
+        });
+    }
+    // No line may end inside a value that hosts print or log.
+    const auto isLineEnd = [](char c) { return c == '\r' || c == '\n' || c == '\0'; };
+    std::replace_if(text.begin(), text.end(), isLineEnd, ' ');
+    return text;
+}
+
+void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor) {
+    const EntityPlace& place = tree.places[index];
+    if (index == 0 && tree.hasContentType) {
+        visitor.Take({"Content-Type", tree.contentType});
+        return;
+    }
+    if (place.fields < place.fieldsEnd) Block(tree, place, visitor).Visit();
+}
+
+void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers) {
+    class Reader final : public FieldVisitor {
+    public:
+        Reader(const MessageTree& tree, HeaderMap& headers)
+            : headers_(headers),
+              reading_(tree.text.data(), Cursor(tree.text.data(), 0), error_, options_, nullptr),
+              fields_(reading_),
+              charset_(tree.charset) {}
+
+        bool Take(const Field& field) override {
+            if (!EqualsCaseless(field.name, "Content-Type") &&
+                !EqualsCaseless(field.name, "Content-Disposition")) {
+                return true;
+            }
+            fields_.Store(headers_, field.name, DecodeRawHeader(field.raw, charset_));
+            return true;
+        }
+
+    private:
+        HeaderMap& headers_;
+        const ReadOptions options_ = ReadOptions::Mail();
+        AnsiStr error_;
+        Reading reading_;
+        FieldReader fields_;
+        const TextCharset& charset_;
+    };
+    const KivGuiBase::MemoryWatch watch;
+    Reader reader(tree, headers);
+    VisitFields(tree, index, reader);
+    if (watch.HasFailed()) throw std::bad_alloc();
+}
+
+std::vector<std::string> SplitIdentifiers(std::string_view value) {
+    std::vector<std::string> identifiers;
+    const bool hasBrackets = value.find('<') != std::string_view::npos;
+    const std::string_view stops = hasBrackets ? ">" : " \t\r\n,;";
+    while (!value.empty()) {
+        if (hasBrackets) value.remove_prefix(std::min(value.find('<'), value.size() - 1) + 1);
+        const std::string_view one = value.substr(0, value.find_first_of(stops));
+        std::string identifier;  // a fold may divide a long one
+        std::copy_if(one.begin(), one.end(), std::back_inserter(identifier),
+                     [](char c) { return !KivGuiBase::IsSpaceAscii(c); });
+        if (!identifier.empty()) identifiers.push_back(std::move(identifier));
+        value.remove_prefix(std::min(one.size() + 1, value.size()));
+    }
+    return identifiers;
+}
+
+}  // namespace MIME

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string_view>
+
+#include "mime/mail.h"
+#include "mime/mail/message_tree.h"
+
+namespace MIME {
+
+/// Gives the fields of an entity, in order, to a visitor that returns false to stop. Nothing is kept:
+/// each walk reads the header block again, by the rules of the reading. Throws std::bad_alloc.
+class FieldVisitor {
+public:
+    virtual bool Take(const Field& field) = 0;
+
+protected:
+    ~FieldVisitor() = default;
+};
+void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor);
+
+/// Puts the first Content-Type and the first Content-Disposition field of an entity, their parameters
+/// decoded, into `headers`, which is empty. Throws std::bad_alloc.
+void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers);
+
+/// The value of a field of identifiers, without angle brackets (RFC 5322, 3.6.4).
+std::vector<std::string> SplitIdentifiers(std::string_view value);
+
+}  // namespace MIME

@@ -1,0 +1,165 @@
+// The second builder: places instead of parts.
+//
+// An entity begins where the scanner begins to read it. A leaf ends with its body. Where an entity with
+// children ends is only known at the next boundary line outside it, because an epilogue may follow its own
+// closing boundary line: so each boundary line gives their ends to all entities that it ends, and to the
+// one that closed last before it. Each entity is given an end once; the cost is linear.
+//
+// Only the Content- fields steer the reading. They are kept in one scratch part and read by the same
+// functions as those of the tree of parts, so both builders see the same structure.
+
+#include "mime/mail/message_tree.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kivgui/ascii.h"
+
+namespace MIME {
+
+namespace {
+
+/// Takes a body without looking at it.
+class NoCodec final : public BodyCodec {
+public:
+    bool Take(std::string_view /*piece*/) override { return true; }
+    bool TakeLast(std::string_view /*piece*/) override { return true; }
+};
+
+/// Where bodies go that are decoded for the report alone.
+class Nowhere final : public BodyOutput {
+public:
+    bool Fail() noexcept override { return false; }
+
+private:
+    bool WriteBytes(std::string_view /*bytes*/) noexcept override { return true; }
+    char* MakeRoom(unsigned size) noexcept override {
+        return room_.GetSize() >= size ? const_cast<char*>(room_.GetData()) : room_.Renew(size);
+    }
+    void CommitRoom(unsigned /*size*/) noexcept override {}
+
+    Blob room_;
+};
+
+}  // namespace
+
+bool PlaceBuilder::BeginEntity() {
+    EntityPlace place;
+    place.begin = place.fields = GetOffset(reading_.cursor.GetNext());
+    const auto index = static_cast<uint32_t>(tree_.places.size());
+    if (!open_.empty()) {
+        place.parent = open_.back().index;
+        place.number = ++open_.back().children;
+    }
+    tree_.places.push_back(place);
+    open_.push_back({index});
+    scratch_.headers.Clear();
+    scratch_.info = Info();
+    return true;
+}
+
+bool PlaceBuilder::TakeField(std::string_view name, std::string_view value) {
+    // A report wants to know of every field what is wrong with it.
+    if (!reading_.report.IsWanted() && !KivGuiBase::StartsWithCaseless(name, "Content-"))
+        return true;
+    return name.empty() || fields_.Store(scratch_.headers, name, value);
+}
+
+bool PlaceBuilder::TakeContentType(std::string_view value) {
+    return fields_.StoreContentType(scratch_.headers, value);
+}
+
+bool PlaceBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape& shape) {
+    if (!SetInfoFromHeaders(scratch_, reading_, text.data(), isInDigest)) return false;
+    const Info& info = scratch_.info;
+    shape.boundary = info.boundary;
+    shape.isMessage = info.isMessage;
+    shape.encoding = info.transferEncoding;
+    shape.isDigest =
+        KivGuiBase::EqualsCaseless(info.contentType.GetStr().GetStr(), "multipart/digest");
+    EntityPlace& place = GetPlace();
+    place.encoding = info.transferEncoding;
+    place.isMessage = info.isMessage;
+    place.isInDigest = isInDigest;
+    place.hasBoundary = !info.boundary.IsEmpty();
+    place.fieldsEnd = GetOffset(text.data() + text.size());
+    place.body = GetOffset(reading_.cursor.GetNext());
+    // An mbox line before the fields belongs to the entity, but is no field.
+    Reading block(text.data(), Cursor(text.data(), text.size()), reading_.error, reading_.options,
+                  nullptr);
+    Line line;
+    if (place.parent == EntityPlace::kNone || tree_.places[place.parent].isMessage) {
+        if (!PeekMboxLine(block, line)) return false;
+        place.fields += line.extent;
+    }
+    return true;
+}
+
+BodyCodec* PlaceBuilder::BeginBody(AnsiStr& contentLength) {
+    const HeaderMap::Node* const field = scratch_.headers.Find("Content-Length");
+    if (field != nullptr) contentLength = field->value.value;
+    if (reading_.report.IsWanted()) {
+        nowhere_ = std::make_unique<Nowhere>();
+        codec_ = MakeBodyCodec(scratch_.info.transferEncoding, *nowhere_, reading_);
+    } else {
+        codec_ = std::make_unique<NoCodec>();
+    }
+    return codec_.get();
+}
+
+bool PlaceBuilder::EndBody(bool isComplete) {
+    codec_.reset();
+    nowhere_.reset();
+    GetPlace().end = GetOffset(reading_.cursor.GetNext());
+    return isComplete;
+}
+
+/// An entity ends, and so does the message that it carries. A leaf has ended with its body; but where a
+/// boundary line cuts a header block off, the last line end belongs to that line.
+void PlaceBuilder::SetEnd(uint32_t index, uint64_t end) noexcept {
+    for (;; ++index) {
+        EntityPlace& place = tree_.places[index];
+        if (!tree_.HasChildren(index)) {
+            for (uint64_t* offset : {&place.end, &place.body, &place.fieldsEnd}) {
+                *offset = std::max(std::min(*offset, end), place.fields);
+            }
+            return;
+        }
+        place.end = end;
+        if (!place.isMessage) return;
+    }
+}
+
+void PlaceBuilder::TakeBoundaryLine(const BoundaryLine& line) {
+    const std::string_view before = tree_.Cut(0, GetOffset(line.before));
+    const uint64_t end = line.isEnd ? before.size() : TrimLineEnd(before, reading_.rules).size();
+    const uint32_t closed = std::exchange(open_.back().lastChild, EntityPlace::kNone);
+    if (closed != EntityPlace::kNone) SetEnd(closed, end);
+    const size_t first = line.isEnd ? 0 : line.level + 1;
+    for (size_t i = first; i < open_.size(); ++i) tree_.places[open_[i].index].end = end;
+}
+
+bool PlaceBuilder::EndEntity() {
+    const uint32_t index = open_.back().index;
+    EntityPlace& place = tree_.places[index];
+    place.subtreeEnd = static_cast<uint32_t>(tree_.places.size());
+    if (place.end == 0) place.end = GetOffset(reading_.cursor.GetNext());
+    open_.pop_back();
+    if (!open_.empty()) open_.back().lastChild = index;
+    return true;
+}
+
+std::string PlaceBuilder::GetPath() const {
+    std::string path;
+    for (size_t i = 0; i + 1 < open_.size(); ++i) {
+        if (i != 0) path += '.';
+        path += std::to_string(open_[i].children);
+    }
+    return path;
+}
+
+void PlaceBuilder::Finish() noexcept {
+    SetEnd(0, tree_.text.size());
+}
+
+}  // namespace MIME

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mime/mail/mapped_text.h"
+#include "mime/mail/text_charset.h"
+#include "mime/mime.h"
+#include "mime/parser/fields.h"
+#include "mime/parser/scanner.h"
+
+namespace MIME {
+
+/// Where an entity is in the text; offsets in bytes from its start.
+struct EntityPlace {
+    static constexpr uint32_t kNone = UINT32_MAX;
+
+    uint64_t begin = 0;      ///< of its header block, an mbox line before it included
+    uint64_t fields = 0;     ///< the first field
+    uint64_t fieldsEnd = 0;  ///< the empty line after the fields
+    uint64_t body = 0;       ///< after the empty line
+    uint64_t end = 0;        ///< without the line end that belongs to the next boundary line
+    uint32_t parent = kNone;
+    uint32_t subtreeEnd = 0;  ///< one past the last entity inside it
+    uint32_t number = 0;      ///< among its parent's children, from 1; 0 for the top
+    TransferEncoding::keys encoding = TransferEncoding::binary;
+    bool isMessage = false;  ///< its one child is the message that it carries
+    bool hasBoundary = false;
+    bool isInDigest = false;  ///< without a Content-Type field it is a message
+};
+
+/// A message as its text and the places of its entities, each before its children. What a Mail owns;
+/// it does not change after it was read.
+struct MessageTree {
+    std::string_view text;
+    std::string owned;    ///< the text, when it was handed over
+    MappedText file;      ///< or when it is that of a file
+    AnsiStr contentType;  ///< the Content-Type value that came apart from the text
+    bool hasContentType = false;
+    TextCharset charset;
+    std::vector<EntityPlace> places;
+
+    std::string_view Cut(uint64_t begin, uint64_t end) const noexcept {
+        return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
+    }
+    bool HasChildren(uint32_t index) const noexcept { return places[index].subtreeEnd > index + 1; }
+};
+
+/// Notes where things are, and makes nothing of them. Decodes bodies, into nothing, only when a report
+/// wants to know what is wrong with them.
+class PlaceBuilder final : public Builder {
+public:
+    PlaceBuilder(MessageTree& tree, Reading& reading) noexcept
+        : tree_(tree), reading_(reading), fields_(reading) {}
+
+    bool BeginEntity() override;
+    bool TakeField(std::string_view name, std::string_view value) override;
+    bool TakeContentType(std::string_view value) override;
+    bool EndHeader(std::string_view text, bool isInDigest, EntityShape& shape) override;
+    BodyCodec* BeginBody(AnsiStr& contentLength) override;
+    bool EndBody(bool isComplete) override;
+    void TakePreamble(std::string_view /*text*/) override {}
+    void NoteClosingBoundary() override {}
+    void TakeEpilogue(std::string_view /*text*/) override {}
+    void TakeBoundaryLine(const BoundaryLine& line) override;
+    void DropBoundary() override { GetPlace().hasBoundary = false; }
+    bool EndEntity() override;
+
+    /// The path of the innermost entity that has not ended: "2.1".
+    std::string GetPath() const;
+    /// The whole text was read: what ends with it is given its end.
+    void Finish() noexcept;
+
+private:
+    /// An entity that has not ended.
+    struct Open {
+        uint32_t index;
+        uint32_t children = 0;
+        uint32_t lastChild = EntityPlace::kNone;  ///< that may still have an epilogue
+    };
+
+    uint64_t GetOffset(const char* place) const noexcept {
+        return static_cast<uint64_t>(place - tree_.text.data());
+    }
+    EntityPlace& GetPlace() noexcept { return tree_.places[open_.back().index]; }
+    void SetEnd(uint32_t index, uint64_t end) noexcept;
+
+    MessageTree& tree_;
+    Reading& reading_;
+    FieldReader fields_;
+    Part scratch_;  ///< the fields of the entity being read
+    std::vector<Open> open_;
+    std::unique_ptr<BodyOutput> nowhere_;
+    std::unique_ptr<BodyCodec> codec_;
+};
+
+}  // namespace MIME
