@@ -12,9 +12,8 @@ using nlohmann::json;
 
 static json ReadAddresses(const std::string& value) {
     const auto list = MIME::AddressList::Parse(value);
-    json found = {{"mailboxes", json::array()},
-                  {"groups", list.GetGroups()},
-                  {"problems", json::array()}};
+    json found = {
+        {"mailboxes", json::array()}, {"groups", list.GetGroups()}, {"problems", json::array()}};
     for (const MIME::Address& address : list) {
         found["mailboxes"].push_back({address.GetName(), address.GetAddress()});
     }

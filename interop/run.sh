@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Compares what Python's email package, GMime and Dovecot find in messages that kivmime makes with what was
 # put in; then what we, Python and GMime find in messages of others: those of samples/ and tests/data/rfc/, and
-# those below the folders that KIVMIME_CORPUS names, with ":" between them. Then has gpgsm verify what we sign.
+# those below the folders that KIVMIME_CORPUS names, with ":" between them; of these also each address and date field
+# by itself. Then has gpgsm verify what we sign.
 # What cannot be installed is skipped with a line that says so; Dovecot, a service, is used when it is
 # there and never installed.
 # interop/run.sh [CASES]    CASES: random messages, 60 when not given
@@ -17,11 +18,13 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 (cd "$ROOT" && cmake --preset release -B "$build") >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
-targets=(kivmime interop_mail kivmime_test_keys)
+targets=(kivmime interop_mail interop_addresses kivmime_test_keys)
 readers=()
+address_readers=()
 if is_installed libgmime-3.0-dev; then
   targets+=(interop_gmime)
   readers+=(--gmime "$build/interop/interop_gmime")
+  address_readers+=(--gmime)
 fi
 if is_installed dovecot-imapd; then
   readers+=(--dovecot)
@@ -40,6 +43,8 @@ fi
 mkdir "$work/messages"
 python3 -B "$ROOT/interop/compare.py" "$build/kivmime" "$build/interop/interop_mail" "$work/messages" \
   ${readers[@]+"${readers[@]}"} --cases "${1:-60}" "${messages[@]}"
+python3 -B "$ROOT/interop/addresses.py" "$build/interop/interop_addresses" \
+  ${address_readers[@]+"${address_readers[@]}"} "${messages[@]}"
 
 if is_installed gpgsm; then
   mkdir "$work/signatures"

@@ -16,8 +16,8 @@ namespace MIME {
 /// are UTF-8 without line ends.
 class KIV_EXPORT Address {
 public:
-    /// The display name, decoded; where there is none, the last comment of the entry (RFC 5322, A.5:
-    /// "joe@example.org (Joe)"). May be empty. It is text for people: nothing in it is ever part of
+    /// The display name, decoded; where there is none, the comment after the address:
+    /// "joe@example.org (Joe)". May be empty. It is text for people: nothing in it is ever part of
     /// an address.
     const std::string& GetName() const noexcept { return name_; }
 
@@ -61,10 +61,11 @@ private:
 ///  2. Missing brackets: "Ann ann@example.org", "<ann@example.org", "ann@example.org>".
 ///  3. Missing commas: "<a@b> <c@d>", "a@b c@d". A name after an address that has none before it.
 ///  4. A quote without its partner is passed over. A comment without its end ends with its entry.
-///  5. Names with "@", "." and other characters that belong in quotes.
+///  5. Names with "@", "." and other characters that belong in quotes, also the comma of
+///     "Doe, John <john@example.org>".
 ///  6. Dots at the ends of a local part or domain, and several in a row.
 ///  7. Names and addresses in 8-bit text: UTF-8, and what is not UTF-8 as windows-1252.
-///  8. A single word is an address without a domain; several words are not.
+///  8. A single word is an address without a domain, as in local mail; several words are not.
 ///  9. Control characters count as spaces.
 class KIV_EXPORT AddressList {
 public:

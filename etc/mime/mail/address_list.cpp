@@ -1,5 +1,6 @@
 #include <algorithm>
-#include <optional>
+#include <cstdint>
+#include <utility>
 
 #include "mime/mail/address.h"
 #include "mime/mail/address_text.h"
@@ -14,6 +15,9 @@
 // Usually there is one. What follows the last bracket, or the whole entry, holds addresses without
 // brackets (an "@" between two words), their names before them; or a name that comes after its address;
 // or, as all of an entry, one word: an address without a domain.
+//
+// Words without an address before the "," of an entry with a name belong to that name: people write
+// "Doe, John <john@example.org>" without the quotes that it needs.
 //
 // A bracket that does not end ends with the entry; one with another "<" in it is passed over. Nothing is
 // read twice: a search for ">" ends at the next "<", and a failed search for an "@" is not repeated at the
@@ -104,7 +108,7 @@ bool HasControls(std::string_view text) noexcept {
 }
 
 AddrSpec MakeAddrSpec(AddressTokens local, AddressTokens domain) {
-    if (!HasWord(local)) return {{}, kNoLocalPart};
+    if (local.empty()) return {{}, kNoLocalPart};
     if (!std::all_of(local.begin(), local.end(), IsPlain)) return {{}, kNoAddress};
     if (!std::all_of(domain.begin(), domain.end(), IsPlain)) return {{}, kNoDomain};
     std::string text = MakeLocalPart(local);
@@ -155,8 +159,9 @@ public:
     AddressList Read() {
         while (at_ < all_.size()) {
             TakeEntry();
-            const bool isGroupEnd = at_ < all_.size() && all_[at_].Is(';');
-            if (isGroupEnd) EndGroup();
+            const bool isAtEnd = at_ == all_.size();
+            if (!isAtEnd && all_[at_].Is(';')) EndGroup();
+            if (!isAtEnd && !all_[at_].Is(',')) looseEntry_ = kNone;
             ++at_;  // past what ends the entry, or begins the group
         }
         EndGroup();
@@ -173,6 +178,7 @@ private:
         const size_t entry = at_;
         const size_t addressesBefore = list_.addresses_.size();
         const size_t problemsBefore = list_.problems_.size();
+        const size_t loose = std::exchange(looseEntry_, kNone);
         size_t start = at_;  // of what follows the last bracket
         bool hasWord = false;
         bool hasAddress = false;
@@ -180,14 +186,13 @@ private:
             const AddressToken& token = all_[at_];
             hasWord = hasWord || IsWord(token);
             hasAddress = hasAddress || token.Is('@');
-            if (token.Is(':') && !hasAddress) {
-                if (hasWord) return BeginGroup(MakeDisplayName(Get(entry, at_)));
-                start = at_ + 1;  // it belongs to nothing
+            if (token.Is(':') && hasWord && !hasAddress) {
+                return BeginGroup(MakeDisplayName(Get(entry, at_)));
             }
             if (!token.Is('<')) continue;
             const size_t end = FindBracketEnd();
             if (end == at_) continue;
-            TakeBracketed(start, end);
+            TakeBracketed(start, end, start == entry ? loose : kNone);
             hasAddress = true;
             const bool isClosed = end < all_.size() && all_[end].Is('>');
             at_ = isClosed ? end : end - 1;
@@ -217,14 +222,22 @@ private:
     }
 
     /// Takes the address in the bracket that opens here and ends at `end`.
-    void TakeBracketed(size_t start, size_t end) {
+    /// @param loose  where the entry before began, if it can be a part of the name.
+    void TakeBracketed(size_t start, size_t end, size_t loose) {
         AddrSpec spec = ReadBracketed(Get(at_ + 1, end));
-        if (spec.fault.empty()) {
-            Add(MakeDisplayName(Get(start, at_)), std::move(spec.text));
-        } else {
-            const bool isClosed = end < all_.size() && all_[end].Is('>');
-            Report(start, isClosed ? end + 1 : end, spec.fault);
+        const bool isClosed = end < all_.size() && all_[end].Is('>');
+        if (isClosed) ++end;
+        if (!spec.fault.empty()) return Report(start, end, spec.fault);
+        const bool hasDomain = spec.text.find('@') != std::string::npos;
+        if (loose != kNone && hasDomain && HasWord(Get(start, at_))) {
+            if (wasLooseWord_) {
+                list_.addresses_.pop_back();
+            } else {
+                list_.problems_.pop_back();
+            }
+            start = loose;
         }
+        Add(MakeDisplayName(Get(start, at_)), std::move(spec.text), end);
     }
 
     /// Takes addresses without brackets, or a name after its address, from `start` to here.
@@ -244,7 +257,7 @@ private:
             if (spec.fault.empty() && walk.At('@')) spec.fault = kManyAts;
             if (!spec.fault.empty()) return Report(start, at_, spec.fault);
             Add(MakeDisplayName(rest.subspan(nameStart, localStart - nameStart)),
-                std::move(spec.text));
+                std::move(spec.text), start + walk.GetPosition());
             nameStart = walk.GetPosition();
         }
         const AddressTokens name = rest.subspan(nameStart);
@@ -262,24 +275,31 @@ private:
         TokenWalk walk(tokens);
         const AddressTokens local =
             walk.TakeDotted([](const AddressToken& token) { return token.Is(Kind::atom); });
-        if (!walk.IsAtEnd() || !HasWord(local)) return Report(start, at_, kNoAddress);
-        Add({}, MakeLocalPart(local));
+        if (std::none_of(tokens.begin(), tokens.end(), IsComment)) looseEntry_ = start;
+        wasLooseWord_ = walk.IsAtEnd() && HasWord(local);
+        if (!wasLooseWord_) return Report(start, at_, kNoAddress);
+        Add({}, MakeLocalPart(local), at_);
     }
 
-    /// The last comment of the entry is the name of its last address, when that has none.
+    /// An address without a name takes the first comment after it, or else the first of its entry.
     void NameByComment(size_t entry, size_t addressesBefore) {
         if (list_.addresses_.size() == addressesBefore) return;
         std::string& name = list_.addresses_.back().name_;
         if (!name.empty()) return;
-        for (size_t i = at_; i > entry; --i) {
-            if (!IsComment(all_[i - 1])) continue;
-            name = MakeDisplayName(all_[i - 1].text);
-            return;
+        const auto tokens = all_.begin();
+        const auto end = tokens + static_cast<ptrdiff_t>(at_);
+        auto comment = std::find_if(tokens + static_cast<ptrdiff_t>(addressEnd_), end, IsComment);
+        if (comment == end) {
+            comment = std::find_if(tokens + static_cast<ptrdiff_t>(entry), end, IsComment);
         }
+        if (comment != end) name = MakeDisplayName(comment->text);
     }
 
-    void Add(std::string name, std::string address) {
+    /// @param end  the token after the address, or after the comments that follow it.
+    void Add(std::string name, std::string address, size_t end) {
         list_.addresses_.push_back(Address(std::move(name), std::move(address), group_));
+        while (IsComment(all_[end - 1])) --end;
+        addressEnd_ = end;
     }
 
     void Report(size_t first, size_t end, std::string_view why) {
@@ -302,9 +322,14 @@ private:
         group_.reset();
     }
 
+    static constexpr size_t kNone = SIZE_MAX;
+
     std::string_view value_;
     std::vector<AddressToken> all_;
     size_t at_ = 0;
+    size_t addressEnd_ = 0;      ///< the token after the last address
+    size_t looseEntry_ = kNone;  ///< where the last entry began, if it was words without an address
+    bool wasLooseWord_ = false;  ///< it was taken as an address without a domain, not reported
     std::shared_ptr<const std::string> group_;  ///< the one that is open
     AddressList list_;
 };

@@ -102,7 +102,7 @@ private:
 
 /// Returns true if a token of a name gives no text of its own.
 bool IsSilent(const AddressToken& token) noexcept {
-    return token.Is('"') || token.Is('<') || token.Is('>');
+    return token.Is('"') || token.Is('<') || token.Is('>') || token.Is(':');
 }
 
 std::string Quote(std::string_view text) {

@@ -146,11 +146,16 @@ private:
         if (!number) return false;
         SkipBlanks();
         if (!hasTime_ && Match(':')) return TakeTime(number->value);
-        if (count_ < std::size(numbers_)) {
-            numbers_[count_++] = *number;
+        if (hasTime_ && count_ == (month_ ? 2 : 3)) {
+            // The date is complete, so this is an offset without its sign, or nothing.
+            if (number->digits == 4 && number->value % 100 <= 59 && !hasOffset_) {
+                SetOffset(static_cast<int>(number->value / 100 * 60 + number->value % 100));
+            }
             return true;
         }
-        return false;
+        if (count_ == std::size(numbers_)) return false;
+        numbers_[count_++] = *number;
+        return true;
     }
 
     /// hour ":" minute [ ":" second [ "." fraction ] ]
