@@ -387,6 +387,10 @@ std::string_view TrimQuotes(std::string_view name) noexcept {
 
 }  // namespace
 
+bool IsUtf8Text(std::string_view bytes) noexcept {
+    return MeasureWellFormed(bytes) == bytes.size();
+}
+
 CharsetResult ConvertToUtf8(std::string_view bytes, std::string_view charset) noexcept {
     const std::string_view name = TrimQuotes(TrimSpace(charset));
     if (name.empty()) return ConvertBytes(bytes, Kind::ascii);

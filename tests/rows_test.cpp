@@ -19,8 +19,11 @@
 #include "kivgui/charset.h"
 #include "kivgui/convert.h"
 #include "kivgui/token_iterator.h"
+#include "kivgui/utf8.h"
 #include "mime/mail/address.h"
 #include "mime/mail/date.h"
+#include "mime/mail/text_charset.h"
+#include "mime/mail/uuencode.h"
 #include "mime/mime.h"
 #include "parser/reading.h"
 #include "support/bytes.h"
@@ -145,6 +148,36 @@ std::string ConvertCharset(const std::string& in) {
     if (!got.known) return "unknown" + ToString(got.text);
     return ToString(got.text) +
            (got.replaced == 0 ? "" : "\nreplaced " + std::to_string(got.replaced));
+}
+
+std::string DecodeLabelledText(const std::string& in) {
+    const auto [label, bytes] = Split(in, "\n");
+    const DecodedText got = DecodeText(bytes, label);
+    EXPECT_TRUE(KivGuiBase::IsUtf8(got.text));
+    return got.charset + ": " + got.text +
+           (got.replaced == 0 ? "" : "\nreplaced " + std::to_string(got.replaced));
+}
+
+std::string DecodeHeaderBytes(const std::string& in) {
+    const auto [fallback, raw] = Split(in, "\n");
+    return DecodeRawHeader(raw, {fallback});
+}
+
+/// Each block on a line, its decoded bytes on the next; then the text that is left.
+std::string ListUuBlocks(const std::string& in) {
+    std::string shown;
+    std::string rest;
+    size_t end = 0;
+    for (const UuBlock& block : FindUuencoded(in)) {
+        const std::string file = DecodeUuencoded(in, block);
+        EXPECT_EQ(file.size(), block.decodedSize);
+        shown += "[" + block.name + "] " + std::to_string(block.mode) + " malformed " +
+                 std::to_string(block.malformedLines) + (block.isComplete ? "" : " no end") + "\n" +
+                 file + "\n";
+        rest += in.substr(end, block.begin - end);
+        end = block.end;
+    }
+    return shown + "rest: " + rest + in.substr(end);
 }
 
 std::string ListTokens(const std::string& in) {
@@ -292,6 +325,9 @@ const std::map<std::string, Function>& GetFunctions() {
         {"decode_parameter", DecodeParameter},
         {"decode_quoted_printable", OfBody(&Decoding::QuotedPrintable)},
         {"decode_quoted_printable_line", DecodeQuotedPrintableLine},
+        {"decode_raw_header", DecodeHeaderBytes},
+        {"decode_text", DecodeLabelledText},
+        {"decode_text_multibyte", DecodeLabelledText},
         {"decode_words", Of(&Decoding::Words)},
         {"decode_words_multibyte", Of(&Decoding::Words)},
         {"encode_parameter", EncodeParameter},
@@ -319,6 +355,7 @@ const std::map<std::string, Function>& GetFunctions() {
         {"tokens", ListTokens},
         {"types", LookUpType},
         {"unquote", Of([](const AnsiStr& in) { return KivGuiBase::ExtendedUnQuote(in); })},
+        {"uuencode", ListUuBlocks},
     };
     return functions;
 }
