@@ -25,7 +25,7 @@ struct ThreadData {
         uint64_t processGeneration;
     };
 
-    uint32_t id;  ///< of GetCurrentThreadId; 0 until its first call
+    uint32_t id;                 ///< of GetCurrentThreadId; 0 until its first call
     uint32_t lastError;          ///< where the system has none of its own
     uint32_t failedAllocations;  ///< of MemoryWatch; may wrap
     Message message;
