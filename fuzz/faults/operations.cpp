@@ -205,6 +205,7 @@ std::vector<Operation> GetOperations(const std::string& folder) {
     all.push_back({traits, name, in, [](State& s) { return expression; }});
 #include "faults/operations.inc"
     AddReadings(all, folder);
+    AddMailOperations(all, folder);
     return all;
 }
 

@@ -11,6 +11,7 @@
 #include "mime/mail.h"
 #include "mime/mail/file_error.h"
 #include "mime/mail/message_tree.h"
+#include "mime/mail/whole.h"
 #include "mime/parser/body_codecs.h"
 
 namespace MIME {
@@ -89,7 +90,7 @@ Error MakeWriteError(const std::filesystem::path& path) {
 class NewFile {
 public:
     NewFile(const std::filesystem::path& path, DiskFile::Mode mode)
-        : path_(path), file_(path), isOpen_(out_.Open(file_, mode)) {}
+        : path_(path), file_(Whole([&] { return File(path); })), isOpen_(out_.Open(file_, mode)) {}
     ~NewFile() {
         if (!isOpen_ || isComplete_) return;
         out_.Close();
@@ -195,9 +196,10 @@ Result<std::filesystem::path> Entity::SaveInto(const std::filesystem::path& fold
             folder / std::filesystem::path(std::u8string(numbered.begin(), numbered.end()));
         NewFile file(path, DiskFile::Mode::createNew);
         if (file.IsOpen()) {
+            Result<std::filesystem::path> saved = path;  // nothing may fail once the file is complete
             const Result<void> stored = file.Store(*this);
             if (!stored) return stored.error();
-            return path;
+            return saved;
         }
         if (KivGuiBase::GetLastError() != KivGuiBase::kErrorFileExists) return MakeWriteError(path);
     }

@@ -65,6 +65,7 @@ Mail::~Mail() = default;
 
 Result<Mail> Mail::Read(std::unique_ptr<MessageTree> tree, const MailOptions& options) {
     if (options.report != nullptr) *options.report = ReadReport();
+    const KivGuiBase::MemoryWatch watch;
     ReadOptions rules = options.limits;
     rules.rules = Rules::mail;
     tree->charset = options.charset;
@@ -74,7 +75,6 @@ Result<Mail> Mail::Read(std::unique_ptr<MessageTree> tree, const MailOptions& op
         tree->hasContentType = true;
         contentType = tree->contentType.GetStr();
     }
-    const KivGuiBase::MemoryWatch watch;
     AnsiStr message;
     Reading reading(tree->text.data(), Cursor::AtMessage(tree->text), message, rules,
                     options.report);
