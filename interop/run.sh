@@ -2,7 +2,7 @@
 # Compares what Python's email package, GMime and Dovecot find in messages that kivmime makes with what was
 # put in; then what we, Python and GMime find in messages of others: those of samples/ and tests/data/rfc/, and
 # those below the folders that KIVMIME_CORPUS names, with ":" between them; of these also each address and date field
-# by itself. Then has gpgsm verify what we sign.
+# by itself. Then compares the messages that we and Python find in mbox files, and has gpgsm verify what we sign.
 # What cannot be installed is skipped with a line that says so; Dovecot, a service, is used when it is
 # there and never installed.
 # interop/run.sh [CASES]    CASES: random messages, 60 when not given
@@ -18,7 +18,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 (cd "$ROOT" && cmake --preset release -B "$build") >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
-targets=(kivmime interop_mail interop_addresses kivmime_test_keys)
+targets=(kivmime interop_mail interop_addresses interop_folder kivmime_test_keys)
 readers=()
 address_readers=()
 if is_installed libgmime-3.0-dev; then
@@ -45,6 +45,9 @@ python3 -B "$ROOT/interop/compare.py" "$build/kivmime" "$build/interop/interop_m
   ${readers[@]+"${readers[@]}"} --cases "${1:-60}" "${messages[@]}"
 python3 -B "$ROOT/interop/addresses.py" "$build/interop/interop_addresses" \
   ${address_readers[@]+"${address_readers[@]}"} "${messages[@]}"
+
+mkdir "$work/mboxes"
+python3 -B "$ROOT/interop/mboxes.py" "$build/interop" "$work/mboxes" ${collections[@]+"${collections[@]}"}
 
 if is_installed gpgsm; then
   mkdir "$work/signatures"

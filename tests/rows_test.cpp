@@ -22,6 +22,8 @@
 #include "kivgui/utf8.h"
 #include "mime/mail/address.h"
 #include "mime/mail/date.h"
+#include "mime/mail/file_error.h"
+#include "mime/mail/mbox.h"
 #include "mime/mail/text_charset.h"
 #include "mime/mail/uuencode.h"
 #include "mime/mime.h"
@@ -126,6 +128,32 @@ std::string ReadDate(const std::string& in) {
     EXPECT_EQ(Date::Parse(shown), date);
     date->offset = {};
     return date->Format().substr(5, 20) + " UTC, " + shown;
+}
+
+std::string NameFileInError(const std::string& in) {
+    return MakeFileError(ErrorCode::cannotOpen, Test::ToPath(in), 0).GetText();
+}
+
+/// "SENDER|DATE", or "none" with what would be the sender.
+std::string TakeFromLineApart(const std::string& in) {
+    FromLine parsed;
+    const bool isFromLine = FromLine::Parse(in, parsed);
+    return (isFromLine ? "" : "none [") + std::string(parsed.sender) + (isFromLine ? "|" : "]") +
+           std::string(parsed.date);
+}
+
+/// The messages with a line "OFFSET:FROM LINE:" before each, and how each is without quoting.
+std::string ListMbox(const std::string& in) {
+    MboxReader reader(in);
+    MboxMessage message;
+    std::string shown;
+    while (reader.Next(message)) {
+        const std::string text(message.text), unquoted = UnquoteMbox(text);
+        shown += std::to_string(message.text.data() - in.data()) + ":" +
+                 std::string(message.fromLine) + ":\n" + text + "|\n" +
+                 (text == unquoted ? "" : "unquoted:\n" + unquoted + "|\n");
+    }
+    return shown + "end";
 }
 
 std::string CompareWithSubject(const std::string& in) {
@@ -346,8 +374,11 @@ const std::map<std::string, Function>& GetFunctions() {
         {"exact_start", ReadExactStart},
         {"exact_trees", ReadExactly("")},
         {"fields", WriteFields},
+        {"file_error", NameFileInError},
         {"fold_header", Of([](const AnsiStr& in) { return Encoding::FoldHeader(in); })},
         {"mailboxes", ListMailboxes},
+        {"mbox", ListMbox},
+        {"mbox_from_lines", TakeFromLineApart},
         {"numbers", ReadNumbers},
         {"quote", QuoteText},
         {"safe_file_name", Of([](const AnsiStr& in) { return KivGuiBase::MakeSafeFileName(in); })},

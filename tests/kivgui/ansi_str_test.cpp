@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 namespace KivGuiBase {
@@ -83,6 +84,21 @@ TEST(AnsiStrTest, FindsAndComparesBytesAsUnsignedValues) {
     EXPECT_GT(AnsiStr::Compare("Z", "_", true), 0) << "folded to a lower-case letter";
     EXPECT_LT(AnsiStr::Compare("@", "`", true), 0) << "0x20 apart, but no letters";
     EXPECT_EQ(AnsiStr::NCompare("Subject: a", "SUBJECT: b", 9, true), 0);
+}
+
+TEST(AnsiStrTest, GetsOnWithStandardTexts) {
+    const std::string standard("b\0\xC9", 3);
+    AnsiStr text = standard;
+    const std::string back = text;
+    EXPECT_EQ(back, standard);
+    EXPECT_TRUE(text == standard && standard == text && text + standard == standard + standard);
+    EXPECT_EQ(std::string(text.begin(), text.end()), standard);
+    EXPECT_TRUE(text < std::string_view("b\0\xCA", 3) && text > "b" && std::string("b\xC8") > text);
+    EXPECT_TRUE(text > static_cast<const char*>(nullptr) && text <= AnsiStr("c"));
+    text = std::string("x");
+    text += std::string("y");
+    std::unordered_map<AnsiStr, int, std::hash<AnsiStr>, std::equal_to<>> map{{text, 1}};
+    EXPECT_TRUE(map.contains(std::string_view("xy")));
 }
 
 // Each thread has a handle of its own to one body, whose length is not known yet. All count it,

@@ -174,6 +174,25 @@ bool IsSafe(std::string_view name) {
     return true;
 }
 
+TEST(FileNameTest, PathsOfTheStandardLibraryKeepTheirText) {
+    const std::string text = "a/\xC3\xA9\xF0\x9F\x98\x80.txt";
+    const std::filesystem::path path = ToPath(text);
+    const File file(path);
+    EXPECT_EQ(file, File(text));
+    EXPECT_EQ(std::filesystem::path(file), path);
+    EXPECT_LT(File("a"), file);
+
+    std::wstring wide;
+    ToSystemPath(text, wide);
+    EXPECT_EQ(wide, L"a/\u00E9\U0001F600.txt");
+    EXPECT_EQ(FromSystemPath(wide), text);
+    EXPECT_EQ(FromSystemPath(std::wstring{L'a', wchar_t{0xD83D}, wchar_t{0xDE00}}),
+              "a\xF0\x9F\x98\x80");
+    EXPECT_EQ(FromSystemPath(std::wstring{wchar_t{0xDE00}, wchar_t{0xD83D}}), "\xFF\xFF");
+    ToSystemPath("a\xFF", wide);
+    EXPECT_EQ(wide, L"");
+}
+
 TEST(FileNameTest, EveryTextGivesASafeNameThatStaysAsItIs) {
     const auto check = [](std::string_view text) {
         if (HasFailure()) return;  // one text is enough to look at

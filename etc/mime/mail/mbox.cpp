@@ -29,7 +29,7 @@ using KivGuiBase::IsDigitAscii;
 namespace {
 
 constexpr std::string_view kFrom = "From ";
-constexpr size_t kMaxFromLine = 1000;
+constexpr size_t kMaxFromLine = 500;
 
 // ------------------------------------------------------------------------------------ From_ lines --
 
