@@ -47,6 +47,27 @@ int64_t GetFileSize(const char* path) noexcept;
 
 bool RemoveFile(const char* path) noexcept;
 
+/// What a name in a folder stands for. A link stands for what it leads to.
+enum class EntryKind {
+    file,  ///< a plain file, or something that cannot be looked at
+    folder,
+    linkedFolder,  ///< a link to a folder, which may lead back up
+    other,         ///< a device, a pipe
+};
+
+/// Receives the names in a folder, in no order, without "." and "..".
+class NameTaker {
+public:
+    /// @return false to stop.
+    virtual bool Take(const char* name, EntryKind kind) noexcept = 0;
+
+protected:
+    ~NameTaker() = default;
+};
+
+/// @return false when the folder cannot be read. True when the taker has stopped.
+bool ListFolder(const char* path, NameTaker& taker) noexcept;
+
 /// Maps the first `size` bytes (not 0) of a file for reading. The mapping stays valid when the
 /// handle is closed. Null on failure.
 const char* MapFile(FileHandle file, uint64_t size) noexcept;

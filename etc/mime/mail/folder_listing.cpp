@@ -1,45 +1,22 @@
 #include "mime/mail/folder_listing.h"
 
 #include <new>
-#include <system_error>
 
 #include "kivgui/error.h"
+#include "kivgui/file.h"
+#include "kivgui/memory.h"
+#include "kivgui/platform/platform.h"
+
+// The library's own listing of folders: that of the standard library ends the process when memory runs out.
 
 namespace MIME {
 
 namespace fs = std::filesystem;
+using KivGuiBase::Platform::EntryKind;
 
 namespace {
 
-/// The nearest code of ours. Throws std::bad_alloc for a lack of memory.
-uint32_t ToSystemCode(const std::error_code& error) {
-    struct Row {
-        std::errc error;
-        uint32_t code;
-    };
-    constexpr Row kRows[] = {
-        {std::errc::no_such_file_or_directory, KivGuiBase::kErrorFileNotFound},
-        {std::errc::not_a_directory, KivGuiBase::kErrorPathNotFound},
-        {std::errc::permission_denied, KivGuiBase::kErrorAccessDenied},
-        {std::errc::operation_not_permitted, KivGuiBase::kErrorAccessDenied},
-        {std::errc::too_many_files_open, KivGuiBase::kErrorTooManyOpenFiles},
-        {std::errc::too_many_files_open_in_system, KivGuiBase::kErrorTooManyOpenFiles},
-        {std::errc::filename_too_long, KivGuiBase::kErrorNameTooLong},
-        {std::errc::too_many_symbolic_link_levels, KivGuiBase::kErrorCantResolveName},
-        {std::errc::io_error, KivGuiBase::kErrorIoDevice},
-    };
-    if (error == std::errc::not_enough_memory) throw std::bad_alloc();
-    for (const Row& row : kRows) {
-        if (error == row.error) return row.code;
-    }
-    return KivGuiBase::kErrorGeneralFailure;
-}
-
-bool IsHidden(const fs::path& name) {
-    return name.native().starts_with(static_cast<fs::path::value_type>('.'));
-}
-
-class Lister {
+class Lister final : public KivGuiBase::Platform::NameTaker {
 public:
     Lister(const fs::path& folder, bool recursive, std::vector<ListedFile>& files)
         : folder_(folder), recursive_(recursive), files_(files) {}
@@ -47,33 +24,32 @@ public:
     void List(const fs::path& subfolder) {
         waiting_.push_back(subfolder);
         while (!waiting_.empty()) {
-            const fs::path next = std::move(waiting_.back());
+            subfolder_ = std::move(waiting_.back());
             waiting_.pop_back();
-            ListOne(next);
+            ListOne();
         }
     }
 
 private:
-    void ListOne(const fs::path& subfolder) {
-        std::error_code error;
-        fs::directory_iterator entry(folder_ / subfolder, error);
-        while (!error && entry != fs::directory_iterator()) {
-            Take(*entry, subfolder);
-            entry.increment(error);
-        }
-        if (error) files_.push_back({subfolder.native(), ToSystemCode(error)});
+    void ListOne() {
+        const KivGuiBase::MemoryWatch watch;
+        const KivGuiBase::File path(folder_ / subfolder_);
+        const bool isListed = KivGuiBase::Platform::ListFolder(path.GetPath().GetStr(), *this);
+        if (watch.HasFailed()) throw std::bad_alloc();
+        if (!isListed) files_.push_back({subfolder_.native(), KivGuiBase::GetLastError()});
     }
 
-    void Take(const fs::directory_entry& entry, const fs::path& subfolder) {
-        const fs::path name = entry.path().filename();
-        if (IsHidden(name)) return;
-        std::error_code error;
-        const fs::file_type target = entry.status(error).type();
-        if (target == fs::file_type::directory) {
-            if (recursive_ && !entry.is_symlink(error)) waiting_.push_back(subfolder / name);
-        } else if (target == fs::file_type::regular || target == fs::file_type::not_found ||
-                   target == fs::file_type::none || target == fs::file_type::unknown) {
-            files_.push_back({(subfolder / name).native(), 0});
+    bool Take(const char* name, EntryKind kind) noexcept override {
+        if (*name == '.') return true;
+        try {
+            const fs::path path =
+                subfolder_ / fs::path(KivGuiBase::File(KivGuiBase::AnsiStr(name)));
+            if (kind == EntryKind::file) files_.push_back({path.native(), 0});
+            if (kind == EntryKind::folder && recursive_) waiting_.push_back(path);
+            return true;
+        } catch (const std::bad_alloc&) {
+            KivGuiBase::NoteMissingMemory();
+            return false;
         }
     }
 
@@ -81,6 +57,7 @@ private:
     const bool recursive_;
     std::vector<ListedFile>& files_;
     std::vector<fs::path> waiting_;
+    fs::path subfolder_;  ///< the one being listed
 };
 
 }  // namespace
