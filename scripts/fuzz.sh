@@ -53,6 +53,7 @@ fuzz_one() {
   mkdir -p "$work/$name/corpus" "$work/$name/tmp"
   cp "fuzz/seeds/$name"/* "$work/$name/corpus"
   [ "$name" != read ] || add_mails "$work/$name/corpus"
+  [ "$name" != mail ] || cp tests/data/mail/*.eml "$work/$name/corpus"
   TMPDIR=$work/$name/tmp "$BUILD_ROOT/asan-ubsan/fuzz/${name}_fuzzer" -max_total_time="$seconds" \
     -print_final_stats=1 -max_len=1048576 -timeout=60 -dict=fuzz/mime.dict \
     -artifact_prefix="$results/artifacts/$name-" "$work/$name/corpus" >"$log" 2>&1 || status=$?

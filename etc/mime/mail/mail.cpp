@@ -1,7 +1,9 @@
 #include "mime/mail.h"
 
 #include <algorithm>
+#include <charconv>
 #include <new>
+#include <system_error>
 
 #include "kivgui/ascii.h"
 #include "mime/mail/header_fields.h"
@@ -180,12 +182,16 @@ std::optional<Entity> Mail::FindByPath(std::string_view path) const {
     Entity entity = GetTop();
     while (!path.empty()) {
         const size_t dot = std::min(path.find('.'), path.size());
-        const std::string_view digits = path.substr(0, dot);
+        uint32_t number = 0;
+        const auto read = std::from_chars(path.data(), path.data() + dot, number);
+        if (read.ec != std::errc() || read.ptr != path.data() + dot || dot + 1 == path.size()) {
+            return std::nullopt;
+        }
         const EntityRange children = entity.GetChildren();
         const auto found = std::find_if(children.begin(), children.end(), [&](const Entity& child) {
-            return std::to_string(tree_->places[child.index_].number) == digits;
+            return tree_->places[child.index_].number == number;
         });
-        if (found == children.end() || dot + 1 == path.size()) return std::nullopt;
+        if (found == children.end()) return std::nullopt;
         entity = *found;
         path.remove_prefix(std::min(dot + 1, path.size()));
     }
