@@ -196,7 +196,8 @@ Result<std::filesystem::path> Entity::SaveInto(const std::filesystem::path& fold
             folder / std::filesystem::path(std::u8string(numbered.begin(), numbered.end()));
         NewFile file(path, DiskFile::Mode::createNew);
         if (file.IsOpen()) {
-            Result<std::filesystem::path> saved = path;  // nothing may fail once the file is complete
+            Result<std::filesystem::path> saved =
+                path;  // nothing may fail once the file is complete
             const Result<void> stored = file.Store(*this);
             if (!stored) return stored.error();
             return saved;

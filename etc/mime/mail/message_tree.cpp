@@ -115,18 +115,16 @@ bool PlaceBuilder::EndBody(bool isComplete) {
 }
 
 /// An entity ends, and so does the message that it carries. A leaf has ended with its body; but where a
-/// boundary line cuts a header block off, the last line end belongs to that line.
+/// boundary line cuts header blocks off, the last line end belongs to that line.
 void PlaceBuilder::SetEnd(uint32_t index, uint64_t end) noexcept {
     for (;; ++index) {
         EntityPlace& place = tree_.places[index];
-        if (!tree_.HasChildren(index)) {
-            for (uint64_t* offset : {&place.end, &place.body, &place.fieldsEnd}) {
-                *offset = std::max(std::min(*offset, end), place.fields);
-            }
-            return;
+        if (tree_.HasChildren(index)) place.end = end;
+        for (uint64_t* offset :
+             {&place.begin, &place.fields, &place.fieldsEnd, &place.body, &place.end}) {
+            *offset = std::min(*offset, end);
         }
-        place.end = end;
-        if (!place.isMessage) return;
+        if (!tree_.HasChildren(index) || !place.isMessage) return;
     }
 }
 

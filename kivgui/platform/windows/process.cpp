@@ -61,8 +61,8 @@ uint64_t GetProcessGeneration() noexcept {
 }
 
 ThreadData& GetThreadData() noexcept {
-    static constinit ThreadData lastResort{};    // when memory ran out, or the module has ended
-    const LastErrorKept kept;                    // the functions of the storage reset it
+    static constinit ThreadData lastResort{};  // when memory ran out, or the module has ended
+    const LastErrorKept kept;                  // the functions of the storage reset it
     ThreadData* data = nullptr;
     const DWORD index = GetStorage();
     if (index != FLS_OUT_OF_INDEXES) {
