@@ -29,10 +29,6 @@ def clean(text):
     return text.encode("utf-8", "surrogateescape").decode("utf-8", "replace")
 
 
-def unfold(value):
-    return re.sub("\r?\n", "", value.decode("ascii", "surrogateescape"))
-
-
 class Ours:
     def __init__(self, program):
         self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -43,13 +39,9 @@ class Ours:
         return json.loads(self.process.stdout.readline())
 
 
-def read_registry(value):
-    field = email.policy.default.header_factory("to", unfold(value))
+def read_python(value):
+    field = email.policy.default.header_factory("to", re.sub("\r?\n", "", value.decode("ascii", "surrogateescape")))
     return [[one.display_name, one.addr_spec] for one in field.addresses], [one.display_name for one in field.groups if one.display_name]
-
-
-def read_utils(value):
-    return [[None, one] for _, one in email.utils.getaddresses([unfold(value)]) if one], None
 
 
 class GMime:
@@ -106,11 +98,10 @@ NO_ADDRESS = re.compile(rb'<>|<[^>,]*[:;][^>]*>|^[^,@]*@[^,@]*@|^@|^[^@<"]*$|^\S
 EIGHT_BIT = re.compile(rb"[\x80-\xff]")
 # Reader ("" is any), the check, the reason.
 REASONS = [
-    ("registry", lambda d: b"(" in d.value and is_unnamed(d), "a comment after the address is no name (RFC 5322, 3.2.2 leaves it open, A.5 has examples)"),
-    ("registry", lambda d: EIGHT_BIT.search(d.value) and mask(d.ours) == mask(d.theirs), "8-bit text that is not UTF-8 has no charset (RFC 6532, 3.2)"),
-    ("utils", lambda d: EIGHT_BIT.search(d.value) and mask(d.addresses) == mask(d.others), "8-bit text that is not UTF-8 has no charset (RFC 6532, 3.2)"),
-    ("registry", lambda d: d.addresses == d.others and "=?" in str(d.theirs), "encoded words that touch other text stay (RFC 2047, 5 (3))"),
-    ("registry", lambda d: any(one.startswith("=?") for one in d.addresses), "encoded words of an address are decoded (RFC 2047, 5 (3) forbids it)"),
+    ("Python", lambda d: b"(" in d.value and is_unnamed(d), "a comment after the address is no name (RFC 5322, 3.2.2 leaves it open, A.5 has examples)"),
+    ("Python", lambda d: EIGHT_BIT.search(d.value) and mask(d.ours) == mask(d.theirs), "8-bit text that is not UTF-8 has no charset (RFC 6532, 3.2)"),
+    ("Python", lambda d: d.addresses == d.others and "=?" in str(d.theirs), "encoded words that touch other text stay (RFC 2047, 5 (3))"),
+    ("Python", lambda d: any(one.startswith("=?") for one in d.addresses), "encoded words of an address are decoded (RFC 2047, 5 (3) forbids it)"),
     ("", lambda d: b"=?" in d.value and b"<" not in d.value and not d.problems, "a name before an address without brackets is part of the address, or an error (RFC 5322, 3.4)"),
     ("", lambda d: b'"\x06"' in d.value, "control characters in quotes are an address (RFC 5322, 4.1), which no program can show or send"),
     ("GMime", lambda d: b".@" in d.value, "a local part with a dot at its end costs the entry (RFC 5322, 3.2.3)"),
@@ -119,9 +110,8 @@ REASONS = [
     ("GMime", lambda d: d.value.count(b"(") > d.value.count(b")"), "an open comment costs the entry (RFC 5322, 3.2.2)"),
     ("GMime", lambda d: "(" in str(d.theirs) and d.addresses == d.others, "a comment in a phrase is part of the name (RFC 5322, 3.2.2)"),
     ("GMime", lambda d: re.search(rb"=\?[^? ]*\?Q\?\S*:\S*\?=", d.value), "a colon in an encoded word ends it (RFC 2047, 5 (3))"),
-    ("utils", lambda d: d.addresses == d.others[1:] or re.search(rb"[@)] ?\S* ?<", d.value), "a name without quotes is an address (RFC 5322, 3.2.5)"),
-    ("registry", lambda d: re.search(rb"@\S+ <|\) <", d.value), "a name without quotes is an address (RFC 5322, 3.2.5)"),
-    ("registry", lambda d: b":;" in d.value and not d.ours and not d.theirs, "a comment after a group is an error (RFC 5322, A.5)"),
+    ("Python", lambda d: re.search(rb"@\S+ <|\) <", d.value), "a name without quotes is an address (RFC 5322, 3.2.5)"),
+    ("Python", lambda d: b":;" in d.value and not d.ours and not d.theirs, "a comment after a group is an error (RFC 5322, A.5)"),
     ("", lambda d: d.problems and NO_ADDRESS.search(d.value) and set(d.addresses) <= set(d.others), "what is no addr-spec is an address all the same (RFC 5322, 3.4.1)"),
 ]
 DATE_REASONS = [
@@ -149,9 +139,7 @@ class Comparison:
         except Exception:  # Python's package raises what it likes on some groups
             theirs, groups = [], []
         theirs = [[clean(name), clean(address)] for name, address in theirs]
-        if reader == "utils":
-            ours = [["", address] for _, address in ours]
-        if ours == theirs and groups in (None, found["groups"]):
+        if ours == theirs and groups == found["groups"]:
             self.agree[reader] += 1
             return
         difference = Difference(value, ours, theirs, [one for _, one in ours], [one for _, one in theirs], found["problems"])
@@ -192,7 +180,7 @@ def main():
     parser.add_argument("messages", type=Path, nargs="+")
     options = parser.parse_args()
     ours, comparison = Ours(options.program), Comparison()
-    readers = {"registry": read_registry, "utils": read_utils} | ({"GMime": GMime().read} if options.gmime else {})
+    readers = {"Python": read_python} | ({"GMime": GMime().read} if options.gmime else {})
     addresses, dates = collect(options.messages)
     print(f"{len(addresses)} address fields, {len(dates)} dates")
     for value in addresses:

@@ -176,8 +176,9 @@ private:
     /// Reads up to the delimiter that ends the entry, or to the ":" after the name of a group.
     void TakeEntry() {
         const size_t entry = at_;
-        const size_t addressesBefore = list_.addresses_.size();
-        const size_t problemsBefore = list_.problems_.size();
+        addressesBefore_ = list_.addresses_.size();
+        problemsBefore_ = list_.problems_.size();
+        addressStart_ = entry;
         const size_t loose = std::exchange(looseEntry_, kNone);
         size_t start = at_;  // of what follows the last bracket
         bool hasWord = false;
@@ -198,8 +199,8 @@ private:
             at_ = isClosed ? end : end - 1;
             start = at_ + 1;
         }
-        TakeRest(start, problemsBefore, addressesBefore);
-        NameByComment(entry, addressesBefore);
+        TakeRest(start);
+        NameByComment(at_);
     }
 
     /// Where the bracket that opens here ends: at its ">", or at the end of the entry. Here, when
@@ -232,16 +233,18 @@ private:
         if (loose != kNone && hasDomain && HasWord(Get(start, at_))) {
             if (wasLooseWord_) {
                 list_.addresses_.pop_back();
+                --addressesBefore_;
             } else {
                 list_.problems_.pop_back();
+                --problemsBefore_;
             }
             start = loose;
         }
-        Add(MakeDisplayName(Get(start, at_)), std::move(spec.text), end);
+        Add(MakeDisplayName(Get(start, at_)), std::move(spec.text), at_, end);
     }
 
     /// Takes addresses without brackets, or a name after its address, from `start` to here.
-    void TakeRest(size_t start, size_t problemsBefore, size_t addressesBefore) {
+    void TakeRest(size_t start) {
         const AddressTokens rest = Get(start, at_);
         size_t nameStart = 0;
         for (TokenWalk walk(rest); !walk.IsAtEnd();) {
@@ -257,14 +260,14 @@ private:
             if (spec.fault.empty() && walk.At('@')) spec.fault = kManyAts;
             if (!spec.fault.empty()) return Report(start, at_, spec.fault);
             Add(MakeDisplayName(rest.subspan(nameStart, localStart - nameStart)),
-                std::move(spec.text), start + walk.GetPosition());
+                std::move(spec.text), start + localStart, start + walk.GetPosition());
             nameStart = walk.GetPosition();
         }
         const AddressTokens name = rest.subspan(nameStart);
-        if (list_.addresses_.size() > addressesBefore) {
+        if (HasAddress()) {
             std::string& given = list_.addresses_.back().name_;
             if (given.empty()) given = MakeDisplayName(name);
-        } else if (list_.problems_.size() == problemsBefore) {
+        } else if (list_.problems_.size() == problemsBefore_) {
             TakeSingleWord(start, name);
         }
     }
@@ -278,25 +281,29 @@ private:
         if (std::none_of(tokens.begin(), tokens.end(), IsComment)) looseEntry_ = start;
         wasLooseWord_ = walk.IsAtEnd() && HasWord(local);
         if (!wasLooseWord_) return Report(start, at_, kNoAddress);
-        Add({}, MakeLocalPart(local), at_);
+        Add({}, MakeLocalPart(local), start, at_);
     }
 
-    /// An address without a name takes the first comment after it, or else the first of its entry.
-    void NameByComment(size_t entry, size_t addressesBefore) {
-        if (list_.addresses_.size() == addressesBefore) return;
-        std::string& name = list_.addresses_.back().name_;
-        if (!name.empty()) return;
-        const auto tokens = all_.begin();
-        const auto end = tokens + static_cast<ptrdiff_t>(at_);
-        auto comment = std::find_if(tokens + static_cast<ptrdiff_t>(addressEnd_), end, IsComment);
-        if (comment == end) {
-            comment = std::find_if(tokens + static_cast<ptrdiff_t>(entry), end, IsComment);
+    /// Has the entry given an address so far?
+    bool HasAddress() const noexcept { return list_.addresses_.size() > addressesBefore_; }
+
+    /// The last address of the entry, if it has no name, takes the first comment between it and
+    /// `limit`, or else the first one in it or before it.
+    void NameByComment(size_t limit) {
+        if (!HasAddress() || !list_.addresses_.back().name_.empty()) return;
+        for (const AddressTokens tokens :
+             {Get(std::min(addressEnd_, limit), limit), Get(addressStart_, addressEnd_)}) {
+            const auto comment = std::find_if(tokens.begin(), tokens.end(), IsComment);
+            if (comment == tokens.end()) continue;
+            list_.addresses_.back().name_ = MakeDisplayName(comment->text);
+            return;
         }
-        if (comment != end) name = MakeDisplayName(comment->text);
     }
 
-    /// @param end  the token after the address, or after the comments that follow it.
-    void Add(std::string name, std::string address, size_t end) {
+    /// @param start, end  the tokens of the address; the comments that follow it may be among them.
+    void Add(std::string name, std::string address, size_t start, size_t end) {
+        NameByComment(start);
+        if (HasAddress()) addressStart_ = start;
         list_.addresses_.push_back(Address(std::move(name), std::move(address), group_));
         while (IsComment(all_[end - 1])) --end;
         addressEnd_ = end;
@@ -327,7 +334,10 @@ private:
     std::string_view value_;
     std::vector<AddressToken> all_;
     size_t at_ = 0;
-    size_t addressEnd_ = 0;      ///< the token after the last address
+    size_t addressesBefore_ = 0;  ///< of the entry
+    size_t problemsBefore_ = 0;
+    size_t addressStart_ = 0;    ///< of the last address, or of the entry before its first one
+    size_t addressEnd_ = 0;      ///< the token after it
     size_t looseEntry_ = kNone;  ///< where the last entry began, if it was words without an address
     bool wasLooseWord_ = false;  ///< it was taken as an address without a domain, not reported
     std::shared_ptr<const std::string> group_;  ///< the one that is open

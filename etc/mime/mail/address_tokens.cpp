@@ -136,8 +136,11 @@ private:
         const std::string_view text = rest_.substr(at);
         if (!text.starts_with("=?")) return 0;
         const std::optional<WordText> word = ParseWord(text);
-        const bool holdsAddress = word && word->text.find_first_of("<>") != std::string_view::npos;
-        return word && !holdsAddress ? word->length : 0;
+        if (!word || word->text.find_first_of("<>") != std::string_view::npos) return 0;
+        const std::string_view name = text.substr(2, text.find('?', 2) - 2);  // with a language
+        const bool isName =
+            std::all_of(name.begin(), name.end(), [](char c) { return kAtoms.Has(c); });
+        return isName ? word->length : 0;
     }
 
     std::string_view rest_;

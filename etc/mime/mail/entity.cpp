@@ -28,21 +28,40 @@ std::string ToLower(std::string_view text) {
     return lower;
 }
 
-std::string GetValue(const HeaderMap& headers, const char* name) {
-    const HeaderMap::Node* const field = headers.Find(name);
-    return field != nullptr ? ToString(field->value.value) : std::string();
-}
+/// The Content-Type and the Content-Disposition of an entity, as far as there are any.
+class ContentFields {
+public:
+    ContentFields(const MessageTree& tree, uint32_t index)
+        : charset_(tree.charset), isInDigest_(tree.places[index].isInDigest) {
+        ReadContentFields(tree, index, headers_);
+    }
 
-std::string ChooseFileName(const HeaderMap& headers) {
-    const std::string name = ToString(headers.GetParameter("Content-Disposition", "filename"));
-    return !name.empty() ? name : ToString(headers.GetParameter("Content-Type", "name"));
-}
+    std::string GetParameter(const char* field, const char* parameter) const {
+        return Decode(headers_.GetParameter(field, parameter));
+    }
+    std::string GetFileName() const {
+        const std::string name = GetParameter("Content-Disposition", "filename");
+        return !name.empty() ? name : GetParameter("Content-Type", "name");
+    }
+    std::string GetDisposition() const { return ToLower(GetValue("Content-Disposition")); }
+    std::string GetMediaType() const {
+        const std::string type = GetValue("Content-Type");
+        if (!type.empty()) return ToLower(type);
+        return isInDigest_ ? "message/rfc822" : "text/plain";
+    }
 
-std::string ChooseMediaType(const HeaderMap& headers, const EntityPlace& place) {
-    const std::string type = GetValue(headers, "Content-Type");
-    if (!type.empty()) return ToLower(type);
-    return place.isInDigest ? "message/rfc822" : "text/plain";
-}
+private:
+    std::string GetValue(const char* name) const {
+        const HeaderMap::Node* const field = headers_.Find(name);
+        return field != nullptr ? Decode(field->value.value) : std::string();
+    }
+    /// Each value by itself: one that is UTF-8 may have a neighbour that is not.
+    std::string Decode(std::string_view value) const { return DecodeRawHeader(value, charset_); }
+
+    const TextCharset& charset_;
+    const bool isInDigest_;
+    HeaderMap headers_;
+};
 
 std::string_view TrimBrackets(std::string_view id) noexcept {
     id = KivGuiBase::TrimSpace(id);
@@ -73,9 +92,7 @@ private:
 // -------------------------------------------------------------------------------- what it is --
 
 std::string Entity::GetMediaType() const {
-    HeaderMap headers;
-    ReadContentFields(*tree_, index_, headers);
-    return ChooseMediaType(headers, tree_->places[index_]);
+    return ContentFields(*tree_, index_).GetMediaType();
 }
 
 bool Entity::IsType(std::string_view type) const {
@@ -93,36 +110,30 @@ bool Entity::CarriesMessage() const noexcept {
 }
 
 std::string Entity::GetDisposition() const {
-    HeaderMap headers;
-    ReadContentFields(*tree_, index_, headers);
-    return ToLower(GetValue(headers, "Content-Disposition"));
+    return ContentFields(*tree_, index_).GetDisposition();
 }
 
 bool Entity::IsAttachment() const {
     if (HasChildren() && !CarriesMessage()) return false;
-    HeaderMap headers;
-    ReadContentFields(*tree_, index_, headers);
-    const std::string type = ChooseMediaType(headers, tree_->places[index_]);
+    const ContentFields fields(*tree_, index_);
+    const std::string type = fields.GetMediaType();
     if (StartsWithCaseless(type, "multipart/")) return false;
     if (!StartsWithCaseless(type, "text/") && type != "text") return true;
-    if (EqualsCaseless(GetValue(headers, "Content-Disposition"), "attachment")) return true;
-    return index_ != 0 && !ChooseFileName(headers).empty();
+    if (fields.GetDisposition() == "attachment") return true;
+    return index_ != 0 && !fields.GetFileName().empty();
 }
 
 std::string Entity::GetFileName() const {
-    HeaderMap headers;
-    ReadContentFields(*tree_, index_, headers);
-    return ChooseFileName(headers);
+    return ContentFields(*tree_, index_).GetFileName();
 }
 
 std::string Entity::GetSafeFileName() const {
     constexpr unsigned kMaxName = 240;  // leaves room for a number
-    HeaderMap headers;
-    ReadContentFields(*tree_, index_, headers);
+    const ContentFields fields(*tree_, index_);
     return Whole([&] {
-        AnsiStr name(std::string_view(ChooseFileName(headers)));
+        AnsiStr name = fields.GetFileName();
         if (name.IsEmpty()) {
-            const std::string type = ChooseMediaType(headers, tree_->places[index_]);
+            const std::string type = fields.GetMediaType();
             AnsiStr extension;
             if (!GetExtFromTypeStr(AnsiStr(std::string_view(type)), extension)) extension = "bin";
             if (CarriesMessage()) extension = "eml";

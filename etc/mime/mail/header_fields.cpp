@@ -87,15 +87,14 @@ void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& heade
         Reader(const MessageTree& tree, HeaderMap& headers)
             : headers_(headers),
               reading_(tree.text.data(), Cursor(tree.text.data(), 0), error_, options_, nullptr),
-              fields_(reading_),
-              charset_(tree.charset) {}
+              fields_(reading_) {}
 
         bool Take(const Field& field) override {
             if (!EqualsCaseless(field.name, "Content-Type") &&
                 !EqualsCaseless(field.name, "Content-Disposition")) {
                 return true;
             }
-            fields_.Store(headers_, field.name, DecodeRawHeader(field.raw, charset_));
+            fields_.Store(headers_, field.name, field.raw);
             return true;
         }
 
@@ -105,7 +104,6 @@ void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& heade
         AnsiStr error_;
         Reading reading_;
         FieldReader fields_;
-        const TextCharset& charset_;
     };
     const KivGuiBase::MemoryWatch watch;
     Reader reader(tree, headers);
