@@ -210,6 +210,8 @@ private:
 };
 
 /// How a mail is read, beside the mail rules.
+///
+///   Mail::Open(path, {.contentType = "multipart/form-data; boundary=cut"})
 struct MailOptions {
     /// Its limits count; what it says of rules, bodies and files does not. A body is limited when it
     /// is decoded, by what the host gives it.
@@ -218,8 +220,8 @@ struct MailOptions {
     ReadReport* report = nullptr;
     /// The value of a Content-Type field that came apart from the text, as with HTTP: the text then
     /// begins with the body.
-    std::optional<std::string> contentType;
-    TextCharset charset;  ///< how text is read whose charset is missing or unknown
+    std::optional<std::string> contentType = {};
+    TextCharset charset = {};  ///< how text is read whose charset is missing or unknown
 };
 
 /// A message. Owns its text, or refers to that of the host. To be moved, not copied.
