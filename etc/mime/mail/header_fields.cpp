@@ -54,6 +54,30 @@ private:
     FieldVisitor& visitor_;
 };
 
+/// Takes fields apart, their parameters decoded.
+class FieldStore {
+public:
+    FieldStore(HeaderMap& headers, const TextCharset& charset)
+        : headers_(headers),
+          reading_("", Cursor("", 0), error_, options_, nullptr),
+          fields_(reading_),
+          charset_(charset) {}
+
+    void Put(const Field& field) {
+        const KivGuiBase::MemoryWatch watch;
+        fields_.Store(headers_, field.name, DecodeRawHeader(field.raw, charset_));
+        if (watch.HasFailed()) throw std::bad_alloc();
+    }
+
+private:
+    HeaderMap& headers_;
+    const ReadOptions options_ = ReadOptions::Mail();
+    AnsiStr error_;
+    Reading reading_;
+    FieldReader fields_;
+    const TextCharset& charset_;
+};
+
 }  // namespace
 
 std::string Field::GetText(const TextCharset& how) const {
@@ -72,6 +96,25 @@ std::string Field::GetText(const TextCharset& how) const {
     return text;
 }
 
+std::string Field::GetValue(const TextCharset& how) const {
+    if (!HoldsParameters(name)) return GetText(how);
+    HeaderMap headers;
+    FieldStore(headers, how).Put(*this);
+    return std::string(std::string_view((*headers.begin()).value.value));
+}
+
+std::vector<Parameter> Field::GetParameters(const TextCharset& how) const {
+    std::vector<Parameter> parameters;
+    if (!HoldsParameters(name)) return parameters;
+    HeaderMap headers;
+    FieldStore(headers, how).Put(*this);
+    for (const ParameterMap::Node& node : (*headers.begin()).value.parameters) {
+        parameters.push_back({std::string(std::string_view(node.key)),
+                              std::string(std::string_view(node.value.value))});
+    }
+    return parameters;
+}
+
 void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor) {
     const EntityPlace& place = tree.places[index];
     if (index == 0 && tree.hasContentType) {
@@ -84,33 +127,21 @@ void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor)
 void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers) {
     class Reader final : public FieldVisitor {
     public:
-        Reader(const MessageTree& tree, HeaderMap& headers)
-            : headers_(headers),
-              reading_(tree.text.data(), Cursor(tree.text.data(), 0), error_, options_, nullptr),
-              fields_(reading_),
-              charset_(tree.charset) {}
+        Reader(const MessageTree& tree, HeaderMap& headers) : store_(headers, tree.charset) {}
 
         bool Take(const Field& field) override {
-            if (!EqualsCaseless(field.name, "Content-Type") &&
-                !EqualsCaseless(field.name, "Content-Disposition")) {
-                return true;
+            if (EqualsCaseless(field.name, "Content-Type") ||
+                EqualsCaseless(field.name, "Content-Disposition")) {
+                store_.Put(field);
             }
-            fields_.Store(headers_, field.name, DecodeRawHeader(field.raw, charset_));
             return true;
         }
 
     private:
-        HeaderMap& headers_;
-        const ReadOptions options_ = ReadOptions::Mail();
-        AnsiStr error_;
-        Reading reading_;
-        FieldReader fields_;
-        const TextCharset& charset_;
+        FieldStore store_;
     };
-    const KivGuiBase::MemoryWatch watch;
     Reader reader(tree, headers);
     VisitFields(tree, index, reader);
-    if (watch.HasFailed()) throw std::bad_alloc();
 }
 
 std::vector<std::string> SplitIdentifiers(std::string_view value) {
