@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "inputs.h"
 #include "message_source.h"
 
 /// The subcommands, each in its own file. They print to standard output, return the exit status, and
@@ -12,30 +13,31 @@
 namespace Tool {
 
 struct ShowOptions {
-    Source source;
+    Sources sources;
     bool headers = false;
     bool json = false;
 };
 int Show(const ShowOptions& options);
 
 struct LintOptions {
-    Source source;
+    Sources sources;
     bool json = false;
 };
-/// Prints what the reader had to tolerate. @return 1 when there is something, 3 when the message
+/// Prints what the reader had to tolerate. @return 1 when there is something, 3 when a message
 /// cannot be read.
 int Lint(const LintOptions& options);
 
 struct TextOptions {
-    Source source;
+    Sources sources;
 };
 /// Prints the readable text.
 int PrintText(const TextOptions& options);
 
 struct ExtractOptions {
-    Source source;
+    Sources sources;
     std::string part = "1";  ///< an index as Show prints it
-    std::string folder;
+    std::string folder;      ///< for all bodies; or empty
+    std::string target;      ///< for the one body: a path, or "-" for standard output
 };
 int Extract(const ExtractOptions& options);
 

@@ -1,17 +1,16 @@
 #include <filesystem>
-#include <span>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <unordered_map>
 
 #include "commands.h"
-#include "entity_list.h"
 #include "escape.h"
 #include "files.h"
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
 #include "kivgui/file.h"
-#include "message_writer.h"
+#include "message.h"
 #include "output.h"
 #include "temporary.h"
 
@@ -28,17 +27,20 @@ namespace {
 
 /// A file name for a body: the sender's, or one made of the index and the type. It is safe, and
 /// leaves room for a number.
-std::string MakeName(const Entity& entity) {
+std::string MakeName(const Message& message, size_t entity) {
     constexpr unsigned kMaxName = 240;
-    std::string name = ToString(GetFileName(*entity.part));
+    std::string name = message.GetFileName(entity);
     if (name.empty()) {
         MIME::AnsiStr extension = "bin";
-        if (entity.part->info.isMessage) {
+        const std::optional<MIME::Entity> mail = message.GetEntity(entity);
+        const MIME::AnsiStr type{mail ? mail->GetMediaType()
+                                      : message.GetValue(entity, "Content-Type")};
+        if (message.CarriesMessage(entity)) {
             extension = "eml";
-        } else if (!MIME::GetExtFromTypeStr(MIME::AnsiStr(GetMediaType(*entity.part)), extension)) {
+        } else if (!MIME::GetExtFromTypeStr(type, extension)) {
             extension = "bin";
         }
-        name = "part-" + entity.index + "." + ToString(extension);
+        name = "part-" + message.GetOutline()[entity].index + "." + ToString(extension);
     }
     return ToString(KivGuiBase::MakeSafeFileName(MIME::AnsiStr(name), kMaxName));
 }
@@ -56,11 +58,11 @@ class Extraction {
 public:
     explicit Extraction(std::string folder) : folder_(std::move(folder)) {}
 
-    /// Copies a body and returns the path of the copy.
-    std::string Store(const File& body, const std::string& name) {
+    /// Writes a body and returns the path of the file.
+    std::string Store(const Message& message, size_t entity) {
         DiskFile out;
-        std::string path = Create(out, name);
-        ReadPieces(body, [&](std::string_view piece) {
+        std::string path = Create(out, MakeName(message, entity));
+        message.Decode(entity, [&](std::string_view piece) {
             if (!out.Write(piece.data(), static_cast<unsigned>(piece.size()))) {
                 throw Failure(path, GetLastReason());
             }
@@ -100,48 +102,61 @@ void MakeFolder(const std::string& folder) {
     if (error) throw Failure(folder, error.message());
 }
 
-constexpr unsigned kNone = static_cast<unsigned>(-1);
-
-/// Returns true if the entity carries a whole message.
-bool CarriesMessage(const Entity& entity) {
-    return entity.part->info.isMessage && !entity.part->parts.IsEmpty();
+size_t FindPart(const Message& message, const Input& input, const ExtractOptions& options) {
+    const std::optional<size_t> found = message.GetOutline().Find(options.part);
+    if (!found) throw InputFailure(input.name, "no part " + options.part);
+    return *found;
 }
 
-File MakeMessageFile(const Entity& entity, const WorkFolder& folder) {
-    const std::string path = folder.At("attached");
-    WriteMessage(*entity.part->parts[0], path, path, true);
-    return File(MIME::AnsiStr(path));
+/// Writes the bodies of the entity and of all below it, and prints where they are.
+void ExtractAll(const Message& message, size_t first, Extraction& extraction) {
+    const Outline& outline = message.GetOutline();
+    constexpr unsigned kNone = static_cast<unsigned>(-1);
+    unsigned messageDepth = kNone;  // of the message that was written last, while inside it
+    for (size_t i = first; i < outline.GetCount(); ++i) {
+        const unsigned depth = outline[i].depth;
+        if (i != first && depth <= outline[first].depth) break;
+        if (depth <= messageDepth) messageDepth = kNone;
+        if (message.HasChildren(i)) {
+            // Messages inside it are part of its file. Writing each of them too would take space
+            // quadratic in the depth.
+            if (!message.CarriesMessage(i) || messageDepth != kNone) continue;
+            messageDepth = depth;
+        }
+        const std::string path = extraction.Store(message, i);
+        Print(outline[i].index + "  " + Escape(path) + "\n");
+    }
+}
+
+int ExtractIntoFolder(const ExtractOptions& options) {
+    MakeFolder(options.folder);
+    Extraction extraction(options.folder);
+    Headings headings;
+    return ForEachInput(options.sources, Inputs::Quoting::removed, [&](const Input& input) {
+        const std::unique_ptr<Message> message = Message::Read(input, options.sources);
+        const size_t first = FindPart(*message, input, options);
+        headings.Print(input);
+        ExtractAll(*message, first, extraction);
+    });
+}
+
+int ExtractOne(const ExtractOptions& options) {
+    return ForEachInput(options.sources, Inputs::Quoting::removed, [&](const Input& input) {
+        if (!input.isAlone) throw Failure(input.name, "only one message fits into one output");
+        const std::unique_ptr<Message> message = Message::Read(input, options.sources);
+        const size_t entity = FindPart(*message, input, options);
+        if (message->HasChildren(entity) && !message->CarriesMessage(entity)) {
+            throw InputFailure(input.name, "part " + options.part + " has no body of its own");
+        }
+        WritePieces(options.target, [&](const TakePiece& take) { message->Decode(entity, take); });
+    });
 }
 
 }  // namespace
 
 int Extract(const ExtractOptions& options) {
-    const WorkFolder folder;
-    const std::unique_ptr<MIME::Part> message = ReadMessage(options.source, folder);
-    const std::vector<Entity> entities = ListEntities(*message);
-    const std::span<const Entity> chosen = FindSubtree(entities, options.part);
-    if (chosen.empty()) throw Failure(options.source.file, "no part " + options.part);
-
-    MakeFolder(options.folder);
-    Extraction extraction(options.folder);
-    unsigned messageDepth = kNone;  // of the message that was written last, while inside it
-    for (const Entity& entity : chosen) {
-        if (entity.depth <= messageDepth) messageDepth = kNone;
-        std::string path;
-        if (entity.IsLeaf()) {
-            path = extraction.Store(entity.part->data.file, MakeName(entity));
-        } else if (CarriesMessage(entity) && messageDepth == kNone) {
-            // Messages inside it are part of its file. Writing each of them too would take space
-            // quadratic in the depth.
-            messageDepth = entity.depth;
-            path = extraction.Store(MakeMessageFile(entity, folder), MakeName(entity));
-        } else {
-            continue;
-        }
-        Print(entity.index + "  " + Escape(path) + "\n");
-    }
-    FinishOutput();
-    return 0;
+    Leftovers::RemoveOnInterrupt();
+    return options.target.empty() ? ExtractIntoFolder(options) : ExtractOne(options);
 }
 
 }  // namespace Tool

@@ -73,20 +73,26 @@ void ReplaceFile(const std::string& target, const std::function<void(const std::
     Leftovers::Keep(part);
 }
 
-void WriteText(const std::string& target, std::string_view text) {
+void WritePieces(const std::string& target, const std::function<void(const TakePiece&)>& give) {
     if (target == "-") {
-        Print(text);
+        give([](std::string_view piece) { Print(piece); });
         return FinishOutput();
     }
     const auto write = [&](const std::string& path) {
         DiskFile out;
-        if (!out.Open(File(MIME::AnsiStr(path)), DiskFile::Mode::create) ||
-            !out.Write(text.data(), static_cast<unsigned>(text.size())) || !out.Close()) {
-            throw Failure(target, GetLastReason());
-        }
+        bool isWritten = out.Open(File(MIME::AnsiStr(path)), DiskFile::Mode::create);
+        give([&](std::string_view piece) {
+            isWritten = isWritten && out.Write(piece.data(), static_cast<unsigned>(piece.size()));
+            if (!isWritten) throw Failure(target, GetLastReason());
+        });
+        if (!isWritten || !out.Close()) throw Failure(target, GetLastReason());
     };
     if (IsStream(target)) return write(target);
     ReplaceFile(target, write);
+}
+
+void WriteText(const std::string& target, std::string_view text) {
+    WritePieces(target, [&](const TakePiece& take) { take(text); });
 }
 
 }  // namespace Tool

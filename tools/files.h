@@ -49,7 +49,11 @@ bool IsStream(const std::string& target);
 /// @throws Failure, and what `write` throws; the old file is then unchanged.
 void ReplaceFile(const std::string& target, const std::function<void(const std::string&)>& write);
 
-/// Writes a whole text to a stream or into a file, which is replaced as above. @throws Failure
+/// Writes what `give` passes on to a stream or into a file, which is replaced as above.
+/// @throws Failure
+void WritePieces(const std::string& target, const std::function<void(const TakePiece&)>& give);
+
+/// The same for a whole text.
 void WriteText(const std::string& target, std::string_view text);
 
 }  // namespace Tool

@@ -1,9 +1,12 @@
+#include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "escape.h"
+#include "json.h"
+#include "message.h"
 #include "output.h"
 
 // "lint": prints the report of the reader, as lines for people or as JSON for programs. A message that
@@ -13,7 +16,6 @@ namespace Tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Entry = MIME::ReadReport::Entry;
 
 constexpr int kHasDeviations = 1;
@@ -26,16 +28,18 @@ struct Finding {
     std::string reason;   ///< the same without the file's name
 };
 
-Finding Examine(const Source& source) {
+Finding Examine(const Input& input, const Sources& sources) {
     Finding finding;
     try {
-        const WorkFolder folder;
-        ReadMessage(source, folder, &finding.report);
-    } catch (const Failure& failure) {
+        if (!input.failure.empty()) throw InputFailure(input.name, input.failure);
+        if (sources.strict) {
+            ReadStrict(input, sources, &finding.report);
+        } else {
+            ReadMail(input, sources, &finding.report);
+        }
+    } catch (const InputFailure& failure) {
         finding.failure = failure.what();
-        finding.reason = finding.failure;
-        const std::string subject = GetShownName(source.file) + ": ";
-        if (finding.reason.starts_with(subject)) finding.reason.erase(0, subject.size());
+        finding.reason = finding.failure.substr(input.name.size() + 2);
     }
     return finding;
 }
@@ -59,11 +63,12 @@ std::string MakeIndex(const MIME::AnsiStr& path) {
     return index += std::string_view(path);
 }
 
-void PrintLines(const std::string& file, const Finding& finding) {
+void PrintLines(const Input& input, const Finding& finding) {
+    const std::string& file = input.file;
     const auto printLine = [&](unsigned long long offset, const MIME::AnsiStr& path,
                                const std::string& severity, const std::string& text) {
-        Print(Escape(file) + ":" + std::to_string(offset) + ": " + MakeIndex(path) + ": " +
-              severity + ": " + Escape(text) + "\n");
+        Print(Escape(file) + ":" + std::to_string(input.offset + offset) + ": " + MakeIndex(path) +
+              ": " + severity + ": " + Escape(text) + "\n");
     };
     const MIME::ReadReport& report = finding.report;
     for (const Entry& entry : report.deviations) {
@@ -78,48 +83,58 @@ void PrintLines(const std::string& file, const Finding& finding) {
     }
 }
 
-Json Describe(const Entry& entry) {
+Json Describe(const Entry& entry, uint64_t start) {
     return {{"kind", ToString(MIME::Deviation::GetName(entry.kind))},
             {"severity", GetName(MIME::Deviation::GetSeverity(entry.kind))},
             {"text", ToString(MIME::Deviation::GetStr(entry.kind))},
-            {"offset", entry.offset},
+            {"offset", start + entry.offset},
             {"index", MakeIndex(entry.path)}};
 }
 
-void PrintJson(const std::string& file, const Finding& finding) {
+void PrintJson(const Input& input, const Finding& finding) {
     const MIME::ReadReport& report = finding.report;
     Json deviations = Json::array();
-    for (const Entry& entry : report.deviations) deviations.push_back(Describe(entry));
+    for (const Entry& entry : report.deviations) {
+        deviations.push_back(Describe(entry, input.offset));
+    }
     Json failure;
     if (!finding.failure.empty()) {
         failure = {{"text", finding.reason},
-                   {"offset", report.failureOffset},
+                   {"offset", input.offset + report.failureOffset},
                    {"index", MakeIndex(report.failurePath)}};
     }
-    const bool hasAny = !report.deviations.IsEmpty();
-    const Json all = {{"file", file},
-                      {"worst", hasAny ? Json(GetName(report.worst)) : Json(nullptr)},
-                      {"deviations", std::move(deviations)},
-                      {"omitted", report.omitted},
-                      {"failure", std::move(failure)}};
-    Print(all.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+    Json all = DescribeInput(input);
+    all["worst"] = report.deviations.IsEmpty() ? Json(nullptr) : Json(GetName(report.worst));
+    all["deviations"] = std::move(deviations);
+    all["omitted"] = report.omitted;
+    all["failure"] = std::move(failure);
+    Print(Dump(all) + "\n");
+}
+
+/// @return the exit status for this message.
+int LintInput(const Input& input, const LintOptions& options) {
+    const Finding finding = Examine(input, options.sources);
+    if (options.json) {
+        PrintJson(input, finding);
+    } else {
+        PrintLines(input, finding);
+    }
+    if (finding.failure.empty()) return finding.report.deviations.IsEmpty() ? 0 : kHasDeviations;
+    FinishOutput();
+    PrintError(finding.failure);
+    return kNotReadable;
 }
 
 }  // namespace
 
 int Lint(const LintOptions& options) {
-    const Finding finding = Examine(options.source);
-    if (options.json) {
-        PrintJson(options.source.file, finding);
-    } else {
-        PrintLines(options.source.file, finding);
+    int status = 0;
+    Inputs inputs(options.sources, Inputs::Quoting::asInFile);
+    while (const std::optional<Input> input = inputs.Next()) {
+        status = std::max(status, LintInput(*input, options));
     }
     FinishOutput();
-    if (!finding.failure.empty()) {
-        PrintError(finding.failure);
-        return kNotReadable;
-    }
-    return finding.report.deviations.IsEmpty() ? 0 : kHasDeviations;
+    return status;
 }
 
 }  // namespace Tool

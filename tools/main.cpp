@@ -37,18 +37,30 @@ struct CommandLine {
     std::function<int()> command;  ///< runs the subcommand that was given
 };
 
-void AddSource(CLI::App& command, Tool::Source& source) {
-    command.add_option("FILE", source.file, "The message; - is standard input")->required();
+/// The options that say how to read, for one message or several.
+template <class Source>
+void AddRules(CLI::App& command, Source& source, bool withStrict) {
     command.add_option("--content-type", source.contentType,
                        "The value of Content-Type when it is not in FILE, which then starts with "
                        "the body");
+    if (!withStrict) return;
     command.add_flag("--strict", source.strict,
                      "Read with the exact rules instead of the mail rules");
 }
 
+void AddSources(CLI::App& command, Tool::Sources& sources, bool withStrict = true) {
+    command
+        .add_option("FILE", sources.files,
+                    "Messages, mbox files, Maildirs or folders of messages; - is standard input")
+        ->required();
+    command.add_flag("-r,--recursive", sources.isRecursive,
+                     "Read the subfolders of a folder of messages too");
+    AddRules(command, sources, withStrict);
+}
+
 void AddShow(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("show", "Print the tree of entities");
-    AddSource(command, line.show.source);
+    AddSources(command, line.show.sources);
     command.add_flag("--headers", line.show.headers, "Print the header fields too");
     command.add_flag("--json", line.show.json, "Print JSON");
     command.callback([&line] { line.command = [&line] { return Tool::Show(line.show); }; });
@@ -56,34 +68,57 @@ void AddShow(CLI::App& app, CommandLine& line) {
 
 void AddText(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("text", "Print the readable text in UTF-8");
-    AddSource(command, line.text.source);
+    AddSources(command, line.text.sources, false);
     command.callback([&line] { line.command = [&line] { return Tool::PrintText(line.text); }; });
 }
 
 void AddLint(CLI::App& app, CommandLine& line) {
     CLI::App& command =
         *app.add_subcommand("lint", "Print where the message departs from the RFCs");
-    AddSource(command, line.lint.source);
+    AddSources(command, line.lint.sources);
     command.add_flag("--json", line.lint.json, "Print JSON");
     command.callback([&line] { line.command = [&line] { return Tool::Lint(line.lint); }; });
 }
 
+/// Takes the index of a part from the end of the files, if it is there: "1", "1.2", "@7".
+void TakePart(Tool::ExtractOptions& extract) {
+    std::vector<std::string>& files = extract.sources.files;
+    const std::string& last = files.back();
+    const bool isIndex = last == "1" || last.starts_with("1.") || last.starts_with("@");
+    if (files.size() < 2 || !isIndex) return;
+    if (last.find_first_not_of("0123456789.", 1) != std::string::npos) return;
+    extract.part = last;
+    files.pop_back();
+}
+
 void AddExtract(CLI::App& app, CommandLine& line) {
-    CLI::App& command = *app.add_subcommand("extract", "Write decoded bodies into a folder");
-    AddSource(command, line.extract.source);
-    command.add_option("PART", line.extract.part,
-                       "Only this entity and those below it: an index that show prints");
+    CLI::App& command = *app.add_subcommand("extract", "Write decoded bodies");
+    AddSources(command, line.extract.sources);
+    command.footer(
+        "The last FILE may be PART instead, an index that show prints: then only this\n"
+        "entity and those below it are written.");
+    CLI::Option* const folder = command.add_option("-d,--directory", line.extract.folder,
+                                                   "The folder, created if it does not exist");
+    folder->type_name("DIR");
     command
-        .add_option("-d,--directory", line.extract.folder,
-                    "The folder, created if it does not exist")
-        ->required()
-        ->type_name("DIR");
-    command.callback([&line] { line.command = [&line] { return Tool::Extract(line.extract); }; });
+        .add_option("-o,--output", line.extract.target,
+                    "The file for the body of PART alone; - is standard output")
+        ->excludes(folder)
+        ->type_name("OUT");
+    command.callback([&line] {
+        if (line.extract.folder.empty() && line.extract.target.empty()) {
+            throw CLI::ValidationError("extract", "needs --directory or --output");
+        }
+        TakePart(line.extract);
+        line.command = [&line] { return Tool::Extract(line.extract); };
+    });
 }
 
 void AddRewrite(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("rewrite", "Read the message and write it back");
-    AddSource(command, line.rewrite.source);
+    Tool::Source& source = line.rewrite.source;
+    command.add_option("FILE", source.file, "The message; - is standard input")->required();
+    AddRules(command, source, true);
     command.add_option("-o,--output", line.rewrite.target, "The file; - is standard output")
         ->required()
         ->type_name("OUT");

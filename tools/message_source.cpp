@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <new>
 #include <string_view>
 
 #include "files.h"
@@ -52,21 +51,10 @@ std::string MakeHeaderBlock(const Source& source) {
 }
 
 bool ReadPart(MIME::Part& message, const Source& source, const File& file, MIME::AnsiStr& error,
-              MIME::ReadReport& report) {
-    if (!source.strict) return message.Read(file, error, MIME::ReadOptions::Mail(), &report);
-    if (!source.contentType) return message.Read(file, error, MIME::ReadOptions(), &report);
-    report.failed = !message.Read(file, error, source.contentType->c_str());
-    return !report.failed;
-}
-
-/// Turns the offsets into those of the text without its first `size` bytes.
-void RemovePrefix(MIME::ReadReport& report, unsigned long long size) {
-    report.failureOffset -= std::min(report.failureOffset, size);
-    for (unsigned i = 0; i < report.deviations.GetCount(); ++i) {
-        MIME::ReadReport::Entry entry = report.deviations[i];
-        entry.offset -= std::min(entry.offset, size);
-        if (!report.deviations.Set(i, entry)) throw std::bad_alloc();
-    }
+              MIME::ReadReport* report) {
+    if (!source.strict) return message.Read(file, error, MIME::ReadOptions::Mail(), report);
+    if (!source.contentType) return message.Read(file, error, MIME::ReadOptions(), report);
+    return message.Read(file, error, source.contentType->c_str());
 }
 
 }  // namespace
@@ -83,31 +71,16 @@ File GetPlainFile(const std::string& path, const std::string& copy) {
     return StoreStream(stream.get(), path, copy);
 }
 
-namespace {
-
-/// @param block  what precedes the message in the file; the report's offsets do not count it.
-std::unique_ptr<MIME::Part> ReadFile(const Source& source, const File& file,
-                                     const std::string& block, MIME::ReadReport* report) {
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const File& file,
+                                        MIME::ReadReport* report) {
     auto message = std::make_unique<MIME::Part>();
     MIME::AnsiStr error;
-    MIME::ReadReport ownReport;
-    if (report == nullptr) report = &ownReport;
     KivGuiBase::SetLastError(KivGuiBase::kErrorNone);
-    const bool read = ReadPart(*message, source, file, error, *report);
-    RemovePrefix(*report, block.size());
-    if (read) return message;
+    if (ReadPart(*message, source, file, error, report)) return message;
     throw Failure(GetShownName(source.file), error.IsEmpty() ? GetLastReason() : ToString(error));
 }
 
-}  // namespace
-
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const File& file,
-                                        MIME::ReadReport* report) {
-    return ReadFile(source, file, "", report);
-}
-
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder,
-                                        MIME::ReadReport* report) {
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder) {
     // A command may read a second message.
     static unsigned count = 0;
     const std::string copy = folder.At("message" + (count == 0 ? "" : std::to_string(count)));
@@ -120,7 +93,7 @@ std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& 
             ReadPieces(file, take);
         });
     }
-    return ReadFile(source, file, block, report);
+    return ReadMessage(source, file);
 }
 
 }  // namespace Tool

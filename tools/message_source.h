@@ -10,7 +10,7 @@
 
 namespace Tool {
 
-/// A message as the user names it.
+/// A message to be written again, as the user names it.
 struct Source {
     std::string file;                        ///< a path, or "-" for standard input
     std::optional<std::string> contentType;  ///< given when it is not in the file
@@ -26,11 +26,10 @@ KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
 
 /// Reads a message; its bodies are files in the work folder. A stream is copied there first.
 ///
-/// @param report  null, or what receives the deviations; their offsets count bytes of the source.
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder,
-                                        MIME::ReadReport* report = nullptr);
+std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
 /// The same for a message that is in a plain file, its Content-Type included.
+/// @param report  null, or what receives the deviations.
 std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file,
                                         MIME::ReadReport* report = nullptr);
 

@@ -155,7 +155,7 @@ void WriteMessage(const Part& message, const std::string& path, const std::strin
                   bool withHeaderBlock) {
     MessageWriter writer(path, shown, GetLineEnd(message, withHeaderBlock));
     writer.WriteEntity(message, withHeaderBlock);
-    if (Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf()) writer.EndBase64(message);
+    if (Entity{&message, Entity::kNoParent, 0}.IsLeaf()) writer.EndBase64(message);
     writer.Close();
 }
 

@@ -66,7 +66,7 @@ std::string GetContentType(const MIME::Part& message) {
 /// Refuses an encoded body: without the header block nothing says how it is encoded.
 void CheckHasPlainBody(const MIME::Part& message, const std::string& shown) {
     const MIME::TransferEncoding::keys encoding = message.info.transferEncoding;
-    const bool isLeaf = Entity{&message, Entity::kNoParent, 0, ""}.IsLeaf();
+    const bool isLeaf = Entity{&message, Entity::kNoParent, 0}.IsLeaf();
     if (!isLeaf || MIME::TransferEncoding::IsIdentity(encoding)) return;
     throw Failure(shown, "the body is " + ToString(MIME::TransferEncoding::GetStr(encoding)) +
                              ", and --body leaves out the field that says so");

@@ -7,34 +7,29 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "entity_list.h"
 #include "escape.h"
+#include "json.h"
 #include "kivgui/ascii.h"
+#include "message.h"
 #include "output.h"
 
 // "show": prints the list of entities as a table or as JSON. A message may have a hundred thousand
-// entities and a tree deeper than the stack, so both forms walk the list, and JSON is written one
-// entity at a time.
+// entities and a tree deeper than the stack, so both forms walk the list. Fields are read from the text
+// each time they are asked for, so each entity is asked once.
 
 namespace Tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-/// Size of the decoded body in bytes; no value for an entity that has no body of its own.
-std::optional<int64_t> GetBodySize(const Entity& entity) {
-    if (!entity.IsLeaf()) return std::nullopt;
-    return entity.part->data.file.GetSize();
-}
-
 /// The transfer encoding that the entity states, an unknown one too; empty when it states none.
-std::string GetTransferEncoding(const Entity& entity) {
-    const MIME::HeaderMap::Node* field = entity.part->headers.Find("Content-Transfer-Encoding");
-    if (field == nullptr || field->value.value.IsEmpty()) return {};
-    const MIME::AnsiStr known = MIME::TransferEncoding::GetStr(entity.part->info.transferEncoding);
-    const bool isKnown = KivGuiBase::EqualsCaseless(field->value.value, known);
-    return ToString(isKnown ? known : field->value.value);
+std::string GetTransferEncoding(const Message& message, size_t entity) {
+    namespace TransferEncoding = MIME::TransferEncoding;
+    const std::string stated = message.GetValue(entity, "Content-Transfer-Encoding");
+    for (unsigned key = 0;; ++key) {
+        const auto known = TransferEncoding::GetStr(static_cast<TransferEncoding::keys>(key));
+        if (known.IsEmpty()) return stated;
+        if (KivGuiBase::EqualsCaseless(stated, known)) return ToString(known);
+    }
 }
 
 // ------------------------------------------------------------------------------- as a table --
@@ -51,13 +46,14 @@ std::string OrDash(const std::string& text) {
     return text.empty() ? "-" : text;
 }
 
-Row MakeRow(const Entity& entity) {
+Row MakeRow(const Message& message, size_t entity) {
     constexpr unsigned kMaxIndent = 16;
-    const std::string indent(2 * size_t{std::min(entity.depth, kMaxIndent)}, ' ');
-    const std::optional<int64_t> size = GetBodySize(entity);
-    return {entity.index, indent + OrDash(Escape(GetMediaType(*entity.part))),
-            OrDash(Escape(GetTransferEncoding(entity))), size ? std::to_string(*size) : "-",
-            OrDash(Escape(GetFileName(*entity.part)))};
+    const Place& place = message.GetOutline()[entity];
+    const std::string indent(2 * size_t{std::min(place.depth, kMaxIndent)}, ' ');
+    return {place.index, indent + OrDash(Escape(message.GetValue(entity, "Content-Type"))),
+            OrDash(Escape(GetTransferEncoding(message, entity))),
+            message.HasChildren(entity) ? "-" : std::to_string(message.GetSize(entity)),
+            OrDash(Escape(message.GetFileName(entity)))};
 }
 
 class Table {
@@ -96,44 +92,46 @@ private:
     size_t size_ = 0;
 };
 
-void PrintFields(const MIME::Part& part) {
-    for (const Field& field : ListFields(part)) {
+void PrintFields(const Message& message, size_t entity) {
+    for (const ShownField& field : message.GetFields(entity)) {
         std::string line = "    " + Escape(field.name) + ": " + Escape(field.value);
-        for (const MIME::ParameterMap::Node& parameter : field.GetParameters()) {
-            if (IsAdded(parameter)) continue;
-            line += "; " + Escape(parameter.key);
-            if (parameter.value.value.IsEmpty()) continue;
-            line += "=\"" + Escape(parameter.value.value, '"') + "\"";
+        for (const MIME::Parameter& parameter : field.parameters) {
+            line += "; " + Escape(parameter.name);
+            if (!parameter.value.empty()) line += "=\"" + Escape(parameter.value, '"') + "\"";
         }
         Print(line + "\n");
     }
 }
 
-void PrintTable(const std::vector<Entity>& entities, bool withFields) {
+void PrintTable(const Message& message, bool withFields) {
     std::vector<Row> rows = {{"index", "type", "encoding", "size", "file name"}};
-    for (const Entity& entity : entities) rows.push_back(MakeRow(entity));
+    const size_t count = message.GetOutline().GetCount();
+    for (size_t i = 0; i < count; ++i) rows.push_back(MakeRow(message, i));
     const Table table(rows);
     Print(table.Format(rows.front()));
-    for (size_t i = 0; i < entities.size(); ++i) {
+    for (size_t i = 0; i < count; ++i) {
         Print(table.Format(rows[i + 1]));
-        if (withFields) PrintFields(*entities[i].part);
+        if (withFields) PrintFields(message, i);
     }
 }
 
 // --------------------------------------------------------------------------------- as JSON --
 
-Json ToJson(std::string_view text) {
-    return text.empty() ? Json(nullptr) : Json(std::string(text));
+Json ToJson(const std::string& text) {
+    return text.empty() ? Json(nullptr) : Json(text);
 }
 
-Json DescribeFields(const MIME::Part& part) {
+/// @param start  of the message in its file.
+Json ToJson(const MIME::Range& range, uint64_t start) {
+    return {{"offset", start + range.offset}, {"size", range.size}};
+}
+
+Json DescribeFields(const Message& message, size_t entity) {
     Json fields = Json::array();
-    for (const Field& field : ListFields(part)) {
+    for (const ShownField& field : message.GetFields(entity)) {
         Json parameters = Json::array();
-        for (const MIME::ParameterMap::Node& parameter : field.GetParameters()) {
-            if (IsAdded(parameter)) continue;
-            parameters.push_back({{"name", std::string_view(parameter.key)},
-                                  {"value", std::string_view(parameter.value.value)}});
+        for (const MIME::Parameter& parameter : field.parameters) {
+            parameters.push_back({{"name", parameter.name}, {"value", parameter.value}});
         }
         fields.push_back(
             {{"name", field.name}, {"value", field.value}, {"parameters", std::move(parameters)}});
@@ -141,50 +139,52 @@ Json DescribeFields(const MIME::Part& part) {
     return fields;
 }
 
-Json Describe(const Entity& entity, bool withFields) {
-    const std::optional<int64_t> size = GetBodySize(entity);
+Json Describe(const Message& message, size_t entity, uint64_t start, bool withFields) {
+    const Place& place = message.GetOutline()[entity];
     Json description = {
-        {"index", entity.index},
-        {"parent", entity.parent != Entity::kNoParent ? Json(entity.parent) : Json(nullptr)},
-        {"depth", entity.depth},
-        {"type", ToJson(GetMediaType(*entity.part))},
-        {"transferEncoding", ToJson(GetTransferEncoding(entity))},
-        {"size", size ? Json(*size) : Json(nullptr)},
-        {"fileName", ToJson(GetFileName(*entity.part))},
+        {"index", place.index},
+        {"parent", place.parent != Place::kNoParent ? Json(place.parent) : Json(nullptr)},
+        {"depth", place.depth},
+        {"type", ToJson(message.GetValue(entity, "Content-Type"))},
+        {"charset", ToJson(message.GetParameter(entity, "Content-Type", "charset"))},
+        {"transferEncoding", ToJson(GetTransferEncoding(message, entity))},
+        {"disposition", ToJson(message.GetValue(entity, "Content-Disposition"))},
+        {"fileName", ToJson(message.GetFileName(entity))},
+        {"size", message.HasChildren(entity) ? Json(nullptr) : Json(message.GetSize(entity))},
     };
-    if (withFields) description["headers"] = DescribeFields(*entity.part);
+    if (const std::optional<MIME::Entity> mail = message.GetEntity(entity)) {
+        description["range"] = ToJson(mail->GetRange(), start);
+        description["headerRange"] = ToJson(mail->GetHeaderRange(), start);
+        description["bodyRange"] = ToJson(mail->GetBodyRange(), start);
+    }
+    if (withFields) description["headers"] = DescribeFields(message, entity);
     return description;
 }
 
-/// ASCII only, which is safe to print; bytes that are not UTF-8 become U+FFFD.
-std::string Dump(const Json& value) {
-    return value.dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
-/// One entity a line, and only one in memory as JSON.
-void PrintJson(const std::string& file, const std::vector<Entity>& entities, bool withFields) {
-    Print("{\"file\":" + Dump(file) + ",\"entities\":[");
-    const char* separator = "\n";
-    for (const Entity& entity : entities) {
-        Print(separator + Dump(Describe(entity, withFields)));
-        separator = ",\n";
+/// Makes the whole line before it is printed, so that what fails prints nothing; only one entity is in
+/// memory as JSON.
+void PrintJson(const Input& input, const Message& message, bool withFields) {
+    std::string line = Dump(DescribeInput(input));
+    line.back() = ',';
+    line += "\"entities\":";
+    char separator = '[';
+    for (size_t i = 0; i < message.GetOutline().GetCount(); ++i) {
+        line += separator + Dump(Describe(message, i, input.offset, withFields));
+        separator = ',';
     }
-    Print("\n]}\n");
+    Print(line + "]}\n");
 }
 
 }  // namespace
 
 int Show(const ShowOptions& options) {
-    const WorkFolder folder;
-    const std::unique_ptr<MIME::Part> message = ReadMessage(options.source, folder);
-    const std::vector<Entity> entities = ListEntities(*message);
-    if (options.json) {
-        PrintJson(options.source.file, entities, options.headers);
-    } else {
-        PrintTable(entities, options.headers);
-    }
-    FinishOutput();
-    return 0;
+    Headings headings;
+    return ForEachInput(options.sources, Inputs::Quoting::asInFile, [&](const Input& input) {
+        const std::unique_ptr<Message> message = Message::Read(input, options.sources);
+        if (options.json) return PrintJson(input, *message, options.headers);
+        headings.Print(input);
+        PrintTable(*message, options.headers);
+    });
 }
 
 }  // namespace Tool

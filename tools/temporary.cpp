@@ -60,6 +60,10 @@ void Add(const std::function<std::string()>& make) {
     list.paths.insert(make());
 }
 
+void RemoveOnInterrupt() {
+    System::OnInterrupt(RemoveAllForGood);
+}
+
 void Keep(const std::string& path) {
     List& list = GetList();
     const std::lock_guard lock(list.mutex);
@@ -82,7 +86,7 @@ void RemoveAllForGood() {
 
 WorkFolder::WorkFolder() {
     try {
-        System::OnInterrupt(Leftovers::RemoveAllForGood);
+        Leftovers::RemoveOnInterrupt();
         Leftovers::Add([this] { return path_ = System::MakeTemporaryFolder(); });
         System::SetTemporaryFolder(path_);
     } catch (const std::system_error& error) {

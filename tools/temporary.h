@@ -14,6 +14,9 @@ namespace Leftovers {
 /// interrupt comes between the two. What `make` throws passes through.
 void Add(const std::function<std::string()>& make);
 
+/// From now on an interrupt removes everything. To be called once, while the process has one thread.
+void RemoveOnInterrupt();
+
 /// Forgets a path: the file is complete and stays.
 void Keep(const std::string& path);
 
@@ -25,8 +28,8 @@ void RemoveAllForGood();
 
 }  // namespace Leftovers
 
-/// The process's own folder for temporary files, where the library stores the bodies that it
-/// reads. The library leaves them there, and after a failed read nobody knows their names; so the
+/// The process's own folder for temporary files, where the library stores the bodies of messages
+/// that are written again. The library leaves them there, and after a failed read nobody knows their names; so the
 /// whole folder is removed when the command ends or is interrupted (see Leftovers).
 ///
 /// Made once, before a message is read.

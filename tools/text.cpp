@@ -1,219 +1,137 @@
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <mime/mail.h>
+
+#ifdef KIVMIME_WITH_HTML
+#include <mime/html.h>
+#endif
+
 #include "commands.h"
-#include "entity_list.h"
 #include "escape.h"
-#include "html_text.h"
 #include "kivgui/ascii.h"
-#include "kivgui/memory_file.h"
+#include "message.h"
 #include "output.h"
 
-// "text": walks the entities in the order of the message. Choice says beforehand, in two passes over
-// the list, which of them to show; the bodies are then decoded, converted to UTF-8 and escaped one
-// by one, so only one is in memory.
+// "text": walks the entities in the order of the message. The library says which of them are its text; the
+// others are named, unless they are another form of what is shown. One body at a time is in memory.
 
 namespace Tool {
 
-using KivGuiBase::EqualsCaseless;
-using MIME::AnsiStr;
-
 namespace {
 
-bool IsOfType(const Entity& entity, const char* type) {
-    return entity.IsLeaf() && EqualsCaseless(entity.part->info.contentType.GetStr(), type);
-}
+#ifdef KIVMIME_WITH_HTML
+constexpr MIME::HtmlConverter kHtmlToText = MIME::HtmlToText;
+#else
+constexpr MIME::HtmlConverter kHtmlToText = nullptr;
+#endif
 
-/// "text" alone is what some programs of the 1990s sent.
-bool IsPlain(const Entity& entity) {
-    return IsOfType(entity, "text/plain") || IsOfType(entity, "text");
-}
-
-bool IsHtml(const Entity& entity) {
-    return IsOfType(entity, "text/html");
-}
-
-bool IsAttachment(const Entity& entity) {
-    const MIME::HeaderMap::Node* field = entity.part->headers.Find("Content-Disposition");
-    return field != nullptr && EqualsCaseless(field->value.value, "attachment");
-}
-
-bool IsReadable(const Entity& entity) {
-    return (IsPlain(entity) || IsHtml(entity)) && !IsAttachment(entity);
-}
-
-/// What to do with an entity that has a body.
-enum class Use {
-    show,
-    name,      ///< print one line that names it
-    passOver,  ///< another form of what is shown
-};
-
-/// Chooses among alternatives: the last that has plain text, else the last that has HTML
-/// (RFC 2046, 5.1.4, for readers of plain text). Takes time linear in the number of entities.
-class Choice {
+class TextPrinter {
 public:
-    explicit Choice(const std::vector<Entity>& entities)
-        : entities_(entities), nodes_(entities.size()) {
-        for (size_t i = entities.size(); i-- > 0;) NoteForParent(i);
-        for (size_t i = 1; i < entities.size(); ++i) {
-            const size_t parent = entities[i].parent;
-            const Node& above = nodes_[parent];
-            const bool isOther =
-                IsAlternative(parent) && above.chosen != kNone && above.chosen != i;
+    explicit TextPrinter(const MIME::Mail& mail)
+        : outline_(mail),
+          entities_(mail.GetEntities().begin(), mail.GetEntities().end()),
+          nodes_(entities_.size()) {
+        for (size_t i = 0; i < entities_.size(); ++i) {
+            nodes_[i].isAlternative = entities_[i].IsType("multipart/alternative");
+            nodes_[i].carriesMessage = entities_[i].CarriesMessage();
+            if (BeginsMessage(i)) NoteText(i);
+        }
+        for (size_t i = nodes_.size(); i-- > 1;) {
+            nodes_[outline_[i].parent].hasText |= nodes_[i].hasText;
+        }
+        for (size_t i = 1; i < nodes_.size(); ++i) {
+            const Node& above = nodes_[outline_[i].parent];
+            const bool isOther = above.isAlternative && above.hasText && !nodes_[i].hasText;
             nodes_[i].isPassedOver = isOther || above.isPassedOver;
         }
     }
 
-    Use operator[](size_t place) const {
-        const Entity& entity = entities_[place];
-        if (IsAttachment(entity)) return Use::name;
-        if (nodes_[place].isPassedOver) return Use::passOver;
-        return IsReadable(entity) ? Use::show : Use::name;
+    void Print() {
+        for (size_t i = 0; i < entities_.size(); ++i) {
+            if (BeginsMessage(i)) PrintHead(i);
+            if (!entities_[i].HasChildren()) PrintBody(i);
+        }
     }
 
 private:
-    static constexpr size_t kNone = Entity::kNoParent;
-
     struct Node {
-        bool hasPlain = false;  ///< the entity, or something below it
-        bool hasHtml = false;
-        size_t chosen = kNone;  ///< of the children
-        bool isPassedOver = false;
+        bool isAlternative = false;
+        bool carriesMessage = false;
+        bool hasText = false;       ///< the entity, or something inside it, is shown
+        bool isPassedOver = false;  ///< another form of what is shown
     };
 
-    bool IsAlternative(size_t place) const {
-        const AnsiStr type = entities_[place].part->info.contentType.GetStr();
-        return EqualsCaseless(type, "multipart/alternative");
+    bool BeginsMessage(size_t place) const {
+        return place == 0 || nodes_[outline_[place].parent].carriesMessage;
     }
 
-    /// Called for the last entity first, so that everything below an entity is known already.
-    void NoteForParent(size_t place) {
-        Node& node = nodes_[place];
-        if (IsReadable(entities_[place])) {
-            node.hasPlain |= IsPlain(entities_[place]);
-            node.hasHtml |= IsHtml(entities_[place]);
+    void NoteText(size_t top) {
+        size_t place = top;
+        for (const MIME::Entity& text : entities_[top].GetTextEntities()) {
+            while (entities_[place] != text) ++place;
+            nodes_[place].hasText = true;
         }
-        if (place == 0) return;
-        Node& parent = nodes_[entities_[place].parent];
-        const bool isBetter = parent.hasHtml ? node.hasPlain : node.hasPlain || node.hasHtml;
-        if (!parent.hasPlain && isBetter) parent.chosen = place;
-        parent.hasPlain |= node.hasPlain;
-        parent.hasHtml |= node.hasHtml;
     }
 
-    const std::vector<Entity>& entities_;
-    std::vector<Node> nodes_;
-};
-
-/// Prints a line that says what is not shown. @param why  may be empty
-void PrintNote(const Entity& entity, const std::string& why) {
-    const AnsiStr type = entity.part->info.contentType.GetStr();
-    std::string line = "[";
-    line += entity.index + ": " + Escape(std::string_view(type));
-    const AnsiStr name = GetFileName(*entity.part);
-    if (!name.IsEmpty()) line += ", \"" + Escape(name, '"') + "\"";
-    line += ", " + std::to_string(entity.part->data.file.GetSize()) + " bytes";
-    if (!why.empty()) line += ": " + Escape(why);
-    Print(line + "]\n");
-}
-
-std::string MakeMessageHead(const MIME::Part& message) {
-    std::string lines;
-    for (const char* name : {"From", "To", "Date", "Subject"}) {
-        const MIME::HeaderMap::Node* field = message.headers.Find(name);
-        if (field == nullptr || field->value.value.IsEmpty()) continue;
-        lines += std::string(name) + ": " + Escape(field->value.value) + "\n";
-    }
-    return lines;
-}
-
-/// Converts a body to UTF-8. Text that is labelled ASCII, or not at all, is often UTF-8.
-MIME::Decoding::TextResult Convert(std::string_view body, const AnsiStr& charset) {
-    using MIME::Decoding;
-    const auto size = static_cast<unsigned>(body.size());
-    Decoding::TextResult result = Decoding::ToUtf8(body.data(), size, charset);
-    if (result.replaced == 0) return result;
-    if (!charset.IsEmpty() && !EqualsCaseless(charset, "us-ascii")) return result;
-    Decoding::TextResult guess = Decoding::ToUtf8(body.data(), size, "utf-8");
-    return guess.replaced == 0 ? guess : result;
-}
-
-std::string MakeReadable(const Entity& entity, const AnsiStr& text) {
-    if (IsHtml(entity)) return StripHtml(text);
-    const MIME::HeaderMap& headers = entity.part->headers;
-    if (!EqualsCaseless(headers.GetParameter("Content-Type", "format"), "flowed")) {
-        return ToString(text);
-    }
-    const AnsiStr delSp = headers.GetParameter("Content-Type", "delsp");
-    return ToString(MIME::Decoding::FlowedToParagraphs(text, EqualsCaseless(delSp, "yes")));
-}
-
-void PrintBody(const Entity& entity) {
-    KivGuiBase::MemoryFile view;
-    const KivGuiBase::File& file = entity.part->data.file;
-    if (!view.Open(file, KivGuiBase::MemoryFile::Mode::read)) {
-        throw Failure(ToString(file.GetPath()), GetLastReason());
-    }
-    if (view.GetSize() == 0) return;
-    if (view.GetSize() > AnsiStr::kMaxLength) return PrintNote(entity, "too long to show");
-    const AnsiStr charset = entity.part->headers.GetParameter("Content-Type", "charset");
-    const MIME::Decoding::TextResult result =
-        Convert({view.GetData(), static_cast<size_t>(view.GetSize())}, charset);
-    if (!result.known) {
-        return PrintNote(entity, "unknown character set \"" + ToString(charset) + "\"");
-    }
-    if (result.text.IsEmpty()) return PrintNote(entity, "too long to show");
-    std::string text = EscapeLines(MakeReadable(entity, result.text));
-    if (!text.ends_with('\n')) text += '\n';
-    Print(text);
-}
-
-class Printer {
-public:
-    void PrintEntity(const std::vector<Entity>& entities, size_t place, Use use) {
-        const Entity& entity = entities[place];
+    void PrintHead(size_t place) {
         std::string head;
-        if (place == 0) {
-            head = MakeMessageHead(*entity.part);
-        } else if (entities[entity.parent].part->info.isMessage) {
-            head = "[";
-            head += entity.index + ": a message]\n" + MakeMessageHead(*entity.part);
+        if (place != 0) head = "[" + outline_[place].index + ": a message]\n";
+        for (const char* name : {"From", "To", "Date", "Subject"}) {
+            const std::string text = entities_[place].GetField(name);
+            if (!text.empty()) head += std::string(name) + ": " + Escape(text) + "\n";
         }
-        if (!head.empty()) Separate();
-        Print(head);
-        if (!entity.IsLeaf() || use == Use::passOver) return;
-        Separate();
-        if (use == Use::show) {
-            PrintBody(entity);
-        } else {
-            PrintNote(entity, "");
-        }
+        if (!head.empty()) PrintBlock(head);
     }
 
-private:
+    void PrintBody(size_t place) {
+        const MIME::Entity& entity = entities_[place];
+        const bool isAttachment = entity.GetDisposition() == "attachment";
+        if (nodes_[place].isPassedOver && !isAttachment) return;
+        if (!nodes_[place].hasText) return PrintNote(place, "");
+        if (kHtmlToText == nullptr && entity.IsType("text/html")) {
+            return PrintNote(place, "this program was built without HTML");
+        }
+        PrintBlock(EscapeLines(entity.GetReadableText(kHtmlToText)));
+    }
+
+    /// Prints a line that says what is not shown. @param why  may be empty
+    void PrintNote(size_t place, const std::string& why) {
+        const MIME::Entity& entity = entities_[place];
+        const std::string name = entity.GetFileName();
+        const uint64_t size = entity.GetDecodedSize();
+        if (size == 0 && name.empty()) return;
+        std::string line = "[" + outline_[place].index + ": " + Escape(entity.GetMediaType());
+        if (!name.empty()) line += ", \"" + Escape(name, '"') + "\"";
+        line += ", " + std::to_string(size) + " bytes";
+        if (!why.empty()) line += ": " + why;
+        PrintBlock(line + "]\n");
+    }
+
     /// Prints an empty line between different entities.
-    void Separate() {
-        if (hasPrinted_) Print("\n");
+    void PrintBlock(const std::string& text) {
+        if (hasPrinted_) Tool::Print("\n");
         hasPrinted_ = true;
+        Tool::Print(text);
     }
 
+    const Outline outline_;
+    const std::vector<MIME::Entity> entities_;
+    std::vector<Node> nodes_;
     bool hasPrinted_ = false;
 };
 
 }  // namespace
 
 int PrintText(const TextOptions& options) {
-    const WorkFolder folder;
-    const std::unique_ptr<MIME::Part> message = ReadMessage(options.source, folder);
-    const std::vector<Entity> entities = ListEntities(*message);
-    const Choice choice(entities);
-    Printer printer;
-    for (size_t i = 0; i < entities.size(); ++i) printer.PrintEntity(entities, i, choice[i]);
-    FinishOutput();
-    return 0;
+    Headings headings;
+    return ForEachInput(options.sources, Inputs::Quoting::removed, [&](const Input& input) {
+        const MIME::Mail mail = ReadMail(input, options.sources);
+        TextPrinter printer(mail);
+        headings.Print(input);
+        printer.Print();
+    });
 }
 
 }  // namespace Tool

@@ -52,6 +52,12 @@ using Sink = std::function<bool(std::string_view piece)>;
 /// Makes text of HTML, both in UTF-8; see HtmlToText in mime/html.h.
 using HtmlConverter = std::string (*)(std::string_view html);
 
+/// A parameter of a field, decoded (RFC 2045, 5.1; RFC 2231). The value is empty where there was no "=".
+struct Parameter {
+    std::string name;
+    std::string value;
+};
+
 /// A header field as it is in the text.
 struct KIV_EXPORT Field {
     std::string_view name;
@@ -61,6 +67,14 @@ struct KIV_EXPORT Field {
     /// UTF-8 are read in the charset `how.fallback`. In address fields the words of names and comments
     /// are decoded; AddressList reads them whole.
     std::string GetText(const TextCharset& how = {}) const;
+
+    /// @name Content-Type, Content-Disposition and Content-Transfer-Encoding taken apart
+    /// Any other field has no parameters, and its text is the value.
+    /// @{
+    std::string GetValue(const TextCharset& how = {}) const;
+    /// Sorted by name, each name once.
+    std::vector<Parameter> GetParameters(const TextCharset& how = {}) const;
+    /// @}
 };
 
 /// One entity of a Mail: the message itself, a multipart, a body, a message that another one carries.
@@ -120,6 +134,11 @@ public:
     uint64_t GetDecodedSize() const;
     /// The decoded body as UTF-8, with the charset of the entity; line ends as they are.
     std::string GetText() const;
+    /// The same for people to read, with LF line ends: flowed lines joined (RFC 3676), and HTML as
+    /// `toText` makes it, if there is one. Not empty without a line end at its end.
+    std::string GetReadableText(HtmlConverter toText = nullptr) const;
+    /// The bodies that are the text of the message whose top this is, in order: see Mail::GetText.
+    std::vector<Entity> GetTextEntities() const;
 
     /// Writes what Decode gives to a file, which is made, or replaced.
     Result<void> SaveAs(const std::filesystem::path& path) const;

@@ -43,8 +43,8 @@ bool IsInside(const Entity& entity, const Entity& parent) {
 
 std::string Compare(const Entity& entity, const Part& part) {
     const std::string where = " of " + entity.GetPath();
-    if (!EqualsCaseless(entity.GetMediaType(), part.info.contentType.GetStr()))
-        return "type" + where;
+    const std::string type = DecodeRawHeader(part.info.contentType.GetStr());
+    if (!EqualsCaseless(entity.GetMediaType(), type)) return "type" + where;
     if (entity.GetFileName() != DecodeRawHeader(GetFileName(part))) return "file name" + where;
     // There, an mbox line is part of the text of the fields, and so is the line end before a boundary
     // line that cuts them off.

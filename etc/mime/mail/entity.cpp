@@ -55,7 +55,6 @@ private:
         const HeaderMap::Node* const field = headers_.Find(name);
         return field != nullptr ? Decode(field->value.value) : std::string();
     }
-    /// Each value by itself: one that is UTF-8 may have a neighbour that is not.
     std::string Decode(std::string_view value) const { return DecodeRawHeader(value, charset_); }
 
     const TextCharset& charset_;

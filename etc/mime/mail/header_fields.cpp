@@ -54,6 +54,29 @@ private:
     FieldVisitor& visitor_;
 };
 
+/// Takes fields apart, their parameters decoded. Bytes that are not UTF-8 stay for the one who asks: each
+/// value is read by itself, since one that is UTF-8 may have a neighbour that is not.
+class FieldStore {
+public:
+    explicit FieldStore(HeaderMap& headers)
+        : headers_(headers),
+          reading_("", Cursor("", 0), error_, options_, nullptr),
+          fields_(reading_) {}
+
+    void Put(const Field& field) {
+        const KivGuiBase::MemoryWatch watch;
+        fields_.Store(headers_, field.name, field.raw);
+        if (watch.HasFailed()) throw std::bad_alloc();
+    }
+
+private:
+    HeaderMap& headers_;
+    const ReadOptions options_ = ReadOptions::Mail();
+    AnsiStr error_;
+    Reading reading_;
+    FieldReader fields_;
+};
+
 }  // namespace
 
 std::string Field::GetText(const TextCharset& how) const {
@@ -72,6 +95,25 @@ std::string Field::GetText(const TextCharset& how) const {
     return text;
 }
 
+std::string Field::GetValue(const TextCharset& how) const {
+    if (!HoldsParameters(name)) return GetText(how);
+    HeaderMap headers;
+    FieldStore(headers).Put(*this);
+    return DecodeRawHeader((*headers.begin()).value.value, how);
+}
+
+std::vector<Parameter> Field::GetParameters(const TextCharset& how) const {
+    std::vector<Parameter> parameters;
+    if (!HoldsParameters(name)) return parameters;
+    HeaderMap headers;
+    FieldStore(headers).Put(*this);
+    for (const ParameterMap::Node& node : (*headers.begin()).value.parameters) {
+        parameters.push_back(
+            {DecodeRawHeader(node.key, how), DecodeRawHeader(node.value.value, how)});
+    }
+    return parameters;
+}
+
 void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor) {
     const EntityPlace& place = tree.places[index];
     if (index == 0 && tree.hasContentType) {
@@ -84,31 +126,21 @@ void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor)
 void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers) {
     class Reader final : public FieldVisitor {
     public:
-        Reader(const MessageTree& tree, HeaderMap& headers)
-            : headers_(headers),
-              reading_(tree.text.data(), Cursor(tree.text.data(), 0), error_, options_, nullptr),
-              fields_(reading_) {}
+        explicit Reader(HeaderMap& headers) : store_(headers) {}
 
         bool Take(const Field& field) override {
-            if (!EqualsCaseless(field.name, "Content-Type") &&
-                !EqualsCaseless(field.name, "Content-Disposition")) {
-                return true;
+            if (EqualsCaseless(field.name, "Content-Type") ||
+                EqualsCaseless(field.name, "Content-Disposition")) {
+                store_.Put(field);
             }
-            fields_.Store(headers_, field.name, field.raw);
             return true;
         }
 
     private:
-        HeaderMap& headers_;
-        const ReadOptions options_ = ReadOptions::Mail();
-        AnsiStr error_;
-        Reading reading_;
-        FieldReader fields_;
+        FieldStore store_;
     };
-    const KivGuiBase::MemoryWatch watch;
-    Reader reader(tree, headers);
+    Reader reader(headers);
     VisitFields(tree, index, reader);
-    if (watch.HasFailed()) throw std::bad_alloc();
 }
 
 std::vector<std::string> SplitIdentifiers(std::string_view value) {

@@ -3,7 +3,8 @@
 // Two passes over the entities, each linear. The first, from the last entity to the first, so that all
 // inside an entity is known already, finds whether an entity has plain text that is not blank, or HTML, and
 // chooses where one child stands for all: of alternatives the last that has what is wanted (RFC 2046,
-// 5.1.4: all mean the same), of related entities the root. The second takes what is left, in order.
+// 5.1.4: all mean the same), of related entities the root. The second takes what is left, in order. A
+// carried message is looked at when it is the message that was asked for.
 
 #include <algorithm>
 
@@ -22,20 +23,28 @@ enum class TextKind { none, html, plain };
 /// Which entities are the text of a message.
 class TextChoice {
 public:
+    /// @param top     of the message.
     /// @param wanted  html for a message whose plain text does not count.
-    TextChoice(const MessageTree& tree, TextKind wanted)
-        : tree_(tree), wanted_(wanted), kinds_(tree.places.size(), TextKind::none) {
-        for (size_t i = kinds_.size(); i-- > 0;) Weigh(static_cast<uint32_t>(i));
+    TextChoice(const MessageTree& tree, uint32_t top, TextKind wanted)
+        : tree_(tree), top_(top), wanted_(wanted) {
+        kinds_.resize(tree.places[top].subtreeEnd - top, TextKind::none);
+        std::vector<uint32_t> own;  // without those of carried messages
+        for (uint32_t i = top; i < tree.places[top].subtreeEnd;) {
+            own.push_back(i);
+            i = tree.places[i].isMessage ? tree.places[i].subtreeEnd : i + 1;
+        }
+        std::for_each(own.rbegin(), own.rend(), [this](uint32_t i) { Weigh(i); });
     }
 
-    /// Gives the chosen bodies, in order, each with its kind.
-    template <class Visitor>
-    void Visit(Visitor visit) const {
-        for (uint32_t i = 0; i < kinds_.size();) {
-            const bool isWanted = kinds_[i] != TextKind::none;
-            if (isWanted && !tree_.HasChildren(i)) visit(Entity(tree_, i), kinds_[i]);
+    /// The chosen bodies, in order.
+    std::vector<Entity> GetChosen() const {
+        std::vector<Entity> chosen;
+        for (uint32_t i = top_; i < tree_.places[top_].subtreeEnd;) {
+            const bool isWanted = GetKind(i) != TextKind::none;
+            if (isWanted && !tree_.HasChildren(i)) chosen.push_back(Entity(tree_, i));
             i = isWanted ? i + 1 : tree_.places[i].subtreeEnd;
         }
+        return chosen;
     }
 
 private:
@@ -59,19 +68,22 @@ private:
         return static_cast<bool>(passed);
     }
 
+    TextKind& GetKind(uint32_t index) { return kinds_[index - top_]; }
+    TextKind GetKind(uint32_t index) const { return kinds_[index - top_]; }
+
     void Weigh(uint32_t index) {
         const Entity entity(tree_, index);
         if (!entity.HasChildren()) {
-            kinds_[index] = GetKindOfLeaf(entity);
+            GetKind(index) = GetKindOfLeaf(entity);
         } else if (entity.CarriesMessage()) {
-            kinds_[index] = TextKind::none;
+            GetKind(index) = TextKind::none;
         } else if (entity.IsType("multipart/alternative")) {
             Keep(entity, ChooseAlternative(entity));
         } else if (entity.IsType("multipart/related")) {
             Keep(entity, entity.GetRoot().index_);
         } else {
             for (const Entity& child : entity.GetChildren()) {
-                kinds_[index] = std::max(kinds_[index], kinds_[child.index_]);
+                GetKind(index) = std::max(GetKind(index), GetKind(child.index_));
             }
         }
     }
@@ -79,7 +91,7 @@ private:
     uint32_t ChooseAlternative(const Entity& entity) const {
         uint32_t chosen = entity.index_ + 1;
         for (const Entity& child : entity.GetChildren()) {
-            if (kinds_[child.index_] >= kinds_[chosen]) chosen = child.index_;
+            if (GetKind(child.index_) >= GetKind(chosen)) chosen = child.index_;
         }
         return chosen;
     }
@@ -87,12 +99,13 @@ private:
     /// The entity is what this child is; its other children are passed over.
     void Keep(const Entity& entity, uint32_t chosen) {
         for (const Entity& child : entity.GetChildren()) {
-            if (child.index_ != chosen) kinds_[child.index_] = TextKind::none;
+            if (child.index_ != chosen) GetKind(child.index_) = TextKind::none;
         }
-        kinds_[entity.index_] = kinds_[chosen];
+        GetKind(entity.index_) = GetKind(chosen);
     }
 
     const MessageTree& tree_;
+    uint32_t top_;
     TextKind wanted_;
     std::vector<TextKind> kinds_;  ///< of each entity: the best of what is inside; none: not taken
 };
@@ -108,34 +121,41 @@ std::string JoinFlowed(const Entity& entity, const std::string& text) {
     });
 }
 
-/// Appends with LF line ends, on lines of its own.
-void AppendLines(std::string_view text, std::string& out) {
+/// With LF line ends, and one at the end.
+std::string MakeLines(std::string_view text) {
+    std::string lines;
+    lines.reserve(text.size() + 1);
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
-        out += text[i];
+        lines += text[i];
     }
-    if (!out.empty() && !out.ends_with('\n')) out += '\n';
+    if (!lines.empty() && !lines.ends_with('\n')) lines += '\n';
+    return lines;
 }
 
 }  // namespace
 
+std::vector<Entity> Entity::GetTextEntities() const {
+    return TextChoice(*tree_, index_, TextKind::plain).GetChosen();
+}
+
+std::string Entity::GetReadableText(HtmlConverter toText) const {
+    const std::string text = GetText();
+    if (!IsType("text/html")) return MakeLines(JoinFlowed(*this, text));
+    return MakeLines(toText != nullptr ? toText(text) : text);
+}
+
 std::string Mail::GetText(HtmlConverter toText) const {
     std::string text;
-    TextChoice(*tree_, TextKind::plain).Visit([&](const Entity& entity, TextKind kind) {
-        if (kind == TextKind::plain) {
-            AppendLines(JoinFlowed(entity, entity.GetText()), text);
-        } else {
-            AppendLines(toText != nullptr ? toText(entity.GetText()) : entity.GetText(), text);
-        }
-    });
+    for (const Entity& entity : GetTop().GetTextEntities()) text += entity.GetReadableText(toText);
     return text;
 }
 
 std::string Mail::GetHtml() const {
     std::string html;
-    TextChoice(*tree_, TextKind::html).Visit([&](const Entity& entity, TextKind /*kind*/) {
+    for (const Entity& entity : TextChoice(*tree_, 0, TextKind::html).GetChosen()) {
         html += entity.GetText();
-    });
+    }
     return html;
 }
 

@@ -209,6 +209,10 @@ bool HoldsAddresses(std::string_view name) noexcept {
     return GetKind(name) == FieldKind::addresses;
 }
 
+bool HoldsParameters(std::string_view name) noexcept {
+    return HasParameters(GetKind(name));
+}
+
 std::string_view Unfold(std::string_view value, std::string& unfolded) {
     if (!HasChar(value, '\n')) return value;
     unfolded.clear();

@@ -28,6 +28,8 @@ private:
 
 /// Returns true for the fields whose value is a list of addresses, "From" and the like.
 bool HoldsAddresses(std::string_view name) noexcept;
+/// Returns true for the fields that have parameters by the mail rules, "Content-Type" and the like.
+bool HoldsParameters(std::string_view name) noexcept;
 
 /// The value without its line ends, each of which is before white space (RFC 5322, 2.2.3).
 /// @param unfolded  keeps the result when there are any.

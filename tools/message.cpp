@@ -1,0 +1,109 @@
+#include "message.h"
+
+#include <algorithm>
+#include <new>
+
+// Messages that were read by the mail rules, and what does not depend on the rules.
+
+namespace Tool {
+
+namespace {
+
+constexpr unsigned kMaxDottedDepth = 16;
+
+std::string MakePositionIndex(size_t position) {
+    return "@" + std::to_string(position + 1);
+}
+
+class MailMessage final : public Message {
+public:
+    explicit MailMessage(MIME::Mail mail)
+        : Message(Outline(mail)),
+          mail_(std::move(mail)),
+          entities_(mail_.GetEntities().begin(), mail_.GetEntities().end()) {}
+
+    bool HasChildren(size_t entity) const override { return entities_[entity].HasChildren(); }
+    bool CarriesMessage(size_t entity) const override { return entities_[entity].CarriesMessage(); }
+
+    std::vector<ShownField> GetFields(size_t entity) const override {
+        std::vector<ShownField> fields;
+        for (const MIME::Field& field : entities_[entity].GetFields()) {
+            fields.push_back({std::string(field.name), field.GetValue(), field.GetParameters()});
+        }
+        return fields;
+    }
+
+    std::string GetValue(size_t entity, const char* field) const override {
+        const std::optional<MIME::Field> found = entities_[entity].FindField(field);
+        return found ? found->GetValue() : std::string();
+    }
+
+    std::string GetParameter(size_t entity, const char* field,
+                             const char* parameter) const override {
+        return entities_[entity].GetParameter(field, parameter);
+    }
+
+    uint64_t GetSize(size_t entity) const override { return entities_[entity].GetDecodedSize(); }
+
+    void Decode(size_t entity, const TakePiece& take) const override {
+        const MIME::Result<void> decoded = entities_[entity].DecodeTo([&](std::string_view piece) {
+            take(piece);
+            return true;
+        });
+        if (!decoded) throw std::bad_alloc();  // nothing else stops it
+    }
+
+    std::optional<MIME::Entity> GetEntity(size_t entity) const override {
+        return entities_[entity];
+    }
+
+private:
+    MIME::Mail mail_;
+    std::vector<MIME::Entity> entities_;
+};
+
+}  // namespace
+
+Outline::Outline(const MIME::Mail& mail) {
+    std::vector<MIME::Entity> open;  // the entity before, and what it is inside of
+    std::vector<size_t> positions;
+    for (const MIME::Entity& entity : mail.GetEntities()) {
+        const std::optional<MIME::Entity> parent = entity.GetParent();
+        while (!open.empty() && open.back() != parent) {
+            open.pop_back();
+            positions.pop_back();
+        }
+        Add(open.empty() ? Place::kNoParent : positions.back());
+        open.push_back(entity);
+        positions.push_back(GetCount() - 1);
+    }
+}
+
+void Outline::Add(size_t parent) {
+    if (parent == Place::kNoParent) return places_.push_back({parent, 0, "1"});
+    Place& above = places_[parent];
+    const unsigned depth = above.depth + 1;
+    const unsigned number = ++above.children;
+    std::string index = depth <= kMaxDottedDepth ? above.index + "." + std::to_string(number)
+                                                 : MakePositionIndex(GetCount());
+    places_.push_back({parent, depth, std::move(index)});
+}
+
+std::optional<size_t> Outline::Find(const std::string& index) const {
+    for (size_t i = 0; i < places_.size(); ++i) {
+        if (places_[i].index == index || MakePositionIndex(i) == index) return i;
+    }
+    return std::nullopt;
+}
+
+std::unique_ptr<Message> Message::Read(const Input& input, const Sources& sources) {
+    if (sources.strict) return MakeStrictMessage(ReadStrict(input, sources));
+    return std::make_unique<MailMessage>(ReadMail(input, sources));
+}
+
+std::string Message::GetFileName(size_t entity) const {
+    const std::string name = GetParameter(entity, "Content-Disposition", "filename");
+    return name.empty() ? GetParameter(entity, "Content-Type", "name") : name;
+}
+
+}  // namespace Tool
