@@ -18,6 +18,7 @@ namespace MIME {
 namespace {
 
 namespace fs = std::filesystem;
+using Test::FindDifference;
 using Test::ReadWholeFile;
 using Test::TempFolder;
 
@@ -50,7 +51,9 @@ TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
         const bool isRead = part.Read(text.data(), text.size(), error, options, &report);
         const Result<Mail> mail = Mail::Open(path, withReport);
         ASSERT_EQ(static_cast<bool>(mail), isRead) << path;
-        if (mail) EXPECT_EQ(Test::FindDifference(*mail, part), "") << path;
+        if (mail) {
+            EXPECT_EQ(FindDifference(*mail, part), "") << path;
+        }
         EXPECT_EQ(same.worst, report.worst) << path;
         EXPECT_EQ(same.deviations.GetCount(), report.deviations.GetCount()) << path;
     }
