@@ -12,7 +12,16 @@ install(TARGETS KIVMIME EXPORT KIVMIMETargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT KIVMIMETargets NAMESPACE KIVMIME:: DESTINATION ${KIVMIME_PACKAGE_DIR})
 
-install(FILES etc/mime/mime.h etc/mime/decoding.h etc/mime/read_options.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES etc/mime/mail.h etc/mime/mime.h etc/mime/decoding.h etc/mime/read_options.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime)
+install(FILES
+  etc/mime/mail/address.h
+  etc/mime/mail/date.h
+  etc/mime/mail/errors.inc
+  etc/mime/mail/mail_folder.h
+  etc/mime/mail/result.h
+  etc/mime/mail/text_charset.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/mail)
 install(FILES etc/mime/encoding/transfer_encodings.inc
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/encoding)
 install(FILES etc/mime/parser/deviations.inc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/parser)

@@ -269,7 +269,7 @@ public:
     ~Mail();
 
     std::string GetSubject() const { return GetTop().GetField("Subject"); }
-    /// @name Addresses, of the first field of each name
+    /// @name Addresses, those of all fields of each name
     /// @{
     AddressList GetFrom() const { return GetAddresses("From"); }
     AddressList GetSender() const { return GetAddresses("Sender"); }
@@ -277,7 +277,6 @@ public:
     AddressList GetTo() const { return GetAddresses("To"); }
     AddressList GetCc() const { return GetAddresses("Cc"); }
     AddressList GetBcc() const { return GetAddresses("Bcc"); }
-    /// Those of all fields of that name.
     AddressList GetAddresses(std::string_view field) const;
     /// @}
     std::optional<Date> GetDate() const;  ///< none when the field is missing or is no date
