@@ -180,15 +180,28 @@ private:
     Reading& reading_;
 };
 
+/// What other programs may read as another type, or without its boundary.
+void NoteMediaType(const StructuredField& field, const char* where, Reading& reading) {
+    const size_t slash = field.value.find('/');
+    if (slash == std::string::npos || slash == 0 || slash + 1 == field.value.size()) {
+        reading.Note(Deviation::malformedContentType, where);
+    }
+    if (field.lacksSemicolon) reading.Note(Deviation::missingSemicolon, where);
+    for (const StructuredField::Parameter& parameter : field.parameters) {
+        if (parameter.isOpen) reading.Note(Deviation::unclosedQuote, where);
+        const bool isBoundary = EqualsCaseless(parameter.name, "boundary");
+        if (isBoundary && !parameter.isQuoted && HasChar(parameter.value, '=')) {
+            reading.Note(Deviation::bareBoundary, where);
+        }
+    }
+}
+
 bool StoreStructured(HeaderValue& target, FieldKind kind, std::string_view value, const char* where,
                      Reading& reading) {
     StructuredField field;
     if (kind == FieldKind::type) {
         ParseMediaType(value, field);
-        const size_t slash = field.value.find('/');
-        if (slash == std::string::npos || slash == 0 || slash + 1 == field.value.size()) {
-            reading.Note(Deviation::malformedContentType, where);
-        }
+        NoteMediaType(field, where, reading);
     } else {
         ParseStructuredField(value, field);
     }

@@ -93,13 +93,15 @@ public:
     }
 
     /// The opening quote of a quoted-string has been taken: appends its content (RFC 5322, 3.2.4).
-    void TakeQuoted(std::string& out) {
+    /// @return false when the closing quote is missing.
+    bool TakeQuoted(std::string& out) {
         while (!IsAtEnd()) {
             char c = Take();
-            if (c == '"') return;
+            if (c == '"') return true;
             if (c == '\\' && !IsAtEnd()) c = Take();
             out += c;
         }
+        return false;
     }
 
     /// Appends text without quotes up to one of `stops`, which stays. Comments and trailing blanks
@@ -142,7 +144,8 @@ void ParseParameter(FieldText& source, StructuredField::Parameter& parameter) {
         return;
     }
     source.Take();
-    source.TakeQuoted(parameter.value);
+    parameter.isQuoted = true;
+    parameter.isOpen = !source.TakeQuoted(parameter.value);
     source.SkipTo(';');
 }
 
@@ -151,6 +154,7 @@ void ParseParameter(FieldText& source, StructuredField::Parameter& parameter) {
 void ParseStructuredField(std::string_view text, StructuredField& field) {
     field.value.clear();
     field.parameters.clear();
+    field.lacksSemicolon = false;
     FieldText source(text);
     source.SkipSpaceAndComments();
     if (!source.IsAtEnd() && source.Peek() == '"') {
@@ -175,6 +179,7 @@ void ParseMediaType(std::string_view text, StructuredField& field) {
     StructuredField tail;
     ParseStructuredField(";" + field.value.substr(blank), tail);
     field.value.resize(blank);
+    field.lacksSemicolon = !tail.parameters.empty();
     field.parameters.insert(field.parameters.begin(), tail.parameters.begin(),
                             tail.parameters.end());
 }

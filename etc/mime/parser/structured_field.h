@@ -20,10 +20,13 @@ struct StructuredField {
     struct Parameter {
         std::string name;
         std::string value;
+        bool isQuoted = false;
+        bool isOpen = false;  ///< the closing quote is missing
     };
 
     std::string value;
     std::vector<Parameter> parameters;  ///< in order; the value is empty where there was no "="
+    bool lacksSemicolon = false;        ///< of ParseMediaType: departure 4 has given parameters
 };
 
 /// Takes a field apart the way mail programs do: comments, quotes and backslashes are removed,
