@@ -19,6 +19,7 @@
 #include "kivgui/convert.h"
 #include "kivgui/token_iterator.h"
 #include "kivgui/utf8.h"
+#include "mime/html.h"
 #include "mime/mail/text_charset.h"
 #include "mime/mail/uuencode.h"
 #include "mime/mime.h"
@@ -315,6 +316,9 @@ const std::map<std::string, Function>& GetFunctions() {
         {"exact_trees", ReadExactly("")},
         {"fields", WriteFields},
         {"fold_header", Of([](const AnsiStr& in) { return Encoding::FoldHeader(in); })},
+#ifdef MIME_TEST_HTML
+        {"html", HtmlToText},
+#endif
         {"mailboxes", ListMailboxes},
         {"numbers", ReadNumbers},
         {"quote", QuoteText},
