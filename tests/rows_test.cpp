@@ -20,6 +20,7 @@
 #include "kivgui/convert.h"
 #include "kivgui/token_iterator.h"
 #include "kivgui/utf8.h"
+#include "mime/html.h"
 #include "mime/mail/address.h"
 #include "mime/mail/date.h"
 #include "mime/mail/file_error.h"
@@ -376,6 +377,9 @@ const std::map<std::string, Function>& GetFunctions() {
         {"fields", WriteFields},
         {"file_error", NameFileInError},
         {"fold_header", Of([](const AnsiStr& in) { return Encoding::FoldHeader(in); })},
+#ifdef MIME_TEST_HTML
+        {"html", HtmlToText},
+#endif
         {"mailboxes", ListMailboxes},
         {"mbox", ListMbox},
         {"mbox_from_lines", TakeFromLineApart},

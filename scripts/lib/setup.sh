@@ -1,7 +1,7 @@
 # Sourced by the scripts: what they need from the machine, and small helpers.
 # The one place that lists packages. Names are those of Debian 12.
 
-PACKAGES_build="g++ cmake ninja-build libssl-dev"
+PACKAGES_build="g++ cmake ninja-build libssl-dev libgumbo-dev"
 PACKAGES_tools="libcli11-dev nlohmann-json3-dev"
 PACKAGES_test="libgtest-dev python3 openssl"
 PACKAGES_bench="libbenchmark-dev libssl-dev python3"
