@@ -43,6 +43,8 @@ class Escaping(Case):
                  b'Content-Disposition: attachment; filename="' + nasty + b'"')))
         for arguments in (["show"], ["show", "--headers"], ["show", "--headers", "--json"], ["text"]):
             self.assert_harmless(self.run_tool(*arguments, path)[0])
+            if arguments == ["text"]:
+                continue
             strict, _ = self.run_tool(*arguments, "--strict", path)
             self.assert_harmless(strict)
             self.assertEqual(b"text/" + self.SHOWN in strict, arguments in (["show"], ["show", "--headers"]))
@@ -115,6 +117,12 @@ class Rewrite(Case):
                  (entity.preamble or "").strip(), (entity.epilogue or "").strip())
                 for entity in email.message_from_bytes(text, policy=email.policy.compat32).walk()]
 
+    def entities(self, message):
+        """What does not depend on where they are: the root of multipart/related is written first."""
+        shown = json.loads(self.run_tool("show", message, "--json", "--headers")[0])["entities"]
+        return sorted(json.dumps({key: value for key, value in entity.items()
+                                  if key != "index" and not key.lower().endswith("range")}) for entity in shown)
+
     def test_nothing_is_lost(self):
         messages = [sample.read_bytes() for sample in sorted(SAMPLES.glob("*.eml"))]
         self.assertGreater(len(messages), 3)
@@ -124,10 +132,11 @@ class Rewrite(Case):
                 with self.subTest(text[:200]):
                     source = self.file("source.eml", text)
                     self.run_tool("rewrite", source, "-o", "again.eml")
-                    want, have = (json.loads(self.run_tool("show", each, "--json", "--headers")[0])["entities"]
-                                  for each in (source, "again.eml"))
+                    self.assertEqual(self.entities("again.eml"), self.entities(source))
+                    # An attached message may lose an empty line at its end; sizes were compared above.
+                    have, want = (sorted(body.rstrip() for body in self.bodies(each).values())
+                                  for each in ("again.eml", source))
                     self.assertEqual(have, want)
-                    self.assertEqual(self.bodies("again.eml"), self.bodies(source))
                     again = (self.home / "again.eml").read_bytes()
                     self.assertEqual(self.run_tool("rewrite", "again.eml", "-o", "-")[0], again)
                     if message not in messages:
@@ -155,7 +164,9 @@ class Rewrite(Case):
             self.assertEqual(old.read_bytes(), b"old")
             self.assertEqual(sorted(os.listdir(self.home)), before)
         self.environment["TMPDIR"] = str(self.home / "none")
-        self.assertRegex(self.run_tool("show", NESTED, status=1)[1], NO_SUCH_FILE)
+        self.assertRegex(self.run_tool("rewrite", NESTED, "-o", "-", status=1)[1], NO_SUCH_FILE)
+        for arguments in (["show"], ["show", "--strict"], ["text"], ["lint"], ["extract", "-o", "-"]):
+            self.run_tool(*arguments, "-", given=multipart(part(b"x")) if "-o" not in arguments else b"\r\nx")
 
 
 if __name__ == "__main__":

@@ -80,10 +80,10 @@ class Files(Case):
 class Interrupt(Case):
     SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
-    def wait_for_work(self, process, pattern):
-        """Waits until the program has made a temporary file of that name."""
+    def wait_for_work(self, process, folder, pattern):
+        """Waits until the program has made a file of that name."""
         for _ in range(2000):
-            if process.poll() is not None or any(self.temp.glob(pattern)):
+            if process.poll() is not None or any(folder.glob(pattern)):
                 return
             time.sleep(0.005)
         self.fail("the program does not start to work")
@@ -91,10 +91,10 @@ class Interrupt(Case):
     def test_while_input_is_slow(self):
         for number in self.SIGNALS:
             with self.subTest(number.name):
-                process = self.start("show", "-")
+                process = self.start("rewrite", "-", "-o", "out")
                 process.stdin.write(CUT_SHORT)
                 process.stdin.flush()
-                self.wait_for_work(process, "*/message")
+                self.wait_for_work(process, self.temp, "*/message")
                 process.send_signal(number)
                 process.wait()  # before its input ends
                 process.communicate()
@@ -104,13 +104,17 @@ class Interrupt(Case):
     def test_while_bodies_are_written(self):
         many = self.file("many.eml", multipart(*[part(b"x")] * 30_000))
         for number in self.SIGNALS:
-            with self.subTest(number.name):
-                process = self.start("extract", many, "-d", "out-" + number.name)
-                self.wait_for_work(process, "*/mimeio-*")
-                process.send_signal(number)
-                _, errors = process.communicate()
-                self.assertEqual((process.returncode, errors), (-number, b""))
-                self.assertEqual(os.listdir(self.temp), [])
+            out = self.home / number.name
+            for arguments, folder, pattern in [(["rewrite", many, "-o", "out"], self.temp, "*/mimeio-*"),
+                                               (["extract", many, "-d", out], out, "*")]:
+                with self.subTest(arguments[0] + " " + number.name):
+                    process = self.start(*arguments)
+                    self.wait_for_work(process, folder, pattern)
+                    process.send_signal(number)
+                    _, errors = process.communicate()
+                    self.assertEqual((process.returncode, errors), (-number, b""))
+                    self.assertEqual(os.listdir(self.temp), [])
+            self.assertEqual({path.read_bytes() for path in out.iterdir()}, {b"x"})
 
 
 if __name__ == "__main__":
