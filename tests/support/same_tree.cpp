@@ -29,9 +29,10 @@ std::vector<Entity> ListChildren(const Entity& entity) {
     std::vector<Entity> children(range.begin(), range.end());
     const std::string start = entity.GetParameter("Content-Type", "start");
     if (start.empty()) return children;
-    std::stable_partition(children.begin(), children.end(), [&](const Entity& child) {
-        return child.GetField("Content-ID") == start;
-    });
+    const auto others = std::stable_partition(
+        children.begin(), children.end(),
+        [&](const Entity& child) { return child.GetField("Content-ID") == start; });
+    std::reverse(children.begin(), others);  // each is put before those that came before it
     return children;
 }
 
