@@ -6,12 +6,12 @@
 
 #include "inputs.h"
 
-/// What the commands print for programs: one object a line. docs/kivmime.md describes them.
+/// What the commands print for programs: one object a line. docs/json.md describes them.
 namespace Tool {
 
 using Json = nlohmann::ordered_json;
 
-/// Counts changes that a program notices which reads the objects; new keys are none.
+/// The version of the objects. New keys do not change it.
 constexpr unsigned kSchema = 2;
 
 /// The keys with which every object begins.

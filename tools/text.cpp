@@ -22,8 +22,10 @@ namespace Tool {
 namespace {
 
 #ifdef KIVMIME_WITH_HTML
+constexpr bool kReadsHtml = true;
 constexpr MIME::HtmlConverter kHtmlToText = MIME::HtmlToText;
 #else
+constexpr bool kReadsHtml = false;
 constexpr MIME::HtmlConverter kHtmlToText = nullptr;
 #endif
 
@@ -90,7 +92,7 @@ private:
         const bool isAttachment = entity.GetDisposition() == "attachment";
         if (nodes_[place].isPassedOver && !isAttachment) return;
         if (!nodes_[place].hasText) return PrintNote(place, "");
-        if (kHtmlToText == nullptr && entity.IsType("text/html")) {
+        if (!kReadsHtml && entity.IsType("text/html")) {
             return PrintNote(place, "this program was built without HTML");
         }
         PrintBlock(EscapeLines(entity.GetReadableText(kHtmlToText)));
