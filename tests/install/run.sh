@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the library, moves the installed tree elsewhere, and builds consumer.cpp against it as an
+# Installs the libraries, moves the installed tree elsewhere, and builds programs against it as an
 # outsider would: through find_package and through pkg-config, for the shared and the static library.
 #
 # tests/install/run.sh [SHARED-BUILD STATIC-BUILD]: takes these finished build directories;
@@ -46,18 +46,22 @@ check_package() {
   cmake -S "$work/consumer" -B "$work/$kind/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
   cmake --build "$work/$kind/cmake"
   "$work/$kind/cmake/consumer"
+  "$work/$kind/cmake/html_consumer"
 
   echo "-- pkg-config"
   g++ -std=c++20 "$work/consumer/consumer.cpp" $(pkg-config --cflags --libs kivmime) \
     -o "$work/$kind/pkg-config-consumer"
   "$work/$kind/pkg-config-consumer"
+  g++ -std=c++20 "$work/consumer/html_consumer.cpp" $(pkg-config --cflags --libs kivmime-html) \
+    -o "$work/$kind/pkg-config-html-consumer"
+  "$work/$kind/pkg-config-html-consumer"
 }
 
 need_packages build install_test
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir "$work/consumer"
-cp "$here/CMakeLists.txt" "$here/consumer.cpp" "$work/consumer"    # out of reach of our headers
+cp "$here/CMakeLists.txt" "$here"/*.cpp "$work/consumer"    # out of reach of our headers
 
 if [ $# = 2 ]; then
   shared_build=$(cd "$1" && pwd)
