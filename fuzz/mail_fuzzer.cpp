@@ -29,11 +29,15 @@ void CheckEntity(const Mail& mail, const Entity& entity) {
     const Range range = entity.GetRange();
     Check(mail.GetSource().substr(range.offset, range.size) == entity.GetRaw(), "range");
     Check(entity.GetRaw().ends_with(entity.GetRawBody()), "the body ends the entity");
-    for (const Field& field : entity.GetFields()) CheckLine(field.GetText());
+    for (const Field& field : entity.GetFields()) {
+        CheckLine(field.GetText());
+        Check(field.GetParameters().empty() || !field.raw.empty(), "parameters");
+        field.GetValue();
+    }
     const std::string name = entity.GetSafeFileName();
     Check(!name.empty() && name.size() <= 255 && name.find('/') == std::string::npos, "safe name");
     Check(entity.GetDecodedSize() == entity.Decode().size(), "decoded size");
-    entity.GetText();
+    entity.GetReadableText();
     Check(entity.GetRoot() == entity || entity.GetRoot().GetParent() == entity, "root");
 }
 
@@ -49,6 +53,7 @@ void CheckMail(const Mail& mail) {
     mail.GetReferences();
     mail.GetText();
     mail.GetHtml();
+    for (const Entity& text : mail.GetTop().GetTextEntities()) Check(!text.HasChildren(), "text");
     for (const Entity& file : mail.GetAttachments()) Check(file.IsAttachment(), "attachment");
 }
 

@@ -24,7 +24,7 @@ namespace {
 /// The transfer encoding that the entity states, an unknown one too; empty when it states none.
 std::string GetTransferEncoding(const Message& message, size_t entity) {
     namespace TransferEncoding = MIME::TransferEncoding;
-    const std::string stated = message.GetValue(entity, "Content-Transfer-Encoding");
+    std::string stated = message.GetValue(entity, "Content-Transfer-Encoding");
     for (unsigned key = 0;; ++key) {
         const auto known = TransferEncoding::GetStr(static_cast<TransferEncoding::keys>(key));
         if (known.IsEmpty()) return stated;

@@ -64,7 +64,11 @@ std::string Tell(const Mail& mail) {
         out << entity.GetPath() << ' ' << entity.GetMediaType() << ' ' << entity.GetFileName()
             << ' ' << entity.GetSafeFileName() << ' ' << entity.GetFields().size() << ' '
             << entity.GetRange().offset << ' ' << entity.GetDecodedSize() << ' '
-            << entity.GetRoot().GetPath() << ' ' << entity.GetText() << '\n';
+            << entity.GetRoot().GetPath() << ' ' << entity.GetReadableText() << '\n';
+        for (const Field& field : entity.GetFields()) {
+            out << field.GetValue() << '\n';
+            for (const Parameter& one : field.GetParameters()) out << one.name << one.value << '\n';
+        }
     }
     out << mail.FindById("i@j").has_value() << mail.FindByFileName("\xC3\xA9.txt").has_value();
     return out.str();

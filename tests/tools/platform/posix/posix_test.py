@@ -114,7 +114,7 @@ class Interrupt(Case):
                     _, errors = process.communicate()
                     self.assertEqual((process.returncode, errors), (-number, b""))
                     self.assertEqual(os.listdir(self.temp), [])
-            self.assertEqual({path.read_bytes() for path in out.iterdir()}, {b"x"})
+            self.assertLessEqual({path.read_bytes() for path in out.iterdir()}, {b"x"}, "incomplete files")
 
 
 if __name__ == "__main__":
