@@ -58,9 +58,13 @@ bool Digest(const File& content, CMS_ContentInfo* message) noexcept {
 bool Encode(const CMS_ContentInfo* message, Blob& signature) noexcept {
     const int size = i2d_CMS_ContentInfo(message, nullptr);
     if (size <= 0) return Fail(kErrorSigningFailed);
-    auto* next = reinterpret_cast<unsigned char*>(signature.Renew(static_cast<unsigned>(size)));
-    if (next == nullptr) return Fail(kErrorNotEnoughMemory);
-    return i2d_CMS_ContentInfo(message, &next) == size || Fail(kErrorSigningFailed);
+    auto* const begin =
+        reinterpret_cast<unsigned char*>(signature.Renew(static_cast<unsigned>(size)));
+    if (begin == nullptr) return Fail(kErrorNotEnoughMemory);
+    // Where there is no memory to sort a set, its members are missing, and the size is right all the same.
+    unsigned char* next = begin;
+    const bool isWhole = i2d_CMS_ContentInfo(message, &next) == size && next == begin + size;
+    return isWhole || Fail(kErrorSigningFailed);
 }
 
 /// For an RSA-PSS key, makes the salt as long as the digest, as RFC 4055, 3.1 advises. Other keys
@@ -82,8 +86,11 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
         CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
                         kFlags | CMS_KEY_PARAM);
     if (info == nullptr || !SetParameters(info, signer)) return Fail(kErrorBadAlgorithm);
-    return AddOthers(message.get(), signer) && Digest(content, message.get()) &&
-           Encode(message.get(), signature);
+    if (!AddOthers(message.get(), signer) || !Digest(content, message.get())) return false;
+    // Where there is no memory to sort the signed attributes, OpenSSL signs something else, and says
+    // nothing.
+    if (CMS_SignerInfo_verify(info) != 1) return Fail(kErrorSigningFailed);
+    return Encode(message.get(), signature);
 }
 
 }  // namespace

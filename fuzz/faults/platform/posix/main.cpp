@@ -311,6 +311,14 @@ unsigned long GetLimit(unsigned traits) {
     return (traits & (kCold | kSigns)) != 0 ? 60 : ~0ul;
 }
 
+/// The number after "--from=", the first point to be tried; 1 without that option.
+unsigned long GetFirst(const std::set<std::string>& options) {
+    const std::string name = "--from=";
+    const auto option = options.lower_bound(name);
+    const bool isThere = option != options.end() && option->starts_with(name);
+    return isThere ? std::stoul(option->substr(name.size())) : 1;
+}
+
 /// All points of one kind.
 Row TryKind(const Operation& operation, const Reference& wanted, const std::string& folder,
             Kind kind, const std::set<std::string>& options) {
@@ -320,7 +328,7 @@ Row TryKind(const Operation& operation, const Reference& wanted, const std::stri
     Row row{};
     for (const bool isLasting : {false, true}) {
         if (isLasting && kind == interruption) continue;  // it would never end
-        for (unsigned long n = 1; n <= count; ++n) {
+        for (unsigned long n = GetFirst(options); n <= count; ++n) {
             if (random.Below(count) >= limit) continue;
             RunPoint(operation, &wanted, folder, {kind, n, isLasting});
             outcome->row[kPoints] = 1;
