@@ -306,6 +306,20 @@ void SetKeysFromType(ContentType& keys, const AnsiStr& type) noexcept {
     }
 }
 
+/// What the look-ups give for the types of nearly all mail, without looking them up: text/plain and
+/// text/html have keys, and of the multipart types only multipart/voice-message has.
+bool SetUsualKeys(ContentType& keys, const AnsiStr& type) noexcept {
+    const char* const text = type.GetStr();
+    if (EqualsCaseless(text, "text/plain") || EqualsCaseless(text, "text/html")) {
+        keys.type = Type::text;
+        keys.subType = EqualsCaseless(text, "text/plain") ? SubType::plain : SubType::html;
+        return true;
+    }
+    if (!IsMultipart(type) || EqualsCaseless(text, "multipart/voice-message")) return false;
+    keys.type = Type::multipart;
+    return true;
+}
+
 /// By the mail rules the type is given as text, with the keys only when they stand for exactly that
 /// text; writers have to know a multipart. Without a field the type is text/plain, in a digest
 /// message/rfc822 (RFC 2045, 5.2; RFC 2046, 5.1.5).
@@ -313,6 +327,7 @@ void SetTypeFromField(ContentType& target, const AnsiStr& field, bool isInDigest
     const AnsiStr type =
         !field.IsEmpty() ? field : AnsiStr(isInDigest ? "message/rfc822" : "text/plain");
     target.str = type;
+    if (SetUsualKeys(target, type)) return;
     ContentType keys;
     SetKeysFromType(keys, type);
     if (EqualsCaseless(CanonicType(keys.type, keys.subType), type.GetStr())) {

@@ -145,7 +145,10 @@ bool BlockReader::HasHeaderFieldAfter(const Line& line) {
 }
 
 bool BlockReader::TakeMailLine(const Line& line) {
-    if (IsBlankAscii(line.text.front()) || BeginsField(line.text)) return TakeFoldedField(line);
+    const bool isBeforeField = nextField_ != nullptr && line.text.data() < nextField_;
+    if (!isBeforeField || IsBlankAscii(line.text.front()) || BeginsField(line.text)) {
+        return TakeFoldedField(line);
+    }
     reading_.Note(Deviation::lineInHeader, line.text.data());
     reading_.cursor.Skip(line.extent);
     return CountField();
