@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
     if (!messages) return Fail(messages.error().GetText());
     int status = 0;
     for (const auto& entry : *messages) {
-        const auto mail = entry ? MIME::Mail::Parse(entry->GetUnquotedText()) : entry.error();
+        const auto mail = entry ? MIME::Mail::Parse(*entry) : entry.error();
         if (!mail) {
             status = Fail(mail.error().GetText());
             continue;

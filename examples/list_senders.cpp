@@ -14,7 +14,7 @@ int Fail(const std::string& why) {
 std::map<std::string, unsigned> CountSenders(MIME::MailFolder& messages, int& status) {
     std::map<std::string, unsigned> counts;
     for (const auto& entry : messages) {
-        const auto mail = entry ? MIME::Mail::Parse(entry->GetText()) : entry.error();
+        const auto mail = entry ? MIME::Mail::Parse(*entry) : entry.error();
         if (!mail) {
             status = Fail(mail.error().GetText());
             continue;

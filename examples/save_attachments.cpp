@@ -16,7 +16,7 @@ int Fail(const std::string& why) {
 int SaveAttachments(MIME::MailFolder& messages, const std::filesystem::path& target) {
     int status = 0;
     for (const auto& entry : messages) {
-        const auto mail = entry ? MIME::Mail::Parse(entry->GetUnquotedText()) : entry.error();
+        const auto mail = entry ? MIME::Mail::Parse(*entry) : entry.error();
         if (!mail) {
             status = Fail(mail.error().GetText());
             continue;

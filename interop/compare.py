@@ -20,7 +20,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-from differences import Difference, explain, squeeze
+from differences import Difference, explain, squeeze, squeeze_lines
 from dovecot import DovecotReader
 from messages import Maker
 
@@ -37,8 +37,16 @@ class PythonReader:
         message = email.message_from_bytes(path.read_bytes(), policy=email.policy.default)
         entities = []
         self.walk(message, 0, entities)
-        return {"subject": str(self.get(message, "subject") or ""), "from": self.mailboxes(message, "from"),
+        return {"subject": str(self.get(message, "subject") or ""), "text": self.text(message), "from": self.mailboxes(message, "from"),
                 "to": self.mailboxes(message, "to"), "entities": entities}
+
+    @staticmethod
+    def text(message):
+        """The plain text that is shown first; None where there is none, or it cannot be read."""
+        try:
+            return message.get_body(("plain",)).get_content()
+        except Exception:
+            return None
 
     @staticmethod
     def get(part, field):
@@ -89,6 +97,8 @@ def make_facts(described, is_ours):
         facts |= {key: described[key] for key in ("subject", "from", "to")}
         facts |= {key: [one[key] for one in entities] for key in ("charset", "fileName", "name")}
     else:
+        if described.get("text") is not None:
+            facts["text"] = squeeze_lines(described["text"])
         facts |= {"subject": squeeze(described["subject"]),
                   "fileName": [squeeze(one["fileName"] or one["name"]) for one in entities]}
     return facts
@@ -112,6 +122,8 @@ class Check:
         encodings = [one.get("encoding", "").strip().lower() for one in want["entities"]]
         structure = None
         for fact, mine in ours.items():
+            if fact not in theirs:
+                continue
             self.agree[reader, fact] += mine == theirs[fact]
             if mine == theirs[fact]:
                 continue

@@ -18,6 +18,11 @@ def squeeze(text):
     return re.sub("[ \t\r\n\0]+", " ", text.encode("utf-8", "replace").decode()).strip(" ")
 
 
+def squeeze_lines(text):
+    """A text up to white space at the ends of lines, and empty lines at its own end."""
+    return re.sub(r"[ \t\r]*\n", "\n", text.replace("\r\n", "\n") + "\n").rstrip("\n")
+
+
 def strip_blanks(body):
     return re.sub(rb"[ \t]+(?=\r?\n|\Z)", b"", body)
 

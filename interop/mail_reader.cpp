@@ -4,6 +4,7 @@
 #include <iostream>
 #include <string>
 
+#include <mime/mail.h>
 #include <mime/mime.h>
 #include <nlohmann/json.hpp>
 
@@ -64,7 +65,9 @@ json Describe(const std::string& path) {
     }
     json entities = json::array();
     Describe(message, 0, entities);
+    const MIME::Result<MIME::Mail> mail = MIME::Mail::Open(path);
     return {{"subject", subject != nullptr ? ToText(subject->value.value) : ""},
+            {"text", mail ? mail->GetText() : ""},
             {"fields", message.fields.GetCount()},
             {"entities", std::move(entities)},
             {"deviations", std::move(deviations)},

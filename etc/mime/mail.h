@@ -97,7 +97,8 @@ public:
     /// The disposition in lower case: "attachment", "inline"; empty without the field (RFC 2183).
     std::string GetDisposition() const;
     /// Is it something to save, rather than to read with the message: its disposition is "attachment",
-    /// or it is a child with a file name, or no text? Never a multipart. See docs/mail-reading.md.
+    /// or it is a child with a file name, or neither text/plain nor text/html? Never a multipart. See
+    /// docs/mail-reading.md.
     bool IsAttachment() const;
 
     /// The file name that the sender gave, decoded: the parameter "filename" of Content-Disposition,
@@ -250,8 +251,8 @@ public:
     static Result<Mail> Open(const std::filesystem::path& path, const MailOptions& options = {});
 
     /// @name Reads a text
-    /// @return tooDeep, tooManyParts, tooManyFields or headerTooLong past a limit, with the place.
-    ///         Any text is a message otherwise.
+    /// @return tooDeep, tooManyParts, tooManyFields or headerTooLong past a limit, with the place; else
+    ///         noMessage, for a header field of 4 GiB. Any other text is a message.
     /// @{
     /// The host keeps `text` as long as the Mail lives.
     static Result<Mail> Parse(std::string_view text, const MailOptions& options = {});
@@ -260,6 +261,9 @@ public:
     }
     /// The Mail keeps the text.
     static Result<Mail> Parse(std::string&& text, const MailOptions& options = {});
+    /// A message of a MailFolder, whose file the Mail keeps. In an mbox, ">From " is unquoted where the
+    /// message has it; offsets are then those of the unquoted text. Errors name the file.
+    static Result<Mail> Parse(const FolderEntry& entry, const MailOptions& options = {});
     /// With a Content-Type value that came apart from the text.
     static Result<Mail> Parse(std::string_view text, std::string_view contentType);
     /// @}

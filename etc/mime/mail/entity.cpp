@@ -117,7 +117,7 @@ bool Entity::IsAttachment() const {
     const ContentFields fields(*tree_, index_);
     const std::string type = fields.GetMediaType();
     if (StartsWithCaseless(type, "multipart/")) return false;
-    if (!StartsWithCaseless(type, "text/") && type != "text") return true;
+    if (type != "text/plain" && type != "text/html" && type != "text") return true;
     if (fields.GetDisposition() == "attachment") return true;
     return index_ != 0 && !fields.GetFileName().empty();
 }

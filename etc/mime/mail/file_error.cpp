@@ -28,13 +28,26 @@ void AppendOneLine(std::string& line, std::string_view text) {
     }
 }
 
-}  // namespace
-
-Error MakeFileError(ErrorCode code, const std::filesystem::path& path, uint32_t systemCode) {
+/// The name of the file, and ": ".
+std::string MakePrefix(const std::filesystem::path& path) {
     return Whole([&] {
         std::string text;
         AppendOneLine(text, KivGuiBase::File(path).GetPath());
-        text += ": ";
+        return text + ": ";
+    });
+}
+
+}  // namespace
+
+Error MakeFileError(const Error& error, const std::filesystem::path& path) {
+    Error named(error.GetCode(), MakePrefix(path) + error.GetText());
+    named.SetSystemCode(error.GetSystemCode()).SetPlace(error.GetOffset(), error.GetEntityPath());
+    return named;
+}
+
+Error MakeFileError(ErrorCode code, const std::filesystem::path& path, uint32_t systemCode) {
+    return Whole([&] {
+        std::string text = MakePrefix(path);
         if (systemCode == KivGuiBase::kErrorNone) {
             text += GetText(code);
         } else {

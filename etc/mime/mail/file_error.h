@@ -15,4 +15,7 @@ namespace MIME {
 /// @param systemCode  of kivgui/error.h; the text is that of `code` when it is 0.
 Error MakeFileError(ErrorCode code, const std::filesystem::path& path, uint32_t systemCode);
 
+/// The same error, with the name of the file before its text.
+Error MakeFileError(const Error& error, const std::filesystem::path& path);
+
 }  // namespace MIME

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "kivgui/ascii.h"
+#include "mime/mail/file_error.h"
 #include "mime/mail/header_fields.h"
 #include "mime/mail/message_tree.h"
 #include "mime/mail/whole.h"
@@ -39,6 +40,13 @@ ErrorCode GetErrorCode(Limits::Kind limit) noexcept {
 
 std::string ToString(std::string_view text) {
     return std::string(text);
+}
+
+/// An error of a file says which.
+Result<Mail> NameFile(Result<Mail> mail, const std::filesystem::path& path) {
+    if (mail) return mail;
+    Error error = MakeFileError(mail.error(), path);
+    return error;
 }
 
 /// All values of a name, as they are in the text.
@@ -100,7 +108,16 @@ Result<Mail> Mail::Open(const std::filesystem::path& path, const MailOptions& op
     auto tree = std::make_unique<MessageTree>();
     tree->file = std::move(*file);
     tree->text = tree->file.GetText();
-    return Read(std::move(tree), options);
+    return NameFile(Read(std::move(tree), options), path);
+}
+
+Result<Mail> Mail::Parse(const FolderEntry& entry, const MailOptions& options) {
+    auto tree = std::make_unique<MessageTree>();
+    const bool mayBeQuoted = entry.GetText().find(">From ") != std::string_view::npos;
+    if (mayBeQuoted) tree->owned = entry.GetUnquotedText();
+    tree->entry = entry;
+    tree->text = mayBeQuoted ? std::string_view(tree->owned) : entry.GetText();
+    return NameFile(Read(std::move(tree), options), entry.GetPath());
 }
 
 Result<Mail> Mail::Parse(std::string_view text, const MailOptions& options) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "mime/mail/mail_folder.h"
 #include "mime/mail/mapped_text.h"
 #include "mime/mail/text_charset.h"
 #include "mime/mime.h"
@@ -36,6 +38,7 @@ struct EntityPlace {
 struct MessageTree {
     std::string_view text;
     std::string owned;    ///< the text, when it was handed over
+    std::optional<FolderEntry> entry;  ///< or when it is in a folder
     MappedText file;      ///< or when it is that of a file
     AnsiStr contentType;  ///< the Content-Type value that came apart from the text
     bool hasContentType = false;
