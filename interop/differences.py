@@ -23,6 +23,15 @@ def squeeze_lines(text):
     return re.sub(r"[ \t\r]*\n", "\n", text.replace("\r\n", "\n") + "\n").rstrip("\n")
 
 
+def is_flowed(d):
+    return b"format=flowed" in d.source.lower()
+
+
+def strip_marks(text, marks=r"[\s>]"):
+    """A text without what joining lines changes, or without these marks."""
+    return re.sub(marks, "", text)
+
+
 def strip_blanks(body):
     return re.sub(rb"[ \t]+(?=\r?\n|\Z)", b"", body)
 
@@ -103,6 +112,17 @@ ROWS = [
     ("Python", "bodies", "base64Rubbish", lambda d, b: is_undecoded(b), "a base64 body with rubbish stays undecoded"),
     ("Python", "bodies", "", lambda d, b: BLANKS_AFTER_ENCODING.search(d.source) and is_undecoded(b), "a body stays undecoded when blanks follow the encoding's name"),
     ("Python", "bodies", "", lambda d, b: re.search(rb'boundary="[^"]*[ \t]"', d.source) and b.theirs.startswith(b.ours), "blanks at the end of a boundary count"),
+    # Plain texts.
+    ("Python", "text", "", lambda d: is_flowed(d) and strip_marks(d.ours) == strip_marks(d.theirs), "flowed lines are joined (RFC 3676)"),
+    ("Python", "text", "", lambda d: strip_marks(d.ours, "[^!-~]|>") == strip_marks(d.theirs, "[^!-~]|>"),
+     "text without charset, or with bytes that its charset lacks, is read as windows-1252"),
+    ("Python", "text", "", lambda d: strip_marks(d.theirs, "[^!-~]|>") in strip_marks(d.ours, "[^!-~]|>"),
+     "texts one after the other are joined"),
+    ("Python", "text", "", lambda d: b"gb2312" in d.source.lower(), "gb2312 is read as the larger gb18030"),
+    ("Python", "text", "", lambda d: "multipart/alternative" in types(d) and [kind for _, kind in d.ourFacts["structure"]].count("text/plain") > 1,
+     "of two plain alternatives the last counts (RFC 2046, 5.1.4)"),
+    ("Python", "text", "", lambda d: any(d.ourFacts[fact] != d.theirFacts[fact] for fact in ("structure", "bodies")), "entities or bodies differ"),
+    ("Python", "text", "", lambda d: not d.ours and "text/plain" not in types(d), "a multipart without entities has no text"),
     # Names and subjects.
     ("Python", "fileName", "encodedWordInFileName", lambda d: all(a == b or not b or decode_words(b) == a for a, b in zip(d.ours, d.theirs)),
      "no encoded word without quotes or inside a longer text is decoded"),

@@ -7,6 +7,7 @@
 // carried message is looked at when it is the message that was asked for.
 
 #include <algorithm>
+#include <utility>
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
@@ -89,9 +90,13 @@ private:
     }
 
     uint32_t ChooseAlternative(const Entity& entity) const {
+        // What is plain text and nothing else is whole; a multipart may have other text beside it.
+        const auto weigh = [this](uint32_t index) {
+            return std::pair(GetKind(index), !tree_.HasChildren(index));
+        };
         uint32_t chosen = entity.index_ + 1;
         for (const Entity& child : entity.GetChildren()) {
-            if (GetKind(child.index_) >= GetKind(chosen)) chosen = child.index_;
+            if (weigh(child.index_) >= weigh(chosen)) chosen = child.index_;
         }
         return chosen;
     }

@@ -125,9 +125,10 @@ bool BlockReader::EndsOpenBlock(const Line& line) {
     return true;
 }
 
-/// Does a field that only a header block has follow a line that is no field, before the first empty line
-/// and any boundary line? What was found ahead is kept, so that each line is looked at once.
+/// Is a line that is no field between fields: after one, and before one that only a header block has, before
+/// the first empty line and any boundary line? What was found ahead is kept, so that each line is looked at once.
 bool BlockReader::HasHeaderFieldAfter(const Line& line) {
+    if (count_ == 0) return false;
     if (nextField_ != nullptr && line.text.data() < nextField_) return true;
     const auto used = static_cast<uint64_t>(line.text.data() - begin_);
     const uint64_t room =
