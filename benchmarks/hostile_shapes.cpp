@@ -654,7 +654,8 @@ void Print(const Shape& shape, const Outcome& outcome, const std::string& verdic
 void WarmUp() {
     constexpr std::string_view kText =
         "To: =?utf-8?Q?a?= =?latin1?Q?a?= =?x-none?Q?a?= <a@b>\r\n"
-        "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\nx\r\n--b--\r\n";
+        "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
+        "Content-Type: image/png\r\n\r\nx\r\n--b--\r\n";
     for (const ReadOptions& options : {Exact(), Mail()}) {
         MIME::Part part;
         MIME::AnsiStr error;
