@@ -112,7 +112,7 @@ REASONS = [
     ("GMime", lambda d: re.search(rb"=\?[^? ]*\?Q\?\S*:\S*\?=", d.value), "a colon in an encoded word ends it (RFC 2047, 5 (3))"),
     ("Python", lambda d: re.search(rb"@\S+ <|\) <", d.value), "a name without quotes is an address (RFC 5322, 3.2.5)"),
     ("Python", lambda d: b":;" in d.value and not d.ours and not d.theirs, "a comment after a group is an error (RFC 5322, A.5)"),
-    ("", lambda d: d.problems and NO_ADDRESS.search(d.value) and set(d.addresses) <= set(d.others), "what is no addr-spec is an address all the same (RFC 5322, 3.4.1)"),
+    ("", lambda d: d.problems and NO_ADDRESS.search(d.value) and set(d.addresses) <= set(d.others), "what the grammar does not allow is an address all the same (RFC 5322, 3.4.1)"),
 ]
 DATE_REASONS = [
     (rb"^\w+ \d+, \d+ at|^\d{4}/", "no form of RFC 5322, 3.3"),

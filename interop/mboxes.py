@@ -55,13 +55,13 @@ def write(kind, messages, maker, path):
 
 def read_ours(program, path):
     out = subprocess.run([program, path], check=True, stdout=subprocess.PIPE).stdout
-    texts, unquoted = [], []
-    while out:
-        sizes, out = out.split(b"\n", 1)
-        size, plain = map(int, sizes.split())
-        texts.append(out[:size])
-        unquoted.append(out[size:size + plain])
-        out = out[size + plain:]
+    texts, unquoted, place = [], [], 0
+    while place < len(out):
+        end = out.index(b"\n", place)
+        size, plain = map(int, out[place:end].split())
+        texts.append(out[end + 1:end + 1 + size])
+        unquoted.append(out[end + 1 + size:end + 1 + size + plain])
+        place = end + 1 + size + plain
     return texts, unquoted
 
 

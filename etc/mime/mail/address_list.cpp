@@ -10,7 +10,7 @@
 // Reads the tokens of a value entry by entry. An entry ends at a "," or ";" outside angle brackets. In it
 // each "<" ... ">" is an address, and what precedes it is its name:
 //
-//   entry = *([phrase] "<" addr-spec ">") rest
+//   entry = *([phrase] "<" address ">") rest
 //
 // Usually there is one. What follows the last bracket, or the whole entry, holds addresses without
 // brackets (an "@" between two words), their names before them; or a name that comes after its address;
@@ -91,8 +91,8 @@ private:
     size_t at_ = 0;
 };
 
-/// An addr-spec, or why there is none.
-struct AddrSpec {
+/// A bare address, or why there is none.
+struct BareAddress {
     std::string text;
     std::string_view fault;
 };
@@ -107,7 +107,7 @@ bool HasControls(std::string_view text) noexcept {
     });
 }
 
-AddrSpec MakeAddrSpec(AddressTokens local, AddressTokens domain) {
+BareAddress MakeBareAddress(AddressTokens local, AddressTokens domain) {
     if (local.empty()) return {{}, kNoLocalPart};
     if (!std::all_of(local.begin(), local.end(), IsPlain)) return {{}, kNoAddress};
     if (!std::all_of(domain.begin(), domain.end(), IsPlain)) return {{}, kNoDomain};
@@ -130,8 +130,8 @@ AddressTokens TakeDomain(TokenWalk& walk) {
     return HasWord(domain) ? domain : AddressTokens();
 }
 
-/// Reads what is in angle brackets: [obs-route] addr-spec (RFC 5322, 3.4.1 and 4.4).
-AddrSpec ReadBracketed(AddressTokens tokens) {
+/// Reads what is in angle brackets: [obs-route] address (RFC 5322, 3.4.1 and 4.4).
+BareAddress ReadBracketed(AddressTokens tokens) {
     TokenWalk walk(tokens);
     if (walk.IsAtEnd()) return {{}, kEmpty};
     if (walk.At('@') || walk.At(',')) {
@@ -146,7 +146,7 @@ AddrSpec ReadBracketed(AddressTokens tokens) {
         if (domain.empty()) return {{}, kNoDomain};
     }
     if (!walk.IsAtEnd()) return {{}, walk.At('@') ? kManyAts : kTooMuch};
-    return MakeAddrSpec(local, domain);
+    return MakeBareAddress(local, domain);
 }
 
 }  // namespace
@@ -225,11 +225,11 @@ private:
     /// Takes the address in the bracket that opens here and ends at `end`.
     /// @param loose  where the entry before began, if it can be a part of the name.
     void TakeBracketed(size_t start, size_t end, size_t loose) {
-        AddrSpec spec = ReadBracketed(Get(at_ + 1, end));
+        BareAddress bare = ReadBracketed(Get(at_ + 1, end));
         const bool isClosed = end < all_.size() && all_[end].Is('>');
         if (isClosed) ++end;
-        if (!spec.fault.empty()) return Report(start, end, spec.fault);
-        const bool hasDomain = spec.text.find('@') != std::string::npos;
+        if (!bare.fault.empty()) return Report(start, end, bare.fault);
+        const bool hasDomain = bare.text.find('@') != std::string::npos;
         if (loose != kNone && hasDomain && HasWord(Get(start, at_))) {
             if (wasLooseWord_) {
                 list_.addresses_.pop_back();
@@ -240,7 +240,7 @@ private:
             }
             start = loose;
         }
-        Add(MakeDisplayName(Get(start, at_)), std::move(spec.text), at_, end);
+        Add(MakeDisplayName(Get(start, at_)), std::move(bare.text), at_, end);
     }
 
     /// Takes addresses without brackets, or a name after its address, from `start` to here.
@@ -255,12 +255,12 @@ private:
                 continue;
             }
             const AddressTokens domain = TakeDomain(walk);
-            AddrSpec spec = MakeAddrSpec(local, domain);
-            if (spec.fault.empty() && domain.empty()) spec.fault = kNoDomain;
-            if (spec.fault.empty() && walk.At('@')) spec.fault = kManyAts;
-            if (!spec.fault.empty()) return Report(start, at_, spec.fault);
+            BareAddress bare = MakeBareAddress(local, domain);
+            if (bare.fault.empty() && domain.empty()) bare.fault = kNoDomain;
+            if (bare.fault.empty() && walk.At('@')) bare.fault = kManyAts;
+            if (!bare.fault.empty()) return Report(start, at_, bare.fault);
             Add(MakeDisplayName(rest.subspan(nameStart, localStart - nameStart)),
-                std::move(spec.text), start + localStart, start + walk.GetPosition());
+                std::move(bare.text), start + localStart, start + walk.GetPosition());
             nameStart = walk.GetPosition();
         }
         const AddressTokens name = rest.subspan(nameStart);
