@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs all of them in turn, or those named, each from its seeds:
+# Builds the fuzz targets and runs all of them, or those named, each from its seeds:
 #   scripts/fuzz.sh SECONDS [TARGET...]       for example: scripts/fuzz.sh 60 read write
 # Prints for each what it did and found; the exit status is 1 when anything was found. Inputs that fail go
 # to build/fuzz/artifacts, logs to build/fuzz.
@@ -66,9 +66,19 @@ fuzz_one() {
 }
 
 printf '%-18s %12s %10s %8s %9s\n' target executions per\ second edges findings
+# As many at a time as there are cores.
 found=0
+running=0
 for target in "${targets[@]}"; do
-  fuzz_one "$target" || found=1
+  if [ $running -ge "$JOBS" ]; then
+    wait -n || found=1
+    running=$((running - 1))
+  fi
+  fuzz_one "$target" &
+  running=$((running + 1))
+done
+for ((; running > 0; running--)); do
+  wait -n || found=1
 done
 [ $found = 0 ] || echo "inputs that failed are in $results/artifacts" >&2
 exit $found
