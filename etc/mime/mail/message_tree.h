@@ -37,10 +37,10 @@ struct EntityPlace {
 /// it does not change after it was read.
 struct MessageTree {
     std::string_view text;
-    std::string owned;    ///< the text, when it was handed over
+    std::string owned;                 ///< the text, when it was handed over
     std::optional<FolderEntry> entry;  ///< or when it is in a folder
-    MappedText file;      ///< or when it is that of a file
-    AnsiStr contentType;  ///< the Content-Type value that came apart from the text
+    MappedText file;                   ///< or when it is that of a file
+    AnsiStr contentType;               ///< the Content-Type value that came apart from the text
     bool hasContentType = false;
     TextCharset charset;
     std::vector<EntityPlace> places;
