@@ -62,13 +62,6 @@ private:
     HeaderMap headers_;
 };
 
-std::string_view TrimBrackets(std::string_view id) noexcept {
-    id = KivGuiBase::TrimSpace(id);
-    if (id.starts_with('<')) id.remove_prefix(1);
-    if (id.ends_with('>')) id.remove_suffix(1);
-    return id;
-}
-
 /// The first field of a name.
 class Finder final : public FieldVisitor {
 public:

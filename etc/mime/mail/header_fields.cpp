@@ -143,6 +143,13 @@ void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& heade
     VisitFields(tree, index, reader);
 }
 
+std::string_view TrimBrackets(std::string_view id) noexcept {
+    id = KivGuiBase::TrimSpace(id);
+    if (id.starts_with('<')) id.remove_prefix(1);
+    if (id.ends_with('>')) id.remove_suffix(1);
+    return id;
+}
+
 std::vector<std::string> SplitIdentifiers(std::string_view value) {
     std::vector<std::string> identifiers;
     const bool hasBrackets = value.find('<') != std::string_view::npos;

@@ -22,6 +22,9 @@ void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor)
 /// decoded, into `headers`, which is empty. Throws std::bad_alloc.
 void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers);
 
+/// An identifier without the white space and the angle brackets around it.
+std::string_view TrimBrackets(std::string_view id) noexcept;
+
 /// The value of a field of identifiers, without angle brackets (RFC 5322, 3.6.4).
 std::vector<std::string> SplitIdentifiers(std::string_view value);
 

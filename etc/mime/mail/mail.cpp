@@ -186,8 +186,7 @@ std::vector<Entity> Mail::GetAttachments() const {
 
 std::optional<Entity> Mail::FindById(std::string_view id) const {
     if (KivGuiBase::StartsWithCaseless(id, "cid:")) id.remove_prefix(4);
-    if (id.starts_with('<')) id.remove_prefix(1);
-    if (id.ends_with('>')) id.remove_suffix(1);
+    id = TrimBrackets(id);
     if (id.empty()) return std::nullopt;
     for (const Entity& entity : GetEntities()) {
         if (entity.GetContentId() == id) return entity;
