@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +7,7 @@
 #include "mime/mail.h"
 #include "mime/writing/body_encoder.h"
 #include "mime/writing/body_source.h"
+#include "mime/writing/unique_text.h"
 
 namespace MIME {
 
@@ -21,24 +20,24 @@ struct Draft {
     std::vector<Parameter> parameters;  ///< of the type, without a boundary
     BodyForm form = BodyForm::text;
     SharedBody body;              ///< null for an empty one, and for a multipart
+    bool mustBeUtf8 = false;      ///< PlanDraft fails when the body is not
     std::vector<Draft> children;  ///< of a multipart
     std::string boundary;         ///< of a multipart; PlanDraft chooses one where it is empty
     BodyPlan plan;                ///< made by PlanDraft
 
     bool IsMultipart() const noexcept { return !children.empty(); }
+    bool Is8Bit() const noexcept { return plan.encoding == TransferEncoding::bit8; }
 };
 
-/// Makes a boundary (RFC 2046, 5.1.1), each time another one.
-using BoundaryMaker = std::function<std::string()>;
-
-/// Random ones; none is ever the text of an encoded body. Throws WriteFailure without random numbers.
-std::string MakeBoundary();
-
-/// Decides how everything in the draft is written. No boundary occurs in a body or begins another.
+/// Decides how everything in the draft is written, and names the charset of its texts. No boundary
+/// occurs in a body or begins another.
 /// @param around  the boundaries of the entities around it. @throws WriteFailure
-void PlanDraft(Draft& draft, const BoundaryMaker& make, std::span<const std::string> around = {});
+void PlanDraft(Draft& draft, UniqueText& unique, const std::vector<std::string>& around = {});
 
 /// Passes a planned draft on: its fields, the empty line and its body, without a line end after it.
 void WriteDraft(const Draft& draft, std::string_view lineEnd, const Take& take);
+
+/// The same for a whole message, whose last line is ended where that adds nothing to a body.
+void WriteMessage(const Draft& draft, std::string_view lineEnd, const Take& take);
 
 }  // namespace MIME
