@@ -2,7 +2,10 @@
 
 #include <string_view>
 
+#include <mime/mail.h>
+
 #include "entity_list.h"
+#include "kivgui/ascii.h"
 #include "kivgui/disk_file.h"
 #include "kivgui/memory_file.h"
 #include "output.h"
@@ -35,6 +38,26 @@ std::string_view GetLineEnd(const Part& message, bool withHeaderBlock) {
         }
     }
     return "\r\n";
+}
+
+bool IsEncoded(const std::string& encoding) {
+    return KivGuiBase::EqualsCaseless(encoding, "base64") ||
+           KivGuiBase::EqualsCaseless(encoding, "quoted-printable");
+}
+
+/// The header block as it was. But a message that was carried encoded is written without an encoding
+/// (RFC 2046, 5.2.1), and the field says so.
+std::string MakeHeaderBlock(const Part& part) {
+    const std::string_view text = part.fields.GetText();
+    std::string block(text);
+    for (unsigned i = 0; part.info.isMessage && i < part.fields.GetCount(); ++i) {
+        const auto [name, value] = part.fields[i];
+        if (!KivGuiBase::EqualsCaseless(name, "Content-Transfer-Encoding")) continue;
+        if (!IsEncoded(MIME::Field{name, value}.GetValue())) break;
+        return block.replace(static_cast<size_t>(value.data() - text.data()), value.size(),
+                             "binary");
+    }
+    return block;
 }
 
 class MessageWriter {
@@ -75,7 +98,7 @@ private:
     }
 
     void WriteHeaderBlock(const Part& part) {
-        const std::string_view text = part.fields.GetText();
+        const std::string text = MakeHeaderBlock(part);
         Put(text);
         if (!text.empty() && text.back() != '\n') Put(lineEnd_);
         Put(lineEnd_);
@@ -132,17 +155,17 @@ bool HasSameBody(const Part& a, const Part& b) {
 }
 
 /// The header block without its last line end, which may have been missing in the original.
-std::string_view GetHeaderBlock(const Part& part) {
-    std::string_view text = part.fields.GetText();
-    if (text.ends_with('\n')) text.remove_suffix(1);
-    if (text.ends_with('\r')) text.remove_suffix(1);
+std::string GetComparedBlock(const Part& part) {
+    std::string text = MakeHeaderBlock(part);
+    if (text.ends_with('\n')) text.pop_back();
+    if (text.ends_with('\r')) text.pop_back();
     return text;
 }
 
 bool IsSameEntity(const Entity& a, const Entity& b, bool withHeaderBlock) {
     const Part& first = *a.part;
     const Part& second = *b.part;
-    if (withHeaderBlock && GetHeaderBlock(first) != GetHeaderBlock(second)) return false;
+    if (withHeaderBlock && GetComparedBlock(first) != GetComparedBlock(second)) return false;
     return a.parent == b.parent && first.info.boundary == second.info.boundary &&
            first.info.isMessage == second.info.isMessage && first.preamble == second.preamble &&
            first.epilogue == second.epilogue && a.IsLeaf() == b.IsLeaf() &&

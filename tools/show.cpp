@@ -152,7 +152,8 @@ Json Describe(const Message& message, size_t entity, uint64_t start, bool withFi
         {"fileName", ToJson(message.GetFileName(entity))},
         {"size", message.HasChildren(entity) ? Json(nullptr) : Json(message.GetSize(entity))},
     };
-    if (const std::optional<MIME::Entity> mail = message.GetEntity(entity)) {
+    const std::optional<MIME::Entity> mail = message.GetEntity(entity);
+    if (mail && mail->IsInSource()) {
         description["range"] = ToJson(mail->GetRange(), start);
         description["headerRange"] = ToJson(mail->GetHeaderRange(), start);
         description["bodyRange"] = ToJson(mail->GetBodyRange(), start);

@@ -28,7 +28,7 @@
 ///   std::cout << mail->GetSubject() << '\n' << mail->GetFrom() << '\n' << mail->GetText() << '\n';
 ///   for (const MIME::Entity& file : mail->GetAttachments()) file.SaveInto(folder);
 ///
-/// A mail is its text and the places of its entities in it. Reading decodes nothing and makes no file;
+/// A mail is its text and the places of its entities in it. Reading decodes no body and makes no file;
 /// what is asked for is decoded then, and not kept. The rules are the mail rules (docs/mail.md).
 ///
 /// All texts that are handed out are UTF-8. Nothing is thrown but std::bad_alloc, where there is not
@@ -126,7 +126,7 @@ public:
 
     // ---- its body
 
-    /// The body without its transfer encoding; for an entity with children, its text as it is.
+    /// The body without its transfer encoding; of a multipart, its text as it is.
     std::string Decode() const;
     /// The same into memory of the host. @return how many bytes; tooMuchContent when they do not fit.
     Result<size_t> DecodeInto(std::span<char> memory) const;
@@ -150,6 +150,9 @@ public:
 
     // ---- its place
 
+    /// Are its ranges those of Mail::GetSource? Not inside a carried message that is in a transfer
+    /// encoding: the ranges there are offsets in the decoded message, and GetRaw is cut out of that.
+    bool IsInSource() const noexcept;
     Range GetRange() const noexcept;        ///< the whole entity, as a signature covers it
     Range GetHeaderRange() const noexcept;  ///< its fields, without the empty line
     Range GetBodyRange() const noexcept;    ///< encoded, or with all children
@@ -251,8 +254,9 @@ public:
     static Result<Mail> Open(const std::filesystem::path& path, const MailOptions& options = {});
 
     /// @name Reads a text
-    /// @return tooDeep, tooManyParts, tooManyFields or headerTooLong past a limit, with the place; else
-    ///         noMessage, for a header field of 4 GiB. Any other text is a message.
+    /// @return tooDeep, tooManyParts, tooManyFields, headerTooLong or, for encoded messages inside it,
+    ///         tooMuchContent past a limit, with the place; else noMessage, for a header field of
+    ///         4 GiB. Any other text is a message.
     /// @{
     /// The host keeps `text` as long as the Mail lives.
     static Result<Mail> Parse(std::string_view text, const MailOptions& options = {});

@@ -29,6 +29,8 @@ constexpr char kMail[] =
     "--c\r\nContent-Type: text/plain; charset=koi8-r; format=flowed\r\n\r\n\xD0\xD2 \r\n\xC9\r\n"
     "--c\r\nContent-Type: text/html\r\nContent-Transfer-Encoding: "
     "base64\r\n\r\nPGI+YQ==\r\n--c--\r\n"
+    "--ab\r\nContent-Type: message/global\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
+    "Subject: =\r\nencoded\r\n\r\nbody\r\n"
     "--ab\r\nContent-Disposition: attachment; filename*=utf-8''%C3%A9.txt\r\nContent-ID: <i@j>\r\n"
     "Content-Transfer-Encoding: quoted-printable\r\n\r\ngr=C3=BC=C3=9Fe= "
     "\r\nx=\r\n--ab--\r\nepilogue";

@@ -60,5 +60,36 @@ TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
     EXPECT_TRUE(folder.List().empty());
 }
 
+TEST(MailTest, EncodedMessagesAreTextsOfTheirOwn) {
+    const std::string inner = "Subject: in\nContent-Type: message/rfc822\n\n\nb=61";
+    const std::string text =
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: message/rfc822\n"
+        "Content-Transfer-Encoding: quoted-printable\n\n" +
+        inner + "\n--b--";
+    const Result<Mail> mail = Mail::Parse(text);
+    ASSERT_TRUE(mail);
+    const Entity carrier = mail->GetAttachments().at(0);
+    const std::string decoded = inner.substr(0, inner.size() - 3) + "a";
+    EXPECT_TRUE(carrier.IsInSource());
+    EXPECT_EQ(carrier.GetRawBody(), inner);
+    EXPECT_EQ(carrier.Decode(), decoded);
+    const Entity message = *carrier.GetChildren().begin();
+    EXPECT_FALSE(message.IsInSource());
+    EXPECT_EQ(message.GetRaw(), decoded);
+    EXPECT_EQ(message.GetField("Subject"), "in");
+    EXPECT_EQ(mail->FindByPath("1.1.1")->GetBodyRange(), (Range{43, 2}));
+
+    // Where reading fails in it is told by the place of its encoded body.
+    MailOptions options;
+    options.limits.maxDepth = 3;
+    const Result<Mail> refused = Mail::Parse(text, options);
+    EXPECT_EQ(refused.error().GetCode(), ErrorCode::tooDeep);
+    EXPECT_EQ(refused.error().GetOffset(), text.find("Subject"));
+    EXPECT_EQ(refused.error().GetEntityPath(), "1.1");
+    options.limits = ReadOptions::Mail();
+    options.limits.maxDecodedBytes = 10;
+    EXPECT_EQ(Mail::Parse(text, options).error().GetCode(), ErrorCode::tooMuchContent);
+}
+
 }  // namespace
 }  // namespace MIME

@@ -36,10 +36,16 @@ std::vector<Entity> ListChildren(const Entity& entity) {
     return children;
 }
 
+bool IsInside(std::string_view text, std::string_view around) {
+    return text.data() >= around.data() &&
+           text.data() + text.size() <= around.data() + around.size();
+}
+
+/// A message that is carried encoded lies in a text of its own.
 bool IsInside(const Entity& entity, const Entity& parent) {
-    const Range own = entity.GetRange();
-    const Range around = parent.GetBodyRange();
-    return own.offset >= around.offset && own.offset + own.size <= around.offset + around.size;
+    return IsInside(entity.GetRaw(), parent.GetRawBody()) ||
+           (parent.CarriesMessage() && !entity.IsInSource() &&
+            parent.Decode().ends_with(entity.GetRaw()));
 }
 
 std::string Compare(const Entity& entity, const Part& part) {

@@ -203,19 +203,23 @@ Range Entity::GetBodyRange() const noexcept {
     return {place.body, place.end - place.body};
 }
 
+bool Entity::IsInSource() const noexcept {
+    return tree_->places[index_].text == 0;
+}
+
 std::string_view Entity::GetRaw() const noexcept {
     const EntityPlace& place = tree_->places[index_];
-    return tree_->Cut(place.begin, place.end);
+    return tree_->Cut(place, place.begin, place.end);
 }
 
 std::string_view Entity::GetRawHeader() const noexcept {
     const EntityPlace& place = tree_->places[index_];
-    return tree_->Cut(place.fields, place.fieldsEnd);
+    return tree_->Cut(place, place.fields, place.fieldsEnd);
 }
 
 std::string_view Entity::GetRawBody() const noexcept {
     const EntityPlace& place = tree_->places[index_];
-    return tree_->Cut(place.body, place.end);
+    return tree_->Cut(place, place.body, place.end);
 }
 
 std::string Entity::GetPath() const {

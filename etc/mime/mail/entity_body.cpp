@@ -65,17 +65,23 @@ private:
     bool isStopped_ = false;
 };
 
+/// A multipart is given as it is, whatever its fields say; a carried message may be encoded.
+TransferEncoding::keys GetEncoding(const MessageTree& tree, uint32_t index) noexcept {
+    const EntityPlace& place = tree.places[index];
+    const bool isMultipart = tree.HasChildren(index) && !place.isMessage;
+    return isMultipart ? TransferEncoding::binary : place.encoding;
+}
+
 /// @return false when the output did.
 bool DecodeBody(const MessageTree& tree, uint32_t index, BodyOutput& output) {
     const EntityPlace& place = tree.places[index];
-    const bool hasChildren = tree.HasChildren(index);
+    const char* const text = tree.GetText(place).data();
     ReadOptions options;
     options.rules = Rules::mail;
     AnsiStr error;
-    Reading reading(tree.text.data(), Cursor(tree.text.data() + place.body, place.end - place.body),
-                    error, options, nullptr);
-    // What has children is given as it is.
-    const TransferEncoding::keys encoding = hasChildren ? TransferEncoding::binary : place.encoding;
+    Reading reading(text, Cursor(text + place.body, place.end - place.body), error, options,
+                    nullptr);
+    const TransferEncoding::keys encoding = GetEncoding(tree, index);
     const std::unique_ptr<BodyCodec> codec = MakeBodyCodec(encoding, output, reading);
     const std::unique_ptr<Delimiters> delimiters = Delimiters::Make(reading);
     delimiters->BeginBody(TransferEncoding::IsIdentity(encoding));
@@ -141,8 +147,7 @@ Result<void> Entity::DecodeTo(const Sink& sink) const {
 
 std::string Entity::Decode() const {
     std::string body;
-    const EntityPlace& place = tree_->places[index_];
-    if (HasChildren() || TransferEncoding::IsIdentity(place.encoding)) {
+    if (TransferEncoding::IsIdentity(GetEncoding(*tree_, index_))) {
         body = GetRawBody();
         return body;
     }

@@ -25,7 +25,7 @@ bool HasEncodedWord(std::string_view text) noexcept {
 class Block final : public FieldTaker {
 public:
     Block(const MessageTree& tree, const EntityPlace& place, FieldVisitor& visitor)
-        : reading_(tree.text.data(), MakeCursor(tree, place), error_, options_, nullptr),
+        : reading_(tree.GetText(place).data(), MakeCursor(tree, place), error_, options_, nullptr),
           visitor_(visitor) {}
 
     void Visit() {
@@ -36,7 +36,7 @@ public:
 
 private:
     static Cursor MakeCursor(const MessageTree& tree, const EntityPlace& place) noexcept {
-        return {tree.text.data() + place.fields, place.fieldsEnd - place.fields};
+        return {tree.GetText(place).data() + place.fields, place.fieldsEnd - place.fields};
     }
     static ReadOptions MakeOptions() noexcept {
         ReadOptions options;

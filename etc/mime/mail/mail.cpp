@@ -98,7 +98,7 @@ Result<Mail> Mail::Read(std::unique_ptr<MessageTree> tree, const MailOptions& op
     const char* const place = reading.cursor.GetNext();
     reading.report.NoteFailure(place);
     Error error(GetErrorCode(reading.limits.GetPassed()), ToString(message));
-    error.SetPlace(static_cast<uint64_t>(place - tree->text.data()), builder.GetPath());
+    error.SetPlace(reading.report.GetOffset(place), builder.GetPath());
     return error;
 }
 

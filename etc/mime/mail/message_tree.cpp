@@ -45,6 +45,7 @@ private:
 
 bool PlaceBuilder::BeginEntity() {
     EntityPlace place;
+    place.text = text_.number;
     place.begin = place.fields = GetOffset(reading_.cursor.GetNext());
     const auto index = static_cast<uint32_t>(tree_.places.size());
     if (!open_.empty()) {
@@ -114,26 +115,41 @@ bool PlaceBuilder::EndBody(bool isComplete) {
     return isComplete;
 }
 
-/// An entity ends, and so does the message that it carries. A leaf has ended with its body; but where a
+void PlaceBuilder::EnterText(const std::shared_ptr<const std::string>& text) {
+    GetPlace().end = GetOffset(reading_.cursor.GetNext());
+    tree_.decoded.push_back(text);
+    outer_.push_back(text_);
+    text_ = {static_cast<uint32_t>(tree_.decoded.size()), open_.size(), text->data()};
+}
+
+void PlaceBuilder::LeaveText() noexcept {
+    SetEnd(open_.back().index + 1, tree_.decoded[text_.number - 1]->size());
+    text_ = outer_.back();
+    outer_.pop_back();
+}
+
+/// An entity ends, and so does the message that it carries, unless that is in a text of its own. A leaf has ended with its body; but where a
 /// boundary line cuts header blocks off, the last line end belongs to that line.
 void PlaceBuilder::SetEnd(uint32_t index, uint64_t end) noexcept {
     for (;; ++index) {
         EntityPlace& place = tree_.places[index];
-        if (tree_.HasChildren(index)) place.end = end;
+        const bool hasChildren =
+            tree_.HasChildren(index) && tree_.places[index + 1].text == place.text;
+        if (hasChildren) place.end = end;
         for (uint64_t* offset :
              {&place.begin, &place.fields, &place.fieldsEnd, &place.body, &place.end}) {
             *offset = std::min(*offset, end);
         }
-        if (!tree_.HasChildren(index) || !place.isMessage) return;
+        if (!hasChildren || !place.isMessage) return;
     }
 }
 
 void PlaceBuilder::TakeBoundaryLine(const BoundaryLine& line) {
-    const std::string_view before = tree_.Cut(0, GetOffset(line.before));
+    const std::string_view before(text_.begin, static_cast<size_t>(line.before - text_.begin));
     const uint64_t end = line.isEnd ? before.size() : TrimLineEnd(before, reading_.rules).size();
     const uint32_t closed = std::exchange(open_.back().lastChild, EntityPlace::kNone);
     if (closed != EntityPlace::kNone) SetEnd(closed, end);
-    const size_t first = line.isEnd ? 0 : line.level + 1;
+    const size_t first = line.isEnd ? text_.firstOpen : line.level + 1;
     for (size_t i = first; i < open_.size(); ++i) tree_.places[open_[i].index].end = end;
 }
 

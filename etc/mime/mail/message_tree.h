@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,7 @@
 
 namespace MIME {
 
-/// Where an entity is in the text; offsets in bytes from its start.
+/// Where an entity is in its text; offsets in bytes from the start of that.
 struct EntityPlace {
     static constexpr uint32_t kNone = UINT32_MAX;
 
@@ -28,6 +29,7 @@ struct EntityPlace {
     uint32_t subtreeEnd = 0;  ///< one past the last entity inside it
     uint32_t number = 0;      ///< among its parent's children, from 1; 0 for the top
     TransferEncoding::keys encoding = TransferEncoding::binary;
+    uint32_t text = 0;       ///< which text these offsets are in: see MessageTree::GetText
     bool isMessage = false;  ///< its one child is the message that it carries
     bool hasBoundary = false;
     bool isInDigest = false;  ///< without a Content-Type field it is a message
@@ -44,9 +46,16 @@ struct MessageTree {
     bool hasContentType = false;
     TextCharset charset;
     std::vector<EntityPlace> places;
+    std::vector<std::shared_ptr<const std::string>>
+        decoded;  ///< carried messages that were encoded
 
-    std::string_view Cut(uint64_t begin, uint64_t end) const noexcept {
-        return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
+    /// The text that an entity lies in: the whole, or the decoded message that carries it.
+    std::string_view GetText(const EntityPlace& place) const noexcept {
+        return place.text == 0 ? text : std::string_view(*decoded[place.text - 1]);
+    }
+    /// A range of that text.
+    std::string_view Cut(const EntityPlace& place, uint64_t begin, uint64_t end) const noexcept {
+        return GetText(place).substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
     }
     bool HasChildren(uint32_t index) const noexcept { return places[index].subtreeEnd > index + 1; }
 };
@@ -56,7 +65,7 @@ struct MessageTree {
 class PlaceBuilder final : public Builder {
 public:
     PlaceBuilder(MessageTree& tree, Reading& reading) noexcept
-        : tree_(tree), reading_(reading), fields_(reading) {}
+        : tree_(tree), reading_(reading), fields_(reading), text_{0, 0, tree.text.data()} {}
 
     bool BeginEntity() override;
     bool TakeField(std::string_view name, std::string_view value) override;
@@ -64,6 +73,8 @@ public:
     bool EndHeader(std::string_view text, bool isInDigest, EntityShape& shape) override;
     BodyCodec* BeginBody(AnsiStr& contentLength) override;
     bool EndBody(bool isComplete) override;
+    void EnterText(const std::shared_ptr<const std::string>& text) override;
+    void LeaveText() noexcept override;
     void TakePreamble(std::string_view /*text*/) override {}
     void NoteClosingBoundary() override {}
     void TakeEpilogue(std::string_view /*text*/) override {}
@@ -84,8 +95,15 @@ private:
         uint32_t lastChild = EntityPlace::kNone;  ///< that may still have an epilogue
     };
 
+    /// A text that is being read.
+    struct Text {
+        uint32_t number;   ///< EntityPlace::text of what is in it
+        size_t firstOpen;  ///< of the open entities, the first in it
+        const char* begin;
+    };
+
     uint64_t GetOffset(const char* place) const noexcept {
-        return static_cast<uint64_t>(place - tree_.text.data());
+        return static_cast<uint64_t>(place - text_.begin);
     }
     EntityPlace& GetPlace() noexcept { return tree_.places[open_.back().index]; }
     void SetEnd(uint32_t index, uint64_t end) noexcept;
@@ -95,6 +113,8 @@ private:
     FieldReader fields_;
     Part scratch_;  ///< the fields of the entity being read
     std::vector<Open> open_;
+    Text text_;
+    std::vector<Text> outer_;  ///< the texts around it
     std::unique_ptr<BodyOutput> nowhere_;
     std::unique_ptr<BodyCodec> codec_;
 };

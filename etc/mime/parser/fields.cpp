@@ -395,8 +395,10 @@ void SetStructure(Part& part, Reading& reading, const AnsiStr& type, const char*
     }
     if (!reading.IsMail()) return;
     if (!IsMessageType(type) && !(isInDigest && type.IsEmpty())) return;
-    part.info.isMessage = !isEncoded;
-    if (isEncoded) reading.Note(Deviation::encodedMessage, where);
+    part.info.isMessage = !isEncoded || reading.decodedLevels < Reading::kMaxDecodedLevels;
+    if (!isEncoded) return;
+    reading.Note(part.info.isMessage ? Deviation::decodedMessage : Deviation::encodedMessage,
+                 where);
 }
 
 }  // namespace

@@ -85,7 +85,12 @@ struct Reading {
     }
     void Note(Deviation::keys kind, const char* where) { report.Note(kind, where); }
 
+    /// Encoded messages inside encoded messages; deeper ones stay bodies, so that each byte of the text
+    /// is decoded that often at most.
+    static constexpr unsigned kMaxDecodedLevels = 8;
+
     Cursor cursor;
+    unsigned decodedLevels = 0;  ///< encoded messages around the cursor
     const Rules rules;
     const ReadOptions& options;
     AnsiStr& error;

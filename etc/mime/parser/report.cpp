@@ -22,10 +22,9 @@ void Report::Note(Deviation::keys kind, const char* where) {
     if ((noted & bit) != 0) return;
     noted |= bit;
     target_->worst = std::max(target_->worst, severity);
-    const auto offset = static_cast<unsigned long long>(where - text_);
     if (target_->deviations.GetCount() >= ReadReport::kMaxEntries ||
         pathLength_ > ReadReport::kMaxPathText - pathText_ ||
-        !target_->deviations.Add({kind, offset, MakePath()})) {
+        !target_->deviations.Add({kind, GetOffset(where), MakePath()})) {
         ++target_->omitted;
         return;
     }
@@ -35,7 +34,7 @@ void Report::Note(Deviation::keys kind, const char* where) {
 void Report::NoteFailure(const char* where) noexcept {
     if (target_ == nullptr) return;
     target_->failed = true;
-    target_->failureOffset = static_cast<unsigned long long>(where - text_);
+    target_->failureOffset = GetOffset(where);
     target_->failurePath = MakePath();
 }
 

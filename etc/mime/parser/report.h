@@ -21,6 +21,13 @@ public:
     /// Reports what was tolerated at `where`: the first of its kind in an entity, or in the whole
     /// text when the kind is harmless.
     void Note(Deviation::keys kind, const char* where);
+    /// Until this is called with null, reading is in a text that was decoded; places in it are
+    /// reported as `place`, in the whole text.
+    void SetStandIn(const char* place) noexcept { standIn_ = place; }
+    uint64_t GetOffset(const char* where) const noexcept {
+        return static_cast<uint64_t>((standIn_ != nullptr ? standIn_ : where) - text_);
+    }
+
     /// Reading failed at `where`, in the current entity.
     void NoteFailure(const char* where) noexcept;
 
@@ -38,6 +45,7 @@ private:
 
     ReadReport* target_;
     const char* text_;
+    const char* standIn_ = nullptr;
     std::vector<Entity> entities_;  ///< from the top's child down to the current entity
     Entity top_{0};
     // A path is as long as the entity is deep, so what all paths may take is limited too.

@@ -11,6 +11,8 @@
 
 #include "mime/parser/scanner.h"
 
+#include <algorithm>
+#include <new>
 #include <utility>
 
 #include "kivgui/convert.h"
@@ -32,10 +34,7 @@ bool Scanner::ReadEntity(const char* contentType) {
     const char* const begin = cursor_.GetNext();
     if (reading_.IsMail() && contentType == nullptr && !SkipMboxLine()) return false;
     if (!ReadHead(begin, contentType, false)) return false;
-    if (shape_.HasChildren()) {
-        Open();
-        return ReadLevels();
-    }
+    if (shape_.HasChildren()) return Open() && ReadLevels();
     if (!reading_.IsMail()) return reading_.Fail(Messages::kBoundaryMissing);
     return ReadBody() && EndEntity();
 }
@@ -72,22 +71,25 @@ bool Scanner::ReadChild() {
     if (level.isMessage && !SkipMboxLine()) return false;
     if (!ReadHead(begin, nullptr, level.isDigest)) return false;
     if (!shape_.HasChildren()) return ReadBody() && EndEntity();
-    Open();
-    return true;
+    return Open();
 }
 
 // ------------------------------------------------------------------------------------ levels --
 
 /// The entity whose header block was read last becomes the innermost level.
-void Scanner::Open() {
+bool Scanner::Open() {
+    const bool isDecoded = shape_.isMessage && !TransferEncoding::IsIdentity(shape_.encoding);
+    if (isDecoded && !EnterDecoded()) return false;
     levels_.push_back({cursor_, 0, false, shape_.isMessage, shape_.isDigest});
     delimiters_->Open(shape_.boundary);
+    return true;
 }
 
 /// The innermost level is complete.
 bool Scanner::Close() {
     levels_.pop_back();
     delimiters_->Close();
+    if (!outer_.empty() && levels_.size() == firstLevel_) LeaveDecoded();
     return EndEntity();
 }
 
@@ -109,7 +111,7 @@ bool Scanner::ReadLevels() {
 
 bool Scanner::ReadMessageLevel() {
     if (levels_.back().children == 0) return ReadChild();
-    if (levels_.size() == 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
+    if (levels_.size() == firstLevel_ + 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
     return Close();
 }
 
@@ -117,6 +119,7 @@ bool Scanner::ReadMultipartLevel() {
     const char* const begin = cursor_.GetNext();
     BoundaryLine line;
     if (!delimiters_->SkipToBoundary(line)) return false;
+    line.level += firstLevel_;
     if (IsUnusedBoundary(line)) return RereadAsBody();
     KeepText(begin, line.before);
     return TakeBoundaryLine(line);
@@ -129,7 +132,7 @@ bool Scanner::TakeBoundaryLine(const BoundaryLine& line) {
     if (line.closing) {
         builder_.NoteClosingBoundary();
         isAfterClosing_ = true;
-        if (levels_.size() == 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
+        if (levels_.size() == firstLevel_ + 1) KeepText(cursor_.GetNext(), cursor_.GetEnd());
         return Close();
     }
     levels_.back().hasBoundaryLine = true;
@@ -156,8 +159,9 @@ bool Scanner::CloseLevelsInside(const BoundaryLine& line) {
     return true;
 }
 
+/// The text ends, and with it what is open in it.
 bool Scanner::CloseAll(const char* end) {
-    while (!levels_.empty()) {
+    for (const size_t first = firstLevel_; levels_.size() > first;) {
         if (!levels_.back().isMessage) reading_.Note(Deviation::missingEnd, end);
         if (!Close()) return false;
     }
@@ -192,6 +196,89 @@ void Scanner::KeepText(const char* begin, const char* end) {
     } else if (levels_.back().children == 0) {
         builder_.TakePreamble(text);
     }
+}
+
+// -------------------------------------------------------------------------- encoded messages --
+
+namespace {
+
+/// Collects a decoded body.
+class TextOutput final : public BodyOutput {
+public:
+    TextOutput(std::string& text, Limits& limits) noexcept : text_(text), limits_(limits) {}
+
+    /// @return false past the limit. Throws std::bad_alloc when there was no memory for all of it.
+    bool Close() {
+        Flush();
+        if (isOutOfMemory_) throw std::bad_alloc();
+        text_.resize(used_);
+        text_.shrink_to_fit();
+        return !isTooMuch_;
+    }
+    bool Fail() noexcept override { return isTooMuch_ && limits_.FailDecoded(); }
+
+private:
+    bool WriteBytes(std::string_view bytes) noexcept override {
+        char* const room = MakeRoom(static_cast<unsigned>(bytes.size()));
+        if (room == nullptr) return false;
+        std::copy(bytes.begin(), bytes.end(), room);
+        CommitRoom(static_cast<unsigned>(bytes.size()));
+        return !isTooMuch_;
+    }
+    char* MakeRoom(unsigned size) noexcept override {
+        if (isTooMuch_) return nullptr;
+        try {
+            text_.resize(used_ + size);
+            return text_.data() + used_;
+        } catch (const std::bad_alloc&) {
+            isOutOfMemory_ = true;
+            return nullptr;
+        }
+    }
+    void CommitRoom(unsigned size) noexcept override {
+        used_ += size;
+        if (!limits_.CountDecoded(size)) isTooMuch_ = true;
+    }
+
+    std::string& text_;
+    Limits& limits_;
+    size_t used_ = 0;
+    bool isTooMuch_ = false;
+    bool isOutOfMemory_ = false;
+};
+
+}  // namespace
+
+/// Decodes the body at the cursor, which moves to its end.
+bool Scanner::DecodeBody(std::string& text) {
+    TextOutput output(text, reading_.limits);
+    const std::unique_ptr<BodyCodec> codec = MakeBodyCodec(shape_.encoding, output, reading_);
+    delimiters_->BeginBody(TransferEncoding::IsIdentity(shape_.encoding));
+    const bool isComplete = TakeBody(*codec, *delimiters_, reading_);
+    return output.Close() ? isComplete : output.Fail();
+}
+
+/// The entity whose header block was read last carries an encoded message: reading goes on in it.
+bool Scanner::EnterDecoded() {
+    const char* const begin = cursor_.GetNext();
+    auto text = std::make_shared<std::string>();
+    if (!DecodeBody(*text)) return false;
+    builder_.EnterText(text);
+    outer_.push_back({text, cursor_, std::move(delimiters_), firstLevel_});
+    if (reading_.decodedLevels++ == 0) reading_.report.SetStandIn(begin);
+    firstLevel_ = levels_.size();
+    cursor_ = Cursor::AtMessage(*text);
+    delimiters_ = Delimiters::Make(reading_);
+    return true;
+}
+
+void Scanner::LeaveDecoded() {
+    builder_.LeaveText();
+    cursor_ = outer_.back().cursor;
+    delimiters_ = std::move(outer_.back().delimiters);
+    firstLevel_ = outer_.back().firstLevel;
+    outer_.pop_back();
+    if (--reading_.decodedLevels == 0) reading_.report.SetStandIn(nullptr);
 }
 
 // ------------------------------------------------------------------------------------ bodies --

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,8 +14,8 @@ namespace MIME {
 
 /// What a header block says about the text after it.
 struct EntityShape {
-    AnsiStr boundary;  ///< empty unless the entity is a multipart that can be taken apart
-    bool isMessage = false;
+    AnsiStr boundary;        ///< empty unless the entity is a multipart that can be taken apart
+    bool isMessage = false;  ///< it carries one, encoded perhaps
     bool isDigest = false;
     TransferEncoding::keys encoding = TransferEncoding::binary;
 
@@ -47,6 +48,12 @@ public:
     /// @param isComplete  false after a failure.
     virtual bool EndBody(bool isComplete) = 0;
 
+    /// The innermost entity carries a message in a transfer encoding. Its encoded body ends at the
+    /// reading's cursor; up to LeaveText everything lies in `text`.
+    virtual void EnterText(const std::shared_ptr<const std::string>& /*text*/) {}
+    /// That entity ends next.
+    virtual void LeaveText() noexcept {}
+
     /// The text before the first child, and after the last one, of the innermost entity
     /// (RFC 2046, 5.1.1). The epilogue may follow the entity's EndEntity.
     virtual void TakePreamble(std::string_view text) = 0;
@@ -64,6 +71,9 @@ public:
 };
 
 /// The descent: header blocks, boundary lines, bodies. Makes no tree and no file.
+///
+/// A message that is carried in a transfer encoding is decoded into memory and read as a text of its own,
+/// with its own cursor and boundaries; the levels go on in it.
 ///
 /// Depth is data: a stack of levels, about 60 bytes each, because the text decides how deep it goes.
 class Scanner {
@@ -88,6 +98,14 @@ private:
         bool isDigest;
     };
 
+    /// The text around the encoded message that is being read.
+    struct OuterText {
+        std::shared_ptr<const std::string> inner;
+        Cursor cursor;  ///< after the encoded body
+        std::unique_ptr<Delimiters> delimiters;
+        size_t firstLevel;
+    };
+
     bool SkipMboxLine();
     bool ReadHead(const char* begin, const char* contentType, bool isInDigest);
     bool ReadChild();
@@ -102,7 +120,11 @@ private:
     bool CopyRawBody(BodyCodec& codec, const AnsiStr& contentLength);
     void NoteContentLength(const AnsiStr& contentLength, const char* begin);
 
-    void Open();
+    bool EnterDecoded();
+    void LeaveDecoded();
+    bool DecodeBody(std::string& text);
+
+    bool Open();
     bool Close();
     bool IsAtBlankEnd() const noexcept;
     bool CloseLevelsInside(const BoundaryLine& line);
@@ -115,7 +137,9 @@ private:
     Cursor& cursor_;
     Builder& builder_;
     std::unique_ptr<Delimiters> delimiters_;
-    std::vector<Level> levels_;    ///< from the top entity down
+    std::vector<Level> levels_;  ///< from the top entity down
+    size_t firstLevel_ = 0;      ///< of the text at the cursor: the entity that carries it
+    std::vector<OuterText> outer_;
     EntityShape shape_;            ///< of the entity whose header block was read last
     bool isAfterClosing_ = false;  ///< the cursor is in the epilogue of the entity closed last
 };

@@ -222,12 +222,22 @@ bool TreeBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape&
     shape.isMessage = part.info.isMessage;
     shape.encoding = part.info.transferEncoding;
     if (!shape.HasChildren()) return true;
+    if (shape.isMessage && !TransferEncoding::IsIdentity(shape.encoding)) StateNoEncoding(part);
     open_.back().start = part.headers.GetParameter("Content-Type", "start");
     if (reading_.IsMail()) {
         shape.isDigest =
             KivGuiBase::EqualsCaseless(part.info.contentType.GetStr().GetStr(), "multipart/digest");
     }
     return true;
+}
+
+/// A message that was carried encoded is written without an encoding (RFC 2046, 5.2.1), so the part says
+/// so, too.
+void TreeBuilder::StateNoEncoding(Part& part) noexcept {
+    part.info.transferEncoding = TransferEncoding::binary;
+    HeaderMap::Node* const field =
+        part.headers.Find(Header::GetStr(Header::Content_Transfer_Encoding));
+    if (field != nullptr) field->value.value = TransferEncoding::GetStr(TransferEncoding::binary);
 }
 
 BodyCodec* TreeBuilder::BeginBody(AnsiStr& contentLength) {

@@ -87,6 +87,7 @@ private:
     Part& GetPart() noexcept { return *open_.back().part; }
     bool KeepPlace(std::string_view name, std::string_view value) noexcept;
     bool KeepFields(std::string_view text) noexcept;
+    static void StateNoEncoding(Part& part) noexcept;
     static void PutRootsFirst(Open& parent) noexcept;
     static bool Attach(Open& parent, std::unique_ptr<Part>& child) noexcept;
 
