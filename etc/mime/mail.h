@@ -174,6 +174,7 @@ public:
     friend bool operator==(const Entity&, const Entity&) noexcept = default;
 
 private:
+    friend class EditedMail;
     friend class Mail;
     friend class EntityRange;
     friend class TextChoice;

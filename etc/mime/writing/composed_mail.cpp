@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
-#include "mime/writing/attachment_type.h"
 #include "mime/writing/write_failure.h"
 
 // What is given is checked at once; writing makes a draft of it:
@@ -38,26 +37,7 @@ bool IsMadeHere(std::string_view name) {
     const auto isName = [name](std::string_view other) { return EqualsCaseless(name, other); };
     return std::any_of(std::begin(kRoleNames), std::end(kRoleNames), isName) ||
            std::any_of(std::begin(kOthers), std::end(kOthers), isName) ||
-           EqualsCaseless(name.substr(0, 8), "Content-");
-}
-
-bool IsOfType(std::string_view type, std::string_view prefix) {
-    return EqualsCaseless(type.substr(0, prefix.size()), prefix);
-}
-
-/// Multiparts and messages may not be encoded (RFC 2045, 6.4), so as a file such a body is of no type.
-std::string GetFileType(const std::string& type) {
-    const bool isComposite = IsOfType(type, "message/") || IsOfType(type, "multipart/");
-    return isComposite ? "application/octet-stream" : type;
-}
-
-bool CanBeVerbatim(const BodySource& body) {
-    const Result<void> planned =
-        Caught<void>([&] { static_cast<void>(PlanBody(body, BodyForm::verbatim, {})); });
-    if (!planned && planned.error().GetCode() != ErrorCode::cannotEncode) {
-        throw WriteFailure{planned.error()};
-    }
-    return static_cast<bool>(planned);
+           KivGuiBase::StartsWithCaseless(name, "Content-");
 }
 
 Draft MakeTextDraft(const ComposedMail::Text& text, const char* type) {
@@ -66,25 +46,6 @@ Draft MakeTextDraft(const ComposedMail::Text& text, const char* type) {
     draft.body = text.body;
     draft.mustBeUtf8 = text.charset.empty();
     if (!text.charset.empty()) draft.parameters = {{"charset", text.charset}};
-    return draft;
-}
-
-Draft MakeFileDraft(const ComposedMail::FilePart& file, const char* disposition) {
-    Draft draft;
-    draft.body = file.body;
-    const bool isMessage = EqualsCaseless(file.type, "message/rfc822") && CanBeVerbatim(*file.body);
-    draft.type = isMessage ? file.type : GetFileType(file.type);
-    draft.parameters = {{"name", file.name}};
-    if (isMessage) {
-        draft.form = BodyForm::verbatim;
-    } else {
-        draft.form = IsOfType(file.type, "text/") ? BodyForm::text : BodyForm::bytes;
-    }
-    const Parameter name[] = {{"filename", file.name}};
-    draft.fields = WriteParameterField("Content-Disposition", disposition, name, kLineEnd);
-    if (!file.contentId.empty()) {
-        draft.fields += WriteIdField("Content-ID", {&file.contentId, 1}, kLineEnd);
-    }
     return draft;
 }
 
@@ -156,19 +117,6 @@ void ComposedMail::Answer(const Mail& mail) {
     for (const Address& address : replyTo.empty() ? mail.GetFrom() : replyTo) {
         AddPerson(Role::to, {address.GetName(), address.GetAddress()});
     }
-}
-
-ComposedMail::FilePart ComposedMail::MakeFilePart(SharedBody body,
-                                                  const FileOptions& options) const {
-    FilePart file{MakeSentName(options.name), options.type, options.contentId, std::move(body)};
-    if (file.name.empty()) Fail(ErrorCode::cannotEncode, "a file has no name");
-    if (file.type.empty()) file.type = GetAttachmentType(file.name);
-    // What is no type or identifier is found here, rather than when the mail is written.
-    static_cast<void>(WriteParameterField("Content-Type", file.type, {}, kLineEnd));
-    if (!file.contentId.empty()) {
-        static_cast<void>(WriteIdField("Content-ID", {&file.contentId, 1}, kLineEnd));
-    }
-    return file;
 }
 
 void ComposedMail::Attach(SharedBody body, const FileOptions& options) {

@@ -11,6 +11,7 @@
 #include "mime/writing/composer.h"
 #include "mime/writing/draft.h"
 #include "mime/writing/field_text.h"
+#include "mime/writing/file_part.h"
 #include "mime/writing/signed_mail.h"
 
 namespace MIME {
@@ -28,14 +29,6 @@ public:
     struct Text {
         SharedBody body;      ///< null for none
         std::string charset;  ///< empty for UTF-8, which is then checked
-    };
-
-    /// An attached or inline file.
-    struct FilePart {
-        std::string name;
-        std::string type;
-        std::string contentId;  ///< empty for none
-        SharedBody body;
     };
 
     void AddPerson(Role role, Mailbox mailbox);
@@ -59,7 +52,6 @@ public:
 
 private:
     std::vector<Mailbox>& GetPeople(Role role) { return people_[static_cast<size_t>(role)]; }
-    FilePart MakeFilePart(SharedBody body, const FileOptions& options) const;
     void Complete();
     void CheckSender();
     std::string MakeFields();

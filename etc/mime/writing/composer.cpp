@@ -3,9 +3,7 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
-#include "kivgui/file.h"
 #include "kivgui/hex.h"
-#include "mime/mail/whole.h"
 #include "mime/writing/composed_mail.h"
 #include "mime/writing/target.h"
 #include "mime/writing/write_failure.h"
@@ -26,17 +24,6 @@ void Do(ComposedMail& mail, Call call) {
 ComposedMail::Text MakeText(SharedBody text, std::string_view charset) {
     const bool isUtf8 = KivGuiBase::EqualsCaseless(charset, "utf-8");
     return {MakeCanonicalSource(std::move(text)), isUtf8 ? "" : std::string(charset)};
-}
-
-/// The file's own name, unless the host has another.
-FileOptions NameFile(const FileOptions& options, const std::filesystem::path& path) {
-    FileOptions named = options;
-    if (named.name.empty()) {
-        named.name = Whole([&] {
-            return std::string(std::string_view(KivGuiBase::File(path.filename()).GetPath()));
-        });
-    }
-    return named;
 }
 
 }  // namespace

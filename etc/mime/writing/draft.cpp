@@ -106,11 +106,17 @@ std::string MakeContentFields(const Draft& draft, std::string_view lineEnd) {
     std::string fields = WriteParameterField("Content-Type", draft.type, parameters, lineEnd);
     // 7bit is what a missing field says.
     if (draft.plan.encoding == TransferEncoding::bit7) return fields;
-    fields += "Content-Transfer-Encoding: ";
-    fields += Whole([&] {
-        return std::string(std::string_view(TransferEncoding::GetStr(draft.plan.encoding)));
-    });
-    return fields += lineEnd;
+    return fields + MakeEncodingField(draft.plan.encoding, lineEnd);
+}
+
+/// Passes on fields that were made with CR LF.
+void TakeFields(std::string_view fields, std::string_view lineEnd, const Take& take) {
+    if (lineEnd == "\r\n") return take(fields);
+    for (size_t end; (end = fields.find("\r\n")) != std::string_view::npos;) {
+        take(fields.substr(0, end));
+        take(lineEnd);
+        fields.remove_prefix(end + 2);
+    }
 }
 
 }  // namespace
@@ -129,8 +135,16 @@ void PlanDraft(Draft& draft, UniqueText& unique, const Boundaries& around) {
     PlanBodies(draft, boundaries);
 }
 
+std::string MakeEncodingField(TransferEncoding::keys encoding, std::string_view lineEnd) {
+    return Whole([&] {
+        std::string field = "Content-Transfer-Encoding: ";
+        field += std::string_view(TransferEncoding::GetStr(encoding));
+        return field += lineEnd;
+    });
+}
+
 void WriteDraft(const Draft& draft, std::string_view lineEnd, const Take& take) {
-    take(draft.fields);
+    TakeFields(draft.fields, lineEnd, take);
     take(MakeContentFields(draft, lineEnd));
     take(lineEnd);
     if (!draft.IsMultipart()) {

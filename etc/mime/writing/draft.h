@@ -13,8 +13,8 @@ namespace MIME {
 
 /// An entity that is to be written: a body, or a multipart with children.
 struct Draft {
-    /// Whole fields with their line ends, without Content-Type and Content-Transfer-Encoding, which the
-    /// writer makes.
+    /// Whole fields, each line ending in CR LF, without Content-Type and Content-Transfer-Encoding,
+    /// which the writer makes.
     std::string fields;
     std::string type = "text/plain";
     std::vector<Parameter> parameters;  ///< of the type, without a boundary
@@ -33,6 +33,9 @@ struct Draft {
 /// occurs in a body or begins another.
 /// @param around  the boundaries of the entities around it. @throws WriteFailure
 void PlanDraft(Draft& draft, UniqueText& unique, const std::vector<std::string>& around = {});
+
+/// The field that names a transfer encoding.
+std::string MakeEncodingField(TransferEncoding::keys encoding, std::string_view lineEnd);
 
 /// Passes a planned draft on: its fields, the empty line and its body, without a line end after it.
 void WriteDraft(const Draft& draft, std::string_view lineEnd, const Take& take);

@@ -1,0 +1,408 @@
+#include "mime/writing/edited_mail.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "kivgui/ascii.h"
+#include "mime/writing/field_text.h"
+#include "mime/writing/footer.h"
+#include "mime/writing/write_failure.h"
+
+// An edit is a list of ranges of the source and what is written in their place; so all that is not in
+// one of them comes out byte for byte. Calls are checked and noted by entity; the ranges are made when
+// the mail is written. The difficult matter is the line end before a boundary line, which belongs to
+// it: a child ends before it, and what is put after the child begins with a line end of its own.
+
+namespace MIME {
+
+using KivGuiBase::EqualsCaseless;
+
+namespace {
+
+std::string_view FindLineEnd(std::string_view text) {
+    const size_t feed = text.find('\n');
+    return feed != std::string_view::npos && (feed == 0 || text[feed - 1] != '\r') ? "\n" : "\r\n";
+}
+
+/// An empty text, for a multipart without another part.
+Draft MakeEmptyDraft() {
+    return {};
+}
+
+Writing WriteLater(Draft draft, std::string_view lineEnd) {
+    return
+        [draft = std::move(draft), lineEnd](const Take& take) { WriteDraft(draft, lineEnd, take); };
+}
+
+}  // namespace
+
+EditedMail::EditedMail(const Mail& mail)
+    : top_(mail.GetTop()),
+      tree_(top_.tree_),
+      source_(mail.GetSource()),
+      lineEnd_(FindLineEnd(source_)) {}
+
+// ------------------------------------------------------------------------------ what is noted --
+
+bool EditedMail::IsInside(uint32_t index, uint32_t outer) const noexcept {
+    return outer < index && index < GetPlace(outer).subtreeEnd;
+}
+
+/// @return the entity's index. Fails when nothing can be changed in it.
+uint32_t EditedMail::CheckEntity(const Entity& entity) const {
+    const auto fail = [&](ErrorCode code, const char* why) {
+        throw WriteFailure{Error(code, why).SetPlace(entity.GetRange().offset, entity.GetPath())};
+    };
+    if (entity.tree_ != tree_) fail(ErrorCode::notInMail, "");
+    if (!entity.IsInSource()) {
+        fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
+    }
+    for (const auto& [index, change] : changes_) {
+        if (change.IsGone() && (index == entity.index_ || IsInside(entity.index_, index))) {
+            fail(ErrorCode::cannotEdit, "was removed or replaced before");
+        }
+    }
+    return entity.index_;
+}
+
+HeaderEdit& EditedMail::EditHeader(uint32_t index) {
+    std::optional<HeaderEdit>& header = changes_[index].header;
+    if (!header) header.emplace(*tree_, index, lineEnd_);
+    return *header;
+}
+
+void EditedMail::ChangeField(const Entity& entity, FieldChange change, std::string_view name,
+                             std::string_view value) {
+    const uint32_t index = CheckEntity(entity);
+    CheckFieldName(name);
+    const bool isStructural = EqualsCaseless(name, "Content-Transfer-Encoding") ||
+                              (EqualsCaseless(name, "Content-Type") &&
+                               (entity.HasChildren() || change == FieldChange::add));
+    if (isStructural) {
+        Fail(ErrorCode::cannotEdit, std::string(name) + ": says how the body is to be read");
+    }
+    const std::string field =
+        change == FieldChange::remove ? "" : WriteField(name, value, lineEnd_);
+    HeaderEdit& header = EditHeader(index);
+    if (change == FieldChange::add) header.Add(name, field);
+    if (change == FieldChange::set) header.Set(name, field);
+    if (change == FieldChange::remove) header.Remove(name);
+    if (index == 0) changedFields_.emplace_back(name);
+}
+
+const Draft& EditedMail::GetDraft(const NewPart& part) {
+    if (part.draft_ == nullptr) throw WriteFailure{part.error_};
+    return *part.draft_;
+}
+
+void EditedMail::Replace(const Entity& entity, const NewPart& part) {
+    const uint32_t index = CheckEntity(entity);
+    if (index == 0 ? tree_->hasContentType : GetPlace(GetPlace(index).parent).isMessage) {
+        Fail(ErrorCode::cannotEdit, "is a message that cannot be replaced");
+    }
+    const Draft& draft = GetDraft(part);
+    std::erase_if(changes_, [&](const auto& entry) { return IsInside(entry.first, index); });
+    Change& change = changes_[index];
+    change.footer.clear();
+    change.added.clear();
+    change.replacement = draft;
+}
+
+void EditedMail::Remove(const Entity& entity) {
+    const uint32_t index = CheckEntity(entity);
+    if (index == 0) Fail(ErrorCode::cannotEdit, "the mail itself cannot be removed");
+    if (GetPlace(GetPlace(index).parent).isMessage) {
+        Fail(ErrorCode::cannotEdit, "is carried by a part, which can be removed instead");
+    }
+    std::erase_if(changes_, [&](const auto& entry) { return IsInside(entry.first, index); });
+    changes_[index].isRemoved = true;
+}
+
+void EditedMail::Add(const Entity& multipart, const NewPart& part) {
+    const uint32_t index = CheckEntity(multipart);
+    if (!multipart.HasChildren() || GetPlace(index).isMessage) {
+        Fail(ErrorCode::cannotEdit, "is no multipart with parts");
+    }
+    changes_[index].added.push_back(GetDraft(part));
+}
+
+void EditedMail::Attach(const NewPart& part) {
+    CheckEntity(top_);
+    if (tree_->hasContentType) {
+        Fail(ErrorCode::cannotEdit,
+             "nothing can be attached to a mail whose Content-Type is not in it");
+    }
+    changes_[0].added.push_back(GetDraft(part));
+}
+
+void EditedMail::AppendText(const Entity& entity, std::string_view text) {
+    const uint32_t index = CheckEntity(entity);
+    if (entity.HasChildren() || !entity.IsType("text/*")) {
+        Fail(ErrorCode::cannotEdit, "is not a text");
+    }
+    // What cannot be written so fails here.
+    static_cast<void>(MakeFooter(entity, GetPlace(index).encoding, text, lineEnd_));
+    std::string& footer = changes_[index].footer;
+    footer += text;
+    if (!footer.ends_with('\n')) footer += '\n';
+}
+
+/// Is it part of the text of the mail, in one form of it?
+bool EditedMail::IsOwnText(const Entity& entity) const {
+    const bool isText = entity.IsType("text/plain") || entity.IsType("text/html");
+    if (!isText || entity.HasChildren() || entity.IsAttachment() || !entity.IsInSource())
+        return false;
+    for (uint32_t i = entity.index_; i != EntityPlace::kNone; i = GetPlace(i).parent) {
+        const auto change = changes_.find(i);
+        if (change != changes_.end() && change->second.IsGone()) return false;
+        if (GetPlace(i).isMessage) return false;
+    }
+    return true;
+}
+
+void EditedMail::AddFooter(std::string_view text) {
+    bool hasText = false;
+    for (const Entity& entity : top_.GetEntities()) {
+        if (!IsOwnText(entity)) continue;
+        AppendText(entity, text);
+        hasText = true;
+    }
+    if (!hasText) Fail(ErrorCode::cannotEdit, "the mail has no text");
+}
+
+// --------------------------------------------------------------------------- how it is written --
+
+bool EditedMail::IsMixed() const {
+    return top_.IsType("multipart/mixed") && top_.HasChildren();
+}
+
+/// The boundaries around what is inside an entity.
+std::vector<std::string> EditedMail::GetBoundaries(uint32_t index) const {
+    std::vector<std::string> boundaries;
+    for (; index != EntityPlace::kNone; index = GetPlace(index).parent) {
+        if (!GetPlace(index).hasBoundary) continue;
+        boundaries.push_back(GetEntity(index).GetParameter("Content-Type", "boundary"));
+    }
+    return boundaries;
+}
+
+/// A draft that can stand inside an entity.
+Draft EditedMail::Plan(const Draft& draft, uint32_t index, UniqueText& unique) const {
+    Draft planned = draft;
+    PlanDraft(planned, unique, GetBoundaries(index));
+    return planned;
+}
+
+std::string EditedMail::MakeFreeBoundary(UniqueText& unique) const {
+    std::string boundary;
+    do boundary = unique.MakeBoundary();
+    while (source_.find("--" + boundary) != std::string_view::npos);
+    return boundary;
+}
+
+/// The header of the whole mail, and its body as far as it is new.
+struct EditedMail::TopText {
+    std::string outer;  ///< the fields that are not about the content
+    std::string version;
+    Writing inner;      ///< the Content- fields, the empty line, and what of the body is new
+    uint64_t rest = 0;  ///< the source goes on here
+};
+
+EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& text,
+                                        UniqueText& unique) const {
+    const auto found = changes_.find(0);
+    const Change change = found == changes_.end() ? Change() : found->second;
+    TopText top;
+    top.outer = header.GetOtherFields();
+    top.version = "MIME-Version: 1.0" + std::string(lineEnd_);
+    top.rest = GetPlace(0).body;
+    if (change.replacement) {
+        top.inner = WriteLater(Plan(*change.replacement, EntityPlace::kNone, unique), lineEnd_);
+        top.rest = GetPlace(0).end;
+    } else if (!change.added.empty() && !IsMixed()) {
+        top.inner = Wrap(header, change.added, text, unique);
+    } else {
+        std::string fields = header.GetContentFields() + std::string(lineEnd_);
+        top.inner = [fields = std::move(fields)](const Take& take) { take(fields); };
+    }
+    return top;
+}
+
+/// Makes what was the mail's content the first part of a multipart/mixed, and the new parts the others.
+Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& added,
+                         SplicedText& text, UniqueText& unique) const {
+    const std::string boundary = MakeFreeBoundary(unique);
+    const std::string end(lineEnd_);
+    std::string encoding;
+    bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
+    for (const Draft& draft : added) {
+        Draft planned = draft;
+        PlanDraft(planned, unique, {boundary});
+        is8Bit = is8Bit || planned.Is8Bit();
+        text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
+        text.Replace(source_.size(), source_.size(), WriteLater(std::move(planned), lineEnd_));
+    }
+    text.Replace(source_.size(), source_.size(), end + "--" + boundary + "--" + end);
+    const Parameter parameters[] = {{"boundary", boundary}};
+    std::string fields =
+        WriteParameterField("Content-Type", "multipart/mixed", parameters, lineEnd_);
+    if (is8Bit) fields += "Content-Transfer-Encoding: 8bit" + end;
+    fields += end + "--" + boundary + end + header.GetContentFields() + end;
+    return [fields = std::move(fields)](const Take& take) { take(fields); };
+}
+
+void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, SplicedText& text) const {
+    const EntityPlace& place = GetPlace(index);
+    std::string block = header.GetText();
+    // Where there was no empty line before the body, there must be one now.
+    if (place.fieldsEnd == place.body && place.body < place.end && !block.empty())
+        block += lineEnd_;
+    text.Replace(place.fields, place.fieldsEnd, std::move(block));
+}
+
+/// @param header  changed where the text has to be encoded anew.
+void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
+                              std::optional<HeaderEdit>& header, SplicedText& text) const {
+    const EntityPlace& place = GetPlace(index);
+    Footer footer = MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_);
+    if (!footer.insertion) return SpliceNewText(index, std::move(footer.text), header, text);
+    const uint64_t at = place.body + footer.insertion->offset;
+    text.Replace(at, at, std::move(footer.insertion->text));
+}
+
+/// Puts a text in UTF-8 in the place of a body.
+void EditedMail::SpliceNewText(uint32_t index, std::string newText,
+                               std::optional<HeaderEdit>& header, SplicedText& text) const {
+    if (index == 0 && tree_->hasContentType) {
+        Fail(ErrorCode::cannotEdit, "the mail's Content-Type is not in it");
+    }
+    const Entity entity = GetEntity(index);
+    const SharedBody body = MakeTextSource(std::move(newText));
+    const BodyPlan plan = PlanBody(*body, BodyForm::text, GetBoundaries(index));
+    std::vector<Parameter> parameters;
+    if (const std::optional<Field> type = entity.FindField("Content-Type")) {
+        parameters = type->GetParameters();
+    }
+    std::erase_if(parameters, [](const Parameter& parameter) {
+        return EqualsCaseless(parameter.name, "charset");
+    });
+    parameters.push_back({"charset", "utf-8"});
+    if (!header) header.emplace(*tree_, index, lineEnd_);
+    header->Set("Content-Type",
+                WriteParameterField("Content-Type", entity.GetMediaType(), parameters, lineEnd_));
+    header->Set("Content-Transfer-Encoding", MakeEncodingField(plan.encoding, lineEnd_));
+    const auto write = [body, plan, end = lineEnd_](const Take& take) {
+        EncodeBody(*body, plan, end, take);
+    };
+    text.Replace(GetPlace(index).body, GetPlace(index).end, Writing(write));
+}
+
+/// Takes out the removed children of a multipart, each with one boundary line.
+void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const {
+    constexpr uint32_t kNone = EntityPlace::kNone;
+    uint32_t lastKept = kNone;
+    uint32_t last = kNone;
+    uint32_t first = parent + 1;
+    for (uint32_t child = first; child < GetPlace(parent).subtreeEnd;
+         child = GetPlace(child).subtreeEnd) {
+        last = child;
+        if (!IsRemoved(child)) lastKept = child;
+    }
+    if (lastKept == kNone) {
+        return text.Replace(GetPlace(first).begin, GetPlace(last).end,
+                            WriteLater(Plan(MakeEmptyDraft(), parent, unique), lineEnd_));
+    }
+    for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
+        const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
+        if (IsRemoved(child)) text.Replace(GetPlace(child).begin, next, std::string());
+    }
+    if (lastKept != last) {
+        text.Replace(GetPlace(lastKept).end, GetPlace(last).end, std::string());
+    }
+}
+
+bool EditedMail::IsRemoved(uint32_t index) const {
+    const auto change = changes_.find(index);
+    return change != changes_.end() && change->second.isRemoved;
+}
+
+/// Puts new children after the last one, each after a copy of the last child's boundary line.
+void EditedMail::SpliceAdded(uint32_t index, const std::vector<Draft>& added, UniqueText& unique,
+                             SplicedText& text) const {
+    uint32_t last = index + 1;
+    while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) last = GetPlace(last).subtreeEnd;
+    const std::string_view before = source_.substr(0, static_cast<size_t>(GetPlace(last).begin));
+    const size_t start = before.find_last_of('\n', before.size() - 2) + 1;
+    const std::string line = std::string(lineEnd_) + std::string(before.substr(start));
+    const uint64_t at = GetPlace(last).end;
+    for (const Draft& draft : added) {
+        text.Replace(at, at, line);
+        text.Replace(at, at, WriteLater(Plan(draft, index, unique), lineEnd_));
+    }
+}
+
+/// @param topHeader  receives the header block of the mail, where it was changed.
+SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
+    SplicedText text(source_);
+    std::set<uint32_t> parents;  // that lose children
+    for (const auto& [index, change] : changes_) {
+        const EntityPlace& place = GetPlace(index);
+        if (change.isRemoved) parents.insert(place.parent);
+        if (change.isRemoved) continue;
+        if (index == 0) topHeader = change.header;
+        if (index == 0 && change.replacement) continue;
+        if (change.replacement) {
+            text.Replace(place.begin, place.end,
+                         WriteLater(Plan(*change.replacement, place.parent, unique), lineEnd_));
+            continue;
+        }
+        std::optional<HeaderEdit> header = change.header;
+        if (!change.footer.empty()) SpliceFooter(index, change.footer, header, text);
+        if (header && (index != 0 || !TakesTopApart())) SpliceHeader(index, *header, text);
+        if (index == 0) topHeader = std::move(header);
+    }
+    for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);
+    // Where several multiparts end at one place, the innermost comes first.
+    for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
+        const auto& [index, change] = *entry;
+        if (change.added.empty() || change.IsGone() || (index == 0 && !IsMixed())) continue;
+        SpliceAdded(index, change.added, unique, text);
+    }
+    return text;
+}
+
+/// Is the header block of the mail divided into what is about its content and the rest?
+bool EditedMail::TakesTopApart() const {
+    if (signer_) return true;
+    const auto top = changes_.find(0);
+    return top != changes_.end() &&
+           (top->second.replacement || (!top->second.added.empty() && !IsMixed()));
+}
+
+void EditedMail::Write(const Take& take) const {
+    if (firstError) throw WriteFailure{*firstError};
+    UniqueText unique;
+    std::optional<HeaderEdit> topHeader;
+    SplicedText text = MakeText(unique, topHeader);
+    if (!TakesTopApart()) {
+        text.Sort();
+        return text.Write(0, take);
+    }
+    if (!topHeader) topHeader.emplace(*tree_, 0, lineEnd_);
+    const TopText top = MakeTop(*topHeader, text, unique);
+    text.Sort();
+    const auto writeContent = [&](const Take& takeContent) {
+        top.inner(takeContent);
+        text.Write(top.rest, takeContent);
+    };
+    if (!signer_) {
+        take(source_.substr(0, static_cast<size_t>(GetPlace(0).fields)));
+        take(top.outer);
+        take(top.version);
+        return writeContent(take);
+    }
+    signer_->Write(top.outer, MakeFreeBoundary(unique), writeContent, take);
+}
+
+}  // namespace MIME

@@ -1,0 +1,40 @@
+#include "mime/writing/spliced_text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace MIME {
+
+void SplicedText::Replace(uint64_t begin, uint64_t end, Writing with) {
+    splices_.push_back({begin, end, std::move(with)});
+}
+
+void SplicedText::Replace(uint64_t begin, uint64_t end, std::string with) {
+    Replace(begin, end, Writing([with = std::move(with)](const Take& take) { take(with); }));
+}
+
+void SplicedText::Sort() {
+    std::stable_sort(splices_.begin(), splices_.end(),
+                     [](const Splice& a, const Splice& b) { return a.begin < b.begin; });
+}
+
+void SplicedText::Write(uint64_t from, const Take& take) const {
+    // Pieces, so that a target sees how a big mail proceeds.
+    constexpr size_t kPiece = size_t{1} << 20;
+    const auto copy = [&](uint64_t begin, uint64_t end) {
+        std::string_view rest =
+            source_.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
+        for (; !rest.empty(); rest.remove_prefix(std::min(kPiece, rest.size()))) {
+            take(rest.substr(0, kPiece));
+        }
+    };
+    for (const Splice& splice : splices_) {
+        if (splice.begin < from) continue;
+        copy(from, splice.begin);
+        splice.with(take);
+        from = splice.end;
+    }
+    copy(from, source_.size());
+}
+
+}  // namespace MIME

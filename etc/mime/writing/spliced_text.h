@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mime/writing/body_source.h"
+#include "mime/writing/target.h"
+
+namespace MIME {
+
+/// A text with some of its ranges replaced. All else is passed on as it is.
+class SplicedText {
+public:
+    explicit SplicedText(std::string_view source) noexcept : source_(source) {}
+
+    /// Replaces a range, which may be empty. Ranges do not overlap; where several begin at one place,
+    /// they are written in the order of the calls.
+    void Replace(uint64_t begin, uint64_t end, Writing with);
+    void Replace(uint64_t begin, uint64_t end, std::string with);
+
+    /// To be called once, after the last Replace and before the first Write.
+    void Sort();
+    /// Passes the text on from an offset, which must be in no replaced range.
+    void Write(uint64_t from, const Take& take) const;
+
+private:
+    struct Splice {
+        uint64_t begin;
+        uint64_t end;
+        Writing with;
+    };
+
+    std::string_view source_;
+    std::vector<Splice> splices_;
+};
+
+}  // namespace MIME
