@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace KivGuiBase {
@@ -12,6 +13,12 @@ constexpr char ToLowerAscii(char c) noexcept {
 
 constexpr bool IsSpaceAscii(char c) noexcept {
     return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+inline std::string MakeLowerAscii(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) c = ToLowerAscii(c);
+    return lower;
 }
 
 /// Space and tab, the white space inside a line.

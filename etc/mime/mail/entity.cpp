@@ -14,18 +14,13 @@
 namespace MIME {
 
 using KivGuiBase::EqualsCaseless;
+using KivGuiBase::MakeLowerAscii;
 using KivGuiBase::StartsWithCaseless;
 
 namespace {
 
 std::string ToString(std::string_view text) {
     return std::string(text);
-}
-
-std::string ToLower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), KivGuiBase::ToLowerAscii);
-    return lower;
 }
 
 /// The Content-Type and the Content-Disposition of an entity, as far as there are any.
@@ -43,10 +38,10 @@ public:
         const std::string name = GetParameter("Content-Disposition", "filename");
         return !name.empty() ? name : GetParameter("Content-Type", "name");
     }
-    std::string GetDisposition() const { return ToLower(GetValue("Content-Disposition")); }
+    std::string GetDisposition() const { return MakeLowerAscii(GetValue("Content-Disposition")); }
     std::string GetMediaType() const {
         const std::string type = GetValue("Content-Type");
-        if (!type.empty()) return ToLower(type);
+        if (!type.empty()) return MakeLowerAscii(type);
         return isInDigest_ ? "message/rfc822" : "text/plain";
     }
 

@@ -5,9 +5,10 @@
 
 namespace MIME {
 
-/// The media type of a file by the extension of its name, in lower case: that of the look-up tables
-/// (GetTypeFromExt), then of a table of newer types, such as application/gzip, text/markdown and
-/// image/avif; application/octet-stream when neither has it.
+/// The media type of a file by the last extension of its name, case ignored, in lower case:
+/// that of a table of newer types, such as application/gzip, text/markdown and image/avif, or else
+/// that of the look-up tables (GetTypeFromExt); application/octet-stream when neither has it. The
+/// newer table has only what the other one lacks, or has under a name that was replaced since.
 std::string GetAttachmentType(std::string_view fileName);
 
 }  // namespace MIME
