@@ -38,7 +38,9 @@ BodyPlan PlanBody(const BodySource& body, BodyForm form, std::span<const std::st
 
 /// Passes the encoded body on, in pieces and in bounded memory, without a line end after base64.
 /// Quoted-printable has lines of at most 76 characters, and "." and "From " are encoded only at the
-/// start of a line; in it each CR LF of the body is a `lineEnd`, and any other CR or LF is encoded.
+/// start of a line; any CR or LF that is not part of a CR LF is encoded. But in base64 and binary, each
+/// CR LF of the body is a `lineEnd`.
+/// @param lineEnd  CR LF or LF.
 void EncodeBody(const BodySource& body, const BodyPlan& plan, std::string_view lineEnd,
                 const Take& take);
 
