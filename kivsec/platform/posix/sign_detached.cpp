@@ -1,6 +1,8 @@
 #include <openssl/rsa.h>
 
-#include "kivgui/disk_file.h"
+#include <algorithm>
+#include <functional>
+
 #include "kivsec/platform/platform.h"
 #include "kivsec/platform/posix/signer.h"
 #include "kivsec/secret.h"
@@ -16,8 +18,6 @@ namespace {
 
 using KivGuiBase::AnsiStr;
 using KivGuiBase::Blob;
-using KivGuiBase::DiskFile;
-using KivGuiBase::File;
 using KivGuiBase::kErrorBadAlgorithm;
 using KivGuiBase::kErrorNotEnoughMemory;
 using KivGuiBase::kErrorSigningFailed;
@@ -40,18 +40,27 @@ bool AddOthers(CMS_ContentInfo* message, const Signer& signer) noexcept {
     return true;
 }
 
-bool Digest(const File& content, CMS_ContentInfo* message) noexcept {
-    DiskFile source;
-    if (!source.Open(content, DiskFile::Mode::read)) return false;
+/// Passes the content into a chain of BIOs.
+bool Fill(BIO* target, const ContentFeed& feed) {
+    constexpr size_t kMaxWrite = 1 << 30;  // a BIO counts with int
+    bool isTaken = true;
+    const auto take = [&](const char* bytes, size_t size) noexcept {
+        while (isTaken && size != 0) {
+            const size_t part = std::min(size, kMaxWrite);
+            const int count = static_cast<int>(part);
+            isTaken = BIO_write(target, bytes, count) == count;
+            bytes += part;
+            size -= part;
+        }
+        return isTaken || Fail(kErrorSigningFailed);
+    };
+    return feed(std::cref(take)) && (isTaken || Fail(kErrorSigningFailed));
+}
+
+bool Digest(const ContentFeed& feed, CMS_ContentInfo* message) {
     const Bio digest(CMS_dataInit(message, nullptr));
     if (digest == nullptr) return Fail(kErrorSigningFailed);
-    char piece[0x8000];
-    for (unsigned got = 0;;) {
-        if (!source.Read(piece, sizeof piece, got)) return false;
-        if (got == 0) break;
-        const int size = static_cast<int>(got);
-        if (BIO_write(digest.get(), piece, size) != size) return Fail(kErrorSigningFailed);
-    }
+    if (!Fill(digest.get(), feed)) return false;
     return CMS_dataFinal(message, digest.get()) == 1 || Fail(kErrorSigningFailed);
 }
 
@@ -75,8 +84,7 @@ bool SetParameters(CMS_SignerInfo* info, const Signer& signer) noexcept {
                                             RSA_PSS_SALTLEN_DIGEST) > 0;
 }
 
-bool Sign(const File& content, const Signer& signer, const Context& context,
-          Blob& signature) noexcept {
+bool Sign(const ContentFeed& feed, const Signer& signer, const Context& context, Blob& signature) {
     const Message message(
         CMS_sign_ex(nullptr, nullptr, nullptr, nullptr, kFlags, context.GetHandle(), nullptr));
     if (message == nullptr) return Fail(kErrorSigningFailed);
@@ -86,7 +94,7 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
         CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
                         kFlags | CMS_KEY_PARAM);
     if (info == nullptr || !SetParameters(info, signer)) return Fail(kErrorBadAlgorithm);
-    if (!AddOthers(message.get(), signer) || !Digest(content, message.get())) return false;
+    if (!AddOthers(message.get(), signer) || !Digest(feed, message.get())) return false;
     // Where there is no memory to sort the signed attributes, OpenSSL signs something else, and says
     // nothing.
     if (CMS_SignerInfo_verify(info) != 1) return Fail(kErrorSigningFailed);
@@ -97,9 +105,8 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
 
 }  // namespace OpenSsl
 
-bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::File& signer,
-                            const KivGuiBase::AnsiStr& signerText,
-                            KivGuiBase::Blob& signature) noexcept {
+bool Platform::SignDetached(const KivGuiBase::File& signer, const KivGuiBase::AnsiStr& signerText,
+                            const ContentFeed& feed, KivGuiBase::Blob& signature) {
     const OpenSsl::ErrorQueueGuard guard;
     OpenSsl::Context context;
     if (!context.IsReady()) return OpenSsl::Fail(KivGuiBase::kErrorSigningFailed);
@@ -112,7 +119,7 @@ bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::F
             return false;
         }
     }
-    return OpenSsl::Sign(content, loaded, context, signature);
+    return OpenSsl::Sign(feed, loaded, context, signature);
 }
 
 }  // namespace KivOssSec
