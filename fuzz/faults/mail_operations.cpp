@@ -1,4 +1,4 @@
-// The entries of mail.h. They hand out standard types: what has no memory throws std::bad_alloc, and what
+// The entries of mail.h and html.h. They hand out standard types: what has no memory throws std::bad_alloc, and what
 // has no file gives an error with the system's code. Both count as failures here; anything else must be
 // the whole result.
 
@@ -10,6 +10,9 @@
 #include "mime/mail.h"
 #include "mime/mail/uuencode.h"
 #include "support/temp_folder.h"
+#ifdef MIME_FAULTS_HTML
+#include "mime/html.h"
+#endif
 
 namespace MIME::Faults {
 
@@ -115,6 +118,56 @@ Result<std::string> Save(const std::string& folder) {
     return saved->filename().string();
 }
 
+#ifdef MIME_FAULTS_HTML
+
+/// A tag with more attributes than are read: the document is parsed again without its tags.
+std::string MakeManyAttributes() {
+    std::string html = "<p";
+    for (int i = 0; i < 300; ++i) html += " a" + std::to_string(i);
+    return html + ">text<br>1 < 2";
+}
+
+/// The parser gets memory in chunks of 64 KiB, so one of them has to outgrow a chunk.
+std::string MakeTable() {
+    std::string html = "<table><tr><th>name<th>size</tr>";
+    for (int i = 0; i < 60; ++i) html += "<tr><td>a longer name<td>" + std::to_string(i) + "</tr>";
+    return html + "<tr><td>several<p>lines<td></table>";
+}
+
+void AddHtmlOperations(std::vector<Operation>& all) {
+    const struct {
+        const char* name;
+        std::string html;
+    } kDocuments[] = {
+        {"table", MakeTable()},
+        {"list", "<ol start=9><li>one<li>two<ul><li>in it</ul></ol><dl><dt>term<dd>text</dl>"},
+        {"link", "<a href=' https://a.net/b c\xC3\xA9 '>the page</a><a href='mailto:a@b'>a@b</a>"},
+        {"entities", "&lt;&#x1F600;&#0;&nbsp;&notit;&CounterClockwiseContourIntegral;&bad;\xFF"},
+        {"image", "<p>a<img src=x alt='a picture with a long alternative text'>b<img alt>"},
+        {"nested", "<blockquote><b><i><p>a<blockquote><pre>\n b\tc\n</pre><q>d</q><p>e</i>f"},
+        {"broken", "<!DOCTYPE x><svg><b><table>x<td><p></b></x y='<table><!-- a <body><body c=d"},
+        {"hidden", "<style>p{}</style><p style='display : none'>a<p hidden>b<script>c</script>d"},
+        {"too many attributes", MakeManyAttributes()},
+    };
+    for (const auto& one : kDocuments) {
+        all.push_back({kPlain, std::string("HtmlToText, ") + one.name, one.html, [](State& s) {
+                           return Try(s, [&] {
+                               return Result<std::string>(HtmlToText(std::string_view(s.in)));
+                           });
+                       }});
+    }
+    all.push_back(
+        {kPlain, "Mail::GetText of HTML", "Content-Type: text/html\r\n\r\n<p>a<p>b", [](State& s) {
+             return Try(s, [&]() -> Result<std::string> {
+                 const Result<Mail> mail = Mail::Parse(std::string_view(s.in));
+                 if (!mail) return mail.error();
+                 return mail->GetText(HtmlToText);
+             });
+         }});
+}
+
+#endif
+
 }  // namespace
 
 void AddMailOperations(std::vector<Operation>& all, const std::string& folder) {
@@ -160,6 +213,9 @@ void AddMailOperations(std::vector<Operation>& all, const std::string& folder) {
         const std::vector<UuBlock> blocks = FindUuencoded(text);
         return Result<std::string>(blocks.at(0).name + DecodeUuencoded(text, blocks[0]));
     });
+#ifdef MIME_FAULTS_HTML
+    AddHtmlOperations(all);
+#endif
 }
 
 }  // namespace MIME::Faults

@@ -305,10 +305,16 @@ void Add(Row& sum, const Row& row) {
     for (unsigned i = 0; i < sum.size(); ++i) sum[i] += row[i];
 }
 
-/// Points of one kind to be tried: all, where they are cheap.
+/// Points of one kind to be sampled: all, where they are cheap.
 unsigned long GetLimit(unsigned traits) {
     if ((traits & kLarge) != 0) return 8;
     return (traits & (kCold | kSigns)) != 0 ? 60 : ~0ul;
+}
+
+/// The last points of a signing are no samples: in them the message is made, before them the key read.
+bool IsOfSigning(unsigned traits, unsigned long n, unsigned long count) {
+    constexpr unsigned long kLast = 500;
+    return (traits & kSigns) != 0 && n + kLast > count;
 }
 
 /// The number after "--from=", the first point to be tried; 1 without that option.
@@ -329,7 +335,8 @@ Row TryKind(const Operation& operation, const Reference& wanted, const std::stri
     for (const bool isLasting : {false, true}) {
         if (isLasting && kind == interruption) continue;  // it would never end
         for (unsigned long n = GetFirst(options); n <= count; ++n) {
-            if (random.Below(count) >= limit) continue;
+            const bool isSample = random.Below(count) < limit;
+            if (!isSample && !IsOfSigning(operation.traits, n, count)) continue;
             RunPoint(operation, &wanted, folder, {kind, n, isLasting});
             outcome->row[kPoints] = 1;
             Add(row, outcome->row);

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "kivgui/error.h"
-#include "kivsec/platform/platform.h"
+#include "kivsec/pkcs7_msg.h"
 #include "kivsec/signing.h"
 #include "support/temp_folder.h"
 
@@ -20,7 +20,6 @@ namespace KivOssSec {
 namespace {
 
 using KivGuiBase::AnsiStr;
-using KivGuiBase::Blob;
 using KivGuiBase::File;
 using KivGuiBase::GetLastError;
 using MIME::Test::TempFolder;
@@ -33,10 +32,8 @@ protected:
     SignDetachedTest() { WriteWholeFile(content_, "x"); }
 
     bool Sign(const char* signer, const AnsiStr& passPhrase) const {
-        Blob signature;
         KivGuiBase::SetLastError(0);
-        return Platform::SignDetached(File(AnsiStr(content_)), GetKeyFile(signer), passPhrase,
-                                      signature);
+        return PKCS7Msg().Sign(File(AnsiStr(content_)), GetKeyFile(signer), passPhrase, true);
     }
 
     const TempFolder folder_;
@@ -99,9 +96,7 @@ void SignWithoutTheHostsAlgorithms(const std::string& configuration, const std::
                    "[one]\nactivate = 1\n");
     setenv("OPENSSL_CONF", configuration.c_str(), 1);
     for (const char* form : kForms) {
-        Blob signature;
-        if (!Platform::SignDetached(File(AnsiStr(content)), GetKeyFile(form), GetPassPhrase(),
-                                    signature)) {
+        if (!PKCS7Msg().Sign(File(AnsiStr(content)), GetKeyFile(form), GetPassPhrase(), true)) {
             std::fprintf(stderr, "%s: error %x\n", form, GetLastError());
             std::exit(1);
         }
@@ -194,8 +189,7 @@ void SignAndSearchMemory(const File& content) {
     const std::string hiddenPass = Hide(bytes, size);
     int status = IsInMemory(hiddenPass) ? 0 : 3;  // the search finds what is there
     for (const char* form : kForms) {
-        Blob signature;
-        if (!Platform::SignDetached(content, GetKeyFile(form), passPhrase, signature)) status = 4;
+        if (!PKCS7Msg().Sign(content, GetKeyFile(form), passPhrase, true)) status = 4;
         for (const std::string& secret : secrets) {
             if (!IsInMemory(secret)) continue;
             std::fprintf(stderr, "%s leaves its key\n", form);
