@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/cms.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -14,6 +15,7 @@
 #include "kivgui/error.h"
 #include "kivsec/pkcs7_msg.h"
 #include "kivsec/signing.h"
+#include "mime/writing/signed_mail.h"
 #include "support/temp_folder.h"
 
 namespace KivOssSec {
@@ -110,6 +112,33 @@ TEST_F(SignDetachedTest, TheConfigurationOfTheHostNeitherMattersNorChanges) {
                 testing::ExitedWithCode(0), "");
 }
 
+TEST_F(SignDetachedTest, MailThatIsSignedAsItIsWrittenVerifies) {
+    for (const char* form : kForms) {
+        const MIME::MailSigner signer(GetKeyFile(form),
+                                      std::string(std::string_view(GetPassPhrase())));
+        const auto write = [](const MIME::Take& take) {
+            for (int i = 0; i < 9000; ++i) take(i == 0 ? "A: b\r\n\r\n" : ".From \xFF \r\n");
+        };
+        const auto mail = MIME::Collect(
+            [&](const MIME::Take& take) { signer.Write("Subject: x\r\n", "=_x", write, take); });
+        for (const char* change : {"", "!"}) {
+            std::string text = *mail;
+            const size_t middle = text.size() / 2;
+            text.replace(middle, std::strlen(change), change);
+            BIO* const in = BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
+            BIO* content = nullptr;
+            CMS_ContentInfo* const message = SMIME_read_CMS(in, &content);
+            const int isValid =
+                CMS_verify(message, nullptr, nullptr, content, nullptr, CMS_NO_SIGNER_CERT_VERIFY);
+            EXPECT_EQ(isValid, *change == '\0') << form;
+            CMS_ContentInfo_free(message);
+            BIO_free(content);
+            BIO_free(in);
+        }
+    }
+    ERR_clear_error();
+}
+
 // ------------------------------------------------------------------------- what stays in memory --
 
 /// Bytes to look for, kept inverted so that they do not find themselves.
@@ -195,6 +224,14 @@ void SignAndSearchMemory(const File& content) {
             std::fprintf(stderr, "%s leaves its key\n", form);
             status = 1;
         }
+    }
+    {
+        MIME::MailSigner first(GetKeyFile("rsa.pem"), pass);
+        MIME::MailSigner second(std::move(first));
+        first = std::move(second);
+        const auto drop = [](std::string_view) {};
+        first.Write(
+            "", "=_x", [](const MIME::Take& take) { take("x"); }, drop);
     }
     OPENSSL_cleanse(pass, 64);
     std::exit(IsInMemory(hiddenPass) ? 5 : status);
