@@ -46,7 +46,8 @@ public:
     bool Close() noexcept;
 
 private:
-    friend class MemoryFile;  // maps this file's handle, or moves its own handle into this file
+    friend class MemoryFile;    // maps this file's handle, or moves its own handle into this file
+    friend class ReplacedFile;  // flushes what this file has buffered, and needs its handle
     bool Send(const void* data, unsigned size) noexcept;
     bool Flush() noexcept;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <string_view>
 
 #include "kivgui/convert.h"
@@ -9,9 +10,10 @@
 #include "kivgui/error.h"
 #include "kivgui/memory.h"
 #include "kivgui/random.h"
-#include "kivsec/platform/platform.h"
+#include "kivsec/detached_signature.h"
+#include "kivsec/signed_text.h"
 
-// Signing is the system's (platform/platform.h); here is the message around the signature: RFC
+// Signing is in detached_signature.h; here is the message around the signature: RFC
 // 1847, 2.1 and RFC 8551, 3.5.3.
 //
 // The signature covers the bytes of the content file, so these must reach the reader unchanged:
@@ -27,14 +29,6 @@ using KivGuiBase::DiskFile;
 using KivGuiBase::SetLastError;
 
 constexpr unsigned kPiece = 0x8000;
-constexpr unsigned kBase64Line = 76;  // RFC 2045, 6.8
-
-constexpr std::string_view kPreamble = "\r\nThis is a signed message in MIME format (S/MIME).\r\n";
-constexpr std::string_view kSignatureHeader =
-    "Content-Type: application/pkcs7-signature; name=\"smime.p7s\"\r\n"
-    "Content-Transfer-Encoding: base64\r\n"
-    "Content-Disposition: attachment; filename=\"smime.p7s\"\r\n"
-    "\r\n";
 
 /// Returns true if the text is whole header lines and does not end the header block.
 bool IsHeaderBlock(std::string_view text) noexcept {
@@ -80,6 +74,18 @@ AnsiStr FindBoundary(const File& content) noexcept {
     return {};
 }
 
+/// Passes the bytes of a file on.
+bool Feed(const File& file, const TakeContent& take) {
+    DiskFile source;
+    if (!source.Open(file, DiskFile::Mode::read)) return false;
+    char buffer[kPiece];
+    for (unsigned got = 0; source.Read(buffer, kPiece, got);) {
+        if (got == 0) return true;
+        if (!take(buffer, got)) return false;
+    }
+    return false;
+}
+
 class Output {
 public:
     bool Open(const File& file) noexcept { return file_.Open(file, DiskFile::Mode::create); }
@@ -94,14 +100,10 @@ public:
     }
 
     bool Copy(const File& file) noexcept {
-        DiskFile source;
-        if (!source.Open(file, DiskFile::Mode::read)) return false;
-        char buffer[kPiece];
-        for (unsigned got = 0; source.Read(buffer, kPiece, got);) {
-            if (got == 0) return true;
-            if (!file_.Write(buffer, got)) return false;
-        }
-        return false;
+        const auto write = [this](const char* bytes, size_t size) {
+            return file_.Write(bytes, static_cast<unsigned>(size));
+        };
+        return Feed(file, std::cref(write));
     }
 
 private:
@@ -156,7 +158,8 @@ bool PKCS7Msg::Sign(const File& content, const File& signer, const AnsiStr& sign
         SetLastError(KivGuiBase::kErrorNotSupported);
         return false;
     }
-    return Platform::SignDetached(content, signer, signerText, signature_);
+    const auto feed = [&content](const TakeContent& take) { return Feed(content, take); };
+    return SignDetached(signer, signerText, std::cref(feed), signature_);
 }
 
 bool PKCS7Msg::SaveMIME(const File& output, const AnsiStr& outerHeaders,

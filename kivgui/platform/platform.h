@@ -47,6 +47,30 @@ int64_t GetFileSize(const char* path) noexcept;
 
 bool RemoveFile(const char* path) noexcept;
 
+/// @name Replacing files
+/// @{
+
+struct Target {
+    AnsiStr path;           ///< with the links followed that the name itself is
+    AnsiStr folder;         ///< of `path`, with a separator at its end; empty for the current one
+    bool isStream = false;  ///< a device, a pipe or a socket, which cannot be replaced
+};
+
+/// Where a file is that is to be made or replaced; fails for a folder.
+bool FindTarget(const char* path, Target& target) noexcept;
+
+/// Gives a file that was made by OpenMode::createNew the permissions of another one, and its owner and
+/// group, as far as this user may do that: what cannot be given is left out.
+/// @param file  open for writing; `path` is its path.
+bool CopyPermissions(FileHandle file, const char* path, const char* model) noexcept;
+
+/// Returns when what was written is on the disk, where no later error can lose it.
+bool FlushFile(FileHandle file) noexcept;
+
+/// Renames a file within its folder, in one step that replaces a file of the new name.
+bool RenameFile(const char* from, const char* to) noexcept;
+/// @}
+
 /// What a name in a folder stands for. A link stands for what it leads to.
 enum class EntryKind {
     file,  ///< a plain file, or something that cannot be looked at

@@ -28,19 +28,6 @@ bool ToUtf16(std::string_view text, std::wstring& wide) {
     return units != 0;
 }
 
-bool MakeAbsolute(const std::wstring& path, std::wstring& absolute) {
-    absolute.resize(MAX_PATH);
-    for (;;) {
-        const auto room = static_cast<DWORD>(absolute.size());
-        const DWORD length = GetFullPathNameW(path.c_str(), room, absolute.data(), nullptr);
-        if (length == 0) return false;
-        // With too little room the length is the room needed, which the next turn has unless
-        // another thread has changed the current folder meanwhile.
-        absolute.resize(length);
-        if (length < room) return true;
-    }
-}
-
 bool IsVerbatim(const std::wstring& path) {
     return path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\");
 }
@@ -56,6 +43,19 @@ bool LiftLengthLimit(std::wstring& path) {
 }
 
 }  // namespace
+
+bool MakeAbsolute(const std::wstring& path, std::wstring& absolute) {
+    absolute.resize(MAX_PATH);
+    for (;;) {
+        const auto room = static_cast<DWORD>(absolute.size());
+        const DWORD length = GetFullPathNameW(path.c_str(), room, absolute.data(), nullptr);
+        if (length == 0) return false;
+        // With too little room the length is the room needed, which the next turn has unless
+        // another thread has changed the current folder meanwhile.
+        absolute.resize(length);
+        if (length < room) return true;
+    }
+}
 
 AnsiStr ToUtf8(std::wstring_view text) noexcept {
     if (text.empty()) return {};

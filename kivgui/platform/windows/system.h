@@ -49,4 +49,8 @@ AnsiStr ToUtf8(std::wstring_view text) noexcept;
 /// @return false, with the last error set, when the text is not UTF-8 or memory runs out.
 bool MakeSystemPath(const char* path, std::wstring& systemPath) noexcept;
 
+/// The path with the current folder and drive.
+/// @return false with the last error set. Throws std::bad_alloc.
+bool MakeAbsolute(const std::wstring& path, std::wstring& absolute);
+
 }  // namespace KivGuiBase::Platform

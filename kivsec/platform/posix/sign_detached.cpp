@@ -2,7 +2,9 @@
 #include <openssl/params.h>
 #include <openssl/rsa.h>
 
-#include "kivgui/disk_file.h"
+#include <algorithm>
+#include <functional>
+
 #include "kivsec/platform/platform.h"
 #include "kivsec/platform/posix/signer.h"
 #include "kivsec/secret.h"
@@ -18,8 +20,6 @@ namespace {
 
 using KivGuiBase::AnsiStr;
 using KivGuiBase::Blob;
-using KivGuiBase::DiskFile;
-using KivGuiBase::File;
 using KivGuiBase::kErrorBadAlgorithm;
 using KivGuiBase::kErrorNotEnoughMemory;
 using KivGuiBase::kErrorSigningFailed;
@@ -54,6 +54,23 @@ bool AddOthers(CMS_ContentInfo* message, const Signer& signer) noexcept {
     return true;
 }
 
+/// Passes the content into a chain of BIOs.
+bool Fill(BIO* target, const ContentFeed& feed) {
+    constexpr size_t kMaxWrite = 1 << 30;  // a BIO counts with int
+    bool isTaken = true;
+    const auto take = [&](const char* bytes, size_t size) noexcept {
+        while (isTaken && size != 0) {
+            const size_t part = std::min(size, kMaxWrite);
+            const int count = static_cast<int>(part);
+            isTaken = BIO_write(target, bytes, count) == count;
+            bytes += part;
+            size -= part;
+        }
+        return isTaken || Fail(kErrorSigningFailed);
+    };
+    return feed(std::cref(take)) && (isTaken || Fail(kErrorSigningFailed));
+}
+
 /// Says in `info` how the key signs.
 bool SetAlgorithm(CMS_SignerInfo* info) noexcept {
     unsigned char der[128];
@@ -84,19 +101,11 @@ bool SignWithPss(CMS_ContentInfo* message, CMS_SignerInfo* info, BIO* content) n
            CMS_SignerInfo_sign(info) == 1;
 }
 
-bool DigestAndSign(const File& content, const Signer& signer, CMS_ContentInfo* message,
-                   CMS_SignerInfo* info) noexcept {
-    DiskFile source;
-    if (!source.Open(content, DiskFile::Mode::read)) return false;
+bool DigestAndSign(const ContentFeed& feed, const Signer& signer, CMS_ContentInfo* message,
+                   CMS_SignerInfo* info) {
     const Bio digest(CMS_dataInit(message, nullptr));
     if (digest == nullptr) return Fail(kErrorSigningFailed);
-    char piece[0x8000];
-    for (unsigned got = 0;;) {
-        if (!source.Read(piece, sizeof piece, got)) return false;
-        if (got == 0) break;
-        const int size = static_cast<int>(got);
-        if (BIO_write(digest.get(), piece, size) != size) return Fail(kErrorSigningFailed);
-    }
+    if (!Fill(digest.get(), feed)) return false;
     const bool isSigned = IsPss(signer) ? SignWithPss(message, info, digest.get())
                                         : CMS_dataFinal(message, digest.get()) == 1;
     return isSigned || Fail(kErrorSigningFailed);
@@ -114,8 +123,7 @@ bool Encode(const CMS_ContentInfo* message, Blob& signature) noexcept {
     return isWhole || Fail(kErrorSigningFailed);
 }
 
-bool Sign(const File& content, const Signer& signer, const Context& context,
-          Blob& signature) noexcept {
+bool Sign(const ContentFeed& feed, const Signer& signer, const Context& context, Blob& signature) {
     const Message message(
         CMS_sign_ex(nullptr, nullptr, nullptr, nullptr, kFlags, context.GetHandle(), nullptr));
     if (message == nullptr) return Fail(kErrorSigningFailed);
@@ -125,7 +133,7 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
         CMS_add1_signer(message.get(), signer.certificate.get(), signer.key.get(), EVP_sha256(),
                         kFlags | CMS_KEY_PARAM);
     if (info == nullptr || !SetParameters(info, signer)) return Fail(kErrorBadAlgorithm);
-    if (!AddOthers(message.get(), signer) || !DigestAndSign(content, signer, message.get(), info)) {
+    if (!AddOthers(message.get(), signer) || !DigestAndSign(feed, signer, message.get(), info)) {
         return false;
     }
     // Where there is no memory to sort the signed attributes, OpenSSL signs something else, and says
@@ -138,9 +146,8 @@ bool Sign(const File& content, const Signer& signer, const Context& context,
 
 }  // namespace OpenSsl
 
-bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::File& signer,
-                            const KivGuiBase::AnsiStr& signerText,
-                            KivGuiBase::Blob& signature) noexcept {
+bool Platform::SignDetached(const KivGuiBase::File& signer, const KivGuiBase::AnsiStr& signerText,
+                            const ContentFeed& feed, KivGuiBase::Blob& signature) {
     const OpenSsl::ErrorQueueGuard guard;
     OpenSsl::Context context;
     if (!context.IsReady()) return OpenSsl::Fail(KivGuiBase::kErrorSigningFailed);
@@ -153,7 +160,7 @@ bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::F
             return false;
         }
     }
-    return OpenSsl::Sign(content, loaded, context, signature);
+    return OpenSsl::Sign(feed, loaded, context, signature);
 }
 
 }  // namespace KivOssSec

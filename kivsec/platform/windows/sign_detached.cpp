@@ -1,7 +1,8 @@
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <vector>
 
-#include "kivgui/disk_file.h"
 #include "kivsec/platform/platform.h"
 #include "kivsec/platform/windows/signer.h"
 
@@ -16,8 +17,6 @@ namespace {
 
 using KivGuiBase::AnsiStr;
 using KivGuiBase::Blob;
-using KivGuiBase::DiskFile;
-using KivGuiBase::File;
 using KivGuiBase::kErrorNotEnoughMemory;
 using KivGuiBase::kErrorSigningFailed;
 
@@ -71,16 +70,20 @@ CRYPT_ALGORITHM_IDENTIFIER GetSignatureAlgorithm(const CERT_INFO& certificate) n
     return {};
 }
 
-std::vector<CERT_BLOB> ListCertificates(HCERTSTORE store) {
-    std::vector<CERT_BLOB> list;
-    const CERT_CONTEXT* next = nullptr;
-    while ((next = CertEnumCertificatesInStore(store, next)) != nullptr) {
-        list.push_back({next->cbCertEncoded, next->pbCertEncoded});
+bool ListCertificates(HCERTSTORE store, std::vector<CERT_BLOB>& list) noexcept {
+    try {
+        const CERT_CONTEXT* next = nullptr;
+        while ((next = CertEnumCertificatesInStore(store, next)) != nullptr) {
+            list.push_back({next->cbCertEncoded, next->pbCertEncoded});
+        }
+        return true;
+    } catch (...) {  // a vector throws only when memory runs out
+        return Fail(kErrorNotEnoughMemory);
     }
-    return list;
 }
 
-Message Open(const Signer& signer, SigningTime& time, std::vector<CERT_BLOB>& certificates) {
+Message Open(const Signer& signer, SigningTime& time,
+             std::vector<CERT_BLOB>& certificates) noexcept {
     CMSG_SIGNER_ENCODE_INFO who{};
     who.cbSize = sizeof who;
     who.pCertInfo = signer.certificate->pCertInfo;
@@ -102,19 +105,28 @@ Message Open(const Signer& signer, SigningTime& time, std::vector<CERT_BLOB>& ce
     return message;
 }
 
-bool Digest(const File& content, HCRYPTMSG message) noexcept {
-    DiskFile source;
-    if (!source.Open(content, DiskFile::Mode::read)) return false;
-    char piece[0x8000];
-    for (unsigned got = 0;;) {
-        if (!source.Read(piece, sizeof piece, got)) return false;
-        const bool isLast = got == 0;
-        ::SetLastError(ERROR_SUCCESS);
-        if (!CryptMsgUpdate(message, reinterpret_cast<const BYTE*>(piece), got, isLast)) {
-            return FailWithReason();
+bool Update(HCRYPTMSG message, const char* bytes, DWORD size, bool isLast) noexcept {
+    ::SetLastError(ERROR_SUCCESS);
+    return CryptMsgUpdate(message, reinterpret_cast<const BYTE*>(bytes), size, isLast) ||
+           FailWithReason();
+}
+
+bool Digest(const ContentFeed& feed, HCRYPTMSG message) {
+    constexpr size_t kMaxUpdate = 1 << 30;  // sizes of the system have 32 bits
+    DWORD error = ERROR_SUCCESS;
+    const auto take = [&](const char* bytes, size_t size) noexcept {
+        LastErrorKept kept;
+        while (error == ERROR_SUCCESS && size != 0) {
+            const size_t part = std::min(size, kMaxUpdate);
+            if (!Update(message, bytes, static_cast<DWORD>(part), false)) error = ::GetLastError();
+            bytes += part;
+            size -= part;
         }
-        if (isLast) return true;
-    }
+        return error == ERROR_SUCCESS || kept.Fail(error);
+    };
+    const bool isFed = feed(std::cref(take));
+    if (error != ERROR_SUCCESS) return Fail(error);
+    return isFed && Update(message, "", 0, true);
 }
 
 bool Encode(HCRYPTMSG message, Blob& signature) noexcept {
@@ -125,27 +137,23 @@ bool Encode(HCRYPTMSG message, Blob& signature) noexcept {
     return CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, memory, &size) || FailWithReason();
 }
 
-bool Sign(const File& content, const Signer& signer, Blob& signature) noexcept {
+bool Sign(const ContentFeed& feed, const Signer& signer, Blob& signature) {
     SigningTime time;
-    if (!time.Set()) return false;
-    try {
-        std::vector<CERT_BLOB> certificates = ListCertificates(signer.file.certificates.get());
-        ::SetLastError(ERROR_SUCCESS);
-        const Message message = Open(signer, time, certificates);
-        return message != nullptr && Digest(content, message.get()) &&
-               Encode(message.get(), signature);
-    } catch (...) {  // a vector throws only when memory runs out
-        return Fail(kErrorNotEnoughMemory);
+    std::vector<CERT_BLOB> certificates;
+    if (!time.Set() || !ListCertificates(signer.file.certificates.get(), certificates)) {
+        return false;
     }
+    ::SetLastError(ERROR_SUCCESS);
+    const Message message = Open(signer, time, certificates);
+    return message != nullptr && Digest(feed, message.get()) && Encode(message.get(), signature);
 }
 
 }  // namespace
 
 }  // namespace CryptoApi
 
-bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::File& signer,
-                            const KivGuiBase::AnsiStr& signerText,
-                            KivGuiBase::Blob& signature) noexcept {
+bool Platform::SignDetached(const KivGuiBase::File& signer, const KivGuiBase::AnsiStr& signerText,
+                            const ContentFeed& feed, KivGuiBase::Blob& signature) {
     CryptoApi::LastErrorKept kept;
     CryptoApi::Signer loaded;
     {
@@ -154,7 +162,7 @@ bool Platform::SignDetached(const KivGuiBase::File& content, const KivGuiBase::F
             return kept.Fail();
         }
     }
-    return CryptoApi::Sign(content, loaded, signature) || kept.Fail();
+    return CryptoApi::Sign(feed, loaded, signature) || kept.Fail();
 }
 
 }  // namespace KivOssSec

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/cms.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -12,15 +13,15 @@
 #include <vector>
 
 #include "kivgui/error.h"
-#include "kivsec/platform/platform.h"
+#include "kivsec/pkcs7_msg.h"
 #include "kivsec/signing.h"
+#include "mime/writing/signed_mail.h"
 #include "support/temp_folder.h"
 
 namespace KivOssSec {
 namespace {
 
 using KivGuiBase::AnsiStr;
-using KivGuiBase::Blob;
 using KivGuiBase::File;
 using KivGuiBase::GetLastError;
 using MIME::Test::TempFolder;
@@ -33,10 +34,8 @@ protected:
     SignDetachedTest() { WriteWholeFile(content_, "x"); }
 
     bool Sign(const char* signer, const AnsiStr& passPhrase) const {
-        Blob signature;
         KivGuiBase::SetLastError(0);
-        return Platform::SignDetached(File(AnsiStr(content_)), GetKeyFile(signer), passPhrase,
-                                      signature);
+        return PKCS7Msg().Sign(File(AnsiStr(content_)), GetKeyFile(signer), passPhrase, true);
     }
 
     const TempFolder folder_;
@@ -99,9 +98,7 @@ void SignWithoutTheHostsAlgorithms(const std::string& configuration, const std::
                    "[one]\nactivate = 1\n");
     setenv("OPENSSL_CONF", configuration.c_str(), 1);
     for (const char* form : kForms) {
-        Blob signature;
-        if (!Platform::SignDetached(File(AnsiStr(content)), GetKeyFile(form), GetPassPhrase(),
-                                    signature)) {
+        if (!PKCS7Msg().Sign(File(AnsiStr(content)), GetKeyFile(form), GetPassPhrase(), true)) {
             std::fprintf(stderr, "%s: error %x\n", form, GetLastError());
             std::exit(1);
         }
@@ -113,6 +110,33 @@ TEST_F(SignDetachedTest, TheConfigurationOfTheHostNeitherMattersNorChanges) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(SignWithoutTheHostsAlgorithms(folder_.At("openssl.cnf"), content_),
                 testing::ExitedWithCode(0), "");
+}
+
+TEST_F(SignDetachedTest, MailThatIsSignedAsItIsWrittenVerifies) {
+    for (const char* form : kForms) {
+        const MIME::MailSigner signer(GetKeyFile(form),
+                                      std::string(std::string_view(GetPassPhrase())));
+        const auto write = [](const MIME::Take& take) {
+            for (int i = 0; i < 9000; ++i) take(i == 0 ? "A: b\r\n\r\n" : ".From \xFF \r\n");
+        };
+        const auto mail = MIME::Collect(
+            [&](const MIME::Take& take) { signer.Write("Subject: x\r\n", "=_x", write, take); });
+        for (const char* change : {"", "!"}) {
+            std::string text = *mail;
+            const size_t middle = text.size() / 2;
+            text.replace(middle, std::strlen(change), change);
+            BIO* const in = BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
+            BIO* content = nullptr;
+            CMS_ContentInfo* const message = SMIME_read_CMS(in, &content);
+            const int isValid =
+                CMS_verify(message, nullptr, nullptr, content, nullptr, CMS_NO_SIGNER_CERT_VERIFY);
+            EXPECT_EQ(isValid, *change == '\0') << form;
+            CMS_ContentInfo_free(message);
+            BIO_free(content);
+            BIO_free(in);
+        }
+    }
+    ERR_clear_error();
 }
 
 // ------------------------------------------------------------------------- what stays in memory --
@@ -194,13 +218,20 @@ void SignAndSearchMemory(const File& content) {
     const std::string hiddenPass = Hide(bytes, size);
     int status = IsInMemory(hiddenPass) ? 0 : 3;  // the search finds what is there
     for (const char* form : kForms) {
-        Blob signature;
-        if (!Platform::SignDetached(content, GetKeyFile(form), passPhrase, signature)) status = 4;
+        if (!PKCS7Msg().Sign(content, GetKeyFile(form), passPhrase, true)) status = 4;
         for (const std::string& secret : secrets) {
             if (!IsInMemory(secret)) continue;
             std::fprintf(stderr, "%s leaves its key\n", form);
             status = 1;
         }
+    }
+    {
+        MIME::MailSigner first(GetKeyFile("rsa.pem"), pass);
+        MIME::MailSigner second(std::move(first));
+        first = std::move(second);
+        const auto drop = [](std::string_view) {};
+        first.Write(
+            "", "=_x", [](const MIME::Take& take) { take("x"); }, drop);
     }
     OPENSSL_cleanse(pass, 64);
     std::exit(IsInMemory(hiddenPass) ? 5 : status);

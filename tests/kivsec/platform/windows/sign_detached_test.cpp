@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "kivgui/error.h"
-#include "kivsec/platform/platform.h"
+#include "kivsec/pkcs7_msg.h"
 #include "kivsec/signing.h"
 #include "support/temp_folder.h"
 
@@ -18,7 +18,6 @@ namespace KivOssSec {
 namespace {
 
 using KivGuiBase::AnsiStr;
-using KivGuiBase::Blob;
 using KivGuiBase::File;
 using MIME::Test::TempFolder;
 using MIME::Test::WriteWholeFile;
@@ -99,14 +98,14 @@ TEST(SignDetachedTest, SignsOrSaysWhyAndLeavesNoKey) {
     const std::string content = folder.At("content");
     WriteWholeFile(content, "x");
     for (const Case& c : cases) {
-        Blob signature;
+        PKCS7Msg message;
         KivGuiBase::SetLastError(0);
-        const bool done = Platform::SignDetached(File(AnsiStr(content)), GetKeyFile(c.file),
-                                                 GetPassPhrase(), signature);
+        const bool done =
+            message.Sign(File(AnsiStr(content)), GetKeyFile(c.file), GetPassPhrase(), true);
         const uint32_t want = IsWine() ? c.wantInWine : c.want;
         EXPECT_EQ(done, want == 0) << c.why;
         EXPECT_EQ(KivGuiBase::GetLastError(), want) << c.why;
-        EXPECT_EQ(signature.IsEmpty(), want != 0) << c.why;
+        EXPECT_EQ(message.SaveMIME(File(AnsiStr(folder.At("signed"))), "", true), done) << c.why;
         if (want != c.want) std::printf("not in Wine: %s (%s)\n", c.why, c.file);
     }
     EXPECT_EQ(ListOwnContainers(), std::vector<std::string>());
@@ -119,9 +118,8 @@ TEST(SignDetachedTest, AKeyOfTheUserIsNotReplaced) {
     if (!IsWine()) GTEST_SKIP() << "Windows imports into memory";
     const ImportLock lock;
     ASSERT_TRUE(UseDefaultContainer(CRYPT_NEWKEYSET));
-    Blob signature;
-    EXPECT_FALSE(Platform::SignDetached(GetKeyFile("root.pem"), GetKeyFile("rsa.p12"),
-                                        GetPassPhrase(), signature));
+    EXPECT_FALSE(
+        PKCS7Msg().Sign(GetKeyFile("root.pem"), GetKeyFile("rsa.p12"), GetPassPhrase(), true));
     EXPECT_EQ(KivGuiBase::GetLastError(), static_cast<uint32_t>(NTE_EXISTS));
     EXPECT_TRUE(UseDefaultContainer(CRYPT_DELETEKEYSET));
 }

@@ -1,0 +1,97 @@
+#include "mime/writing/target.h"
+
+#include <gtest/gtest.h>
+
+#include "kivgui/error.h"
+#include "mime/writing/write_failure.h"
+#include "support/temp_folder.h"
+
+namespace MIME {
+namespace {
+
+namespace System = Test::System;
+using Test::ReadWholeFile;
+using Test::TempFolder;
+using Test::ToPath;
+using Test::WriteWholeFile;
+using Names = std::vector<std::string>;
+
+TEST(TargetTest, AFileAppearsWhenItIsCompleteOrNotAtAll) {
+    const TempFolder folder;
+    const std::string path = folder.At("x.eml");
+    std::string before;
+    const std::string whole(300'000, 'n');     // more than the file buffers
+    for (int round = 0; round < 2; ++round) {  // a new file, then one that is there
+        const auto writePart = [&](const Take& take) {
+            take(whole);
+            const Names names = folder.List();
+            ASSERT_EQ(names.size(), 1u + static_cast<size_t>(round));
+            EXPECT_TRUE(System::IsOwnersAlone(folder.At(names[0]))) << names[0];
+            EXPECT_TRUE(round == 0 || ReadWholeFile(path) == before);
+        };
+        const Result<void> failed = SaveTo(ToPath(path), [&](const Take& take) {
+            writePart(take);
+            Fail(ErrorCode::badDate);
+        });
+        EXPECT_EQ(failed.error().GetCode(), ErrorCode::badDate);
+        const auto throws = [&](const Take& take) {
+            writePart(take);
+            throw 1;
+        };
+        EXPECT_THROW((void)SaveTo(ToPath(path), throws), int);
+        EXPECT_EQ(folder.List(), round == 0 ? Names() : Names{"x.eml"});
+        EXPECT_TRUE(SaveTo(ToPath(path), writePart));
+        EXPECT_EQ(folder.List(), Names{"x.eml"});
+        EXPECT_EQ(ReadWholeFile(path), whole);
+        WriteWholeFile(path, before = "longer than nothing");
+    }
+}
+
+TEST(TargetTest, ALinkStaysOne) {
+    const TempFolder folder;
+    std::filesystem::create_directory(ToPath(folder.At("deep")));
+    WriteWholeFile(folder.At("deep/file"), "old");
+    System::MakeLink(folder.At("deep/file"), folder.At("link"));
+    ASSERT_TRUE(SaveTo(ToPath(folder.At("link")), [](const Take& take) { take("new"); }));
+    EXPECT_TRUE(std::filesystem::is_symlink(ToPath(folder.At("link"))));
+    EXPECT_EQ(ReadWholeFile(folder.At("deep/file")), "new");
+    EXPECT_EQ(folder.List(), (Names{"deep", "link"}));
+}
+
+TEST(TargetTest, WhatCannotBeWrittenIsNamed) {
+    const TempFolder folder;
+    struct Case {
+        std::string path;
+        uint32_t want;
+    };
+    const Case cases[] = {
+        {folder.GetPath(), KivGuiBase::kErrorAccessDenied},
+        {"", KivGuiBase::kErrorFileNotFound},
+        {folder.At("x") + std::string("\0.eml", 5), KivGuiBase::kErrorInvalidParameter},
+        {folder.At("missing/x"), 0},
+        {System::GetFullDevice(), KivGuiBase::kErrorDiskFull},
+    };
+    for (const Case& c : cases) {
+        if (&c == std::end(cases) - 1 && c.path.empty()) continue;
+        const Result<void> saved = SaveTo(ToPath(c.path), [](const Take& take) { take("x"); });
+        EXPECT_EQ(saved.error().GetCode(), ErrorCode::cannotWrite) << c.path;
+        EXPECT_TRUE(saved.error().GetText().starts_with(c.path.c_str())) << c.path;
+        EXPECT_TRUE(c.want == 0 || saved.error().GetSystemCode() == c.want) << c.path;
+    }
+    EXPECT_EQ(folder.List(), Names());
+}
+
+TEST(TargetTest, ASinkStopsTheWriting) {
+    const Writing write = [](const Take& take) {
+        take("a");
+        take("b");
+        ADD_FAILURE() << "goes on";
+    };
+    std::string got;
+    const auto refuseB = [&](std::string_view piece) { return (got += piece) != "ab"; };
+    EXPECT_EQ(PassTo(refuseB, write).error().GetCode(), ErrorCode::refused);
+    EXPECT_THROW((void)PassTo([](std::string_view) -> bool { throw 1; }, write), int);
+}
+
+}  // namespace
+}  // namespace MIME
