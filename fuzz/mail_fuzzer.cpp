@@ -56,7 +56,12 @@ void CheckMail(const Mail& mail) {
     mail.GetText();
     mail.GetHtml();
     for (const Entity& text : mail.GetTop().GetTextEntities()) Check(!text.HasChildren(), "text");
-    for (const Entity& file : mail.GetAttachments()) Check(file.IsAttachment(), "attachment");
+    for (const Entity& file : mail.GetAttachments()) {
+        Check(file.IsAttachment(), "attachment");
+        if (!file.IsUuencoded()) continue;
+        CheckEntity(mail, file);
+        if (++looked < 200) Check(mail.FindByPath(file.GetPath()) == file, "path of a file");
+    }
 }
 
 }  // namespace

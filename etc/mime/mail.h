@@ -77,7 +77,8 @@ struct KIV_EXPORT Field {
     /// @}
 };
 
-/// One entity of a Mail: the message itself, a multipart, a body, a message that another one carries.
+/// One entity of a Mail: the message itself, a multipart, a body, a message that another one carries, or a
+/// uuencoded file in a text.
 ///
 /// A light view, to be passed by value. It is valid as long as its Mail lives, even when that is moved.
 class KIV_EXPORT Entity {
@@ -96,9 +97,14 @@ public:
 
     /// The disposition in lower case: "attachment", "inline"; empty without the field (RFC 2183).
     std::string GetDisposition() const;
+    /// It is a file in lines of text/plain, as programs wrote them before MIME (POSIX, uuencode). Its
+    /// parent is that text. It has no fields, the media type of its extension, and the disposition
+    /// "attachment".
+    bool IsUuencoded() const noexcept;
+
     /// Is it something to save, rather than to read with the message: its disposition is "attachment",
-    /// or it is a child with a file name, or neither text/plain nor text/html? Never a multipart. See
-    /// docs/mail-reading.md.
+    /// or it is a child with a file name, or neither text/plain nor text/html, or a uuencoded file? Never a
+    /// multipart. See docs/mail-reading.md.
     bool IsAttachment() const;
 
     /// The file name that the sender gave, decoded: the parameter "filename" of Content-Disposition,
@@ -135,9 +141,13 @@ public:
     uint64_t GetDecodedSize() const;
     /// The decoded body as UTF-8, with the charset of the entity; line ends as they are.
     std::string GetText() const;
-    /// The same for people to read, with LF line ends: flowed lines joined (RFC 3676), and HTML as
-    /// `toText` makes it, if there is one. Not empty without a line end at its end.
+    /// The same for people to read, with LF line ends: without the uuencoded files, flowed lines joined
+    /// (RFC 3676), and HTML as `toText` makes it, if there is one. Not empty without a line end at its
+    /// end.
     std::string GetReadableText(HtmlConverter toText = nullptr) const;
+    /// The uuencoded files in this text, in order; none of anything but text/plain. The first question
+    /// for one decodes and searches all texts of the message.
+    std::vector<Entity> GetUuencodedFiles() const;
     /// The bodies that are the text of the message whose top this is, in order: see Mail::GetText.
     std::vector<Entity> GetTextEntities() const;
 
@@ -151,17 +161,19 @@ public:
     // ---- its place
 
     /// Are its ranges those of Mail::GetSource? Not inside a carried message that is in a transfer
-    /// encoding: the ranges there are offsets in the decoded message, and GetRaw is cut out of that.
+    /// encoding, nor for a uuencoded file in such a body: those ranges are offsets in the decoded message
+    /// or body, and GetRaw is cut out of that.
     bool IsInSource() const noexcept;
-    Range GetRange() const noexcept;        ///< the whole entity, as a signature covers it
-    Range GetHeaderRange() const noexcept;  ///< its fields, without the empty line
-    Range GetBodyRange() const noexcept;    ///< encoded, or with all children
+    Range GetRange() const noexcept;  ///< the whole entity, as a signature covers it
+    /// Its fields, without the empty line; of a uuencoded file, the line "begin".
+    Range GetHeaderRange() const noexcept;
+    Range GetBodyRange() const noexcept;  ///< encoded, or with all children
     std::string_view GetRaw() const noexcept;
     std::string_view GetRawHeader() const noexcept;
     std::string_view GetRawBody() const noexcept;
 
     /// "" is the top, "2.1" the first child of its second (the numbers of RFC 9051, 6.4.5, but for
-    /// carried messages, which count as a child).
+    /// carried messages, which count as a child), "2.u1" the first uuencoded file in its second child.
     std::string GetPath() const;
     EntityRange GetChildren() const noexcept;
     /// The entity itself and all that is inside it, each before its children.
@@ -178,8 +190,11 @@ private:
     friend class Mail;
     friend class EntityRange;
     friend class TextChoice;
+    friend class UuencodedFiles;
 
     Entity(const MessageTree& tree, uint32_t index) noexcept : tree_(&tree), index_(index) {}
+    std::string DecodeWithoutFiles() const;
+    std::optional<Entity> FindStep(std::string_view step) const;
 
     const MessageTree* tree_;
     uint32_t index_;
@@ -306,17 +321,18 @@ public:
     /// The HTML of the message in UTF-8; empty when it has none.
     std::string GetHtml() const;
 
-    /// What IsAttachment says yes to, outside carried messages, which are attachments as a whole.
+    /// What IsAttachment says yes to, outside carried messages, which are attachments as a whole; of
+    /// uuencoded files the first 1,000 in the message.
     std::vector<Entity> GetAttachments() const;
     Entity GetTop() const noexcept;
-    /// All entities, the top first, each before its children.
+    /// All entities, the top first, each before its children; uuencoded files are not among them.
     EntityRange GetEntities() const noexcept { return GetTop().GetEntities(); }
 
     /// @name Looks for an entity
     /// @{
     /// By its Content-ID, with or without angle brackets, or a URL "cid:..." (RFC 2392).
     std::optional<Entity> FindById(std::string_view id) const;
-    /// By its index path: "" or "2.1".
+    /// By its index path: "", "2.1" or "2.u1".
     std::optional<Entity> FindByPath(std::string_view path) const;
     /// By its decoded file name, byte for byte.
     std::optional<Entity> FindByFileName(std::string_view name) const;

@@ -31,6 +31,8 @@ constexpr char kMail[] =
     "base64\r\n\r\nPGI+YQ==\r\n--c--\r\n"
     "--ab\r\nContent-Type: message/global\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
     "Subject: =\r\nencoded\r\n\r\nbody\r\n"
+    "--ab\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
+    "begin 644 a.gif\r\n#86)C\r\n`\r\nend\r\n"
     "--ab\r\nContent-Disposition: attachment; filename*=utf-8''%C3%A9.txt\r\nContent-ID: <i@j>\r\n"
     "Content-Transfer-Encoding: quoted-printable\r\n\r\ngr=C3=BC=C3=9Fe= "
     "\r\nx=\r\n--ab--\r\nepilogue";
@@ -74,6 +76,9 @@ std::string Tell(const Mail& mail) {
             out << field.GetValue() << '\n';
             for (const Parameter& one : field.GetParameters()) out << one.name << one.value << '\n';
         }
+    }
+    for (const Entity& file : mail.GetAttachments()) {
+        out << file.GetPath() << ' ' << file.GetFileName() << ' ' << file.Decode() << '\n';
     }
     out << mail.FindById("i@j").has_value() << mail.FindByFileName("\xC3\xA9.txt").has_value();
     return out.str();

@@ -91,5 +91,34 @@ TEST(MailTest, EncodedMessagesAreTextsOfTheirOwn) {
     EXPECT_EQ(Mail::Parse(text, options).error().GetCode(), ErrorCode::tooMuchContent);
 }
 
+TEST(MailTest, UuencodedFilesAreAttachments) {
+    const std::string plain = "hi\nbegin 644 b.PNG\n#86)C\n`\nend\nbegin 644 prose\nend\nbye\n";
+    const std::string encoded = "begin=20600 \xE9.txt\n#86)C\n`\nend\n--b--\n";
+    const std::string text = "Content-Type: multipart/mixed; boundary=b\n\n--b\n\n" + plain +
+                             "\n--b\nContent-Type: image/png\n\n" + plain +
+                             "\n--b\nContent-Transfer-Encoding: quoted-printable\n\n" + encoded;
+    const Result<Mail> mail = Mail::Parse(text);
+    ASSERT_TRUE(mail);
+    std::string listed;
+    for (const Entity& file : mail->GetAttachments()) {
+        listed += file.GetPath() + ' ' + file.GetMediaType() + ' ' + file.GetFileName() + ' ' +
+                  std::to_string(file.GetDecodedSize()) + '\n';
+        EXPECT_EQ(mail->FindByPath(file.GetPath()), file);
+    }
+    EXPECT_EQ(listed, "1.u1 image/png b.PNG 3\n2 image/png  55\n3.u1 text/plain \xC3\xA9.txt 3\n");
+    const Entity file = mail->GetAttachments().back();
+    EXPECT_EQ(file.Decode(), "abc");
+    EXPECT_EQ(file.GetRawHeader(), "begin 600 \xE9.txt\n");
+    EXPECT_TRUE(file.IsUuencoded() && !file.IsInSource() && file.IsAttachment());
+    EXPECT_EQ(file.GetParent(), mail->FindByPath("3"));
+    EXPECT_EQ(mail->FindByFileName("b.PNG"), mail->GetAttachments().front());
+    for (const char* none : {"1.u2", "2.u1", "1.u0", "1.u1.1", "1.u", "u1"}) {
+        EXPECT_FALSE(mail->FindByPath(none)) << none;
+    }
+    EXPECT_EQ(mail->GetText(), "hi\nbegin 644 prose\nend\nbye\n");
+    EXPECT_EQ(mail->FindByPath("1")->Decode(), plain);
+    EXPECT_EQ(mail->GetEntities().size(), 4u);
+}
+
 }  // namespace
 }  // namespace MIME

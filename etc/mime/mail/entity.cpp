@@ -2,7 +2,8 @@
 // asked for; only places are kept.
 
 #include <algorithm>
-#include <array>
+#include <charconv>
+#include <system_error>
 
 #include "kivgui/ascii.h"
 #include "kivgui/file.h"
@@ -27,7 +28,7 @@ std::string ToString(std::string_view text) {
 class ContentFields {
 public:
     ContentFields(const MessageTree& tree, uint32_t index)
-        : charset_(tree.charset), isInDigest_(tree.places[index].isInDigest) {
+        : charset_(tree.charset), isInDigest_(tree.GetPlace(index).isInDigest) {
         ReadContentFields(tree, index, headers_);
     }
 
@@ -92,8 +93,12 @@ bool Entity::HasChildren() const noexcept {
     return tree_->HasChildren(index_);
 }
 
+bool Entity::IsUuencoded() const noexcept {
+    return tree_->IsUuencoded(index_);
+}
+
 bool Entity::CarriesMessage() const noexcept {
-    return tree_->places[index_].isMessage && HasChildren();
+    return tree_->GetPlace(index_).isMessage && HasChildren();
 }
 
 std::string Entity::GetDisposition() const {
@@ -184,65 +189,96 @@ std::string Entity::GetField(std::string_view name) const {
 // --------------------------------------------------------------------------------- its place --
 
 Range Entity::GetRange() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return {place.begin, place.end - place.begin};
 }
 
 Range Entity::GetHeaderRange() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return {place.fields, place.fieldsEnd - place.fields};
 }
 
 Range Entity::GetBodyRange() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return {place.body, place.end - place.body};
 }
 
 bool Entity::IsInSource() const noexcept {
-    return tree_->places[index_].text == 0;
+    return tree_->GetPlace(index_).text == 0;
 }
 
 std::string_view Entity::GetRaw() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return tree_->Cut(place, place.begin, place.end);
 }
 
 std::string_view Entity::GetRawHeader() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return tree_->Cut(place, place.fields, place.fieldsEnd);
 }
 
 std::string_view Entity::GetRawBody() const noexcept {
-    const EntityPlace& place = tree_->places[index_];
+    const EntityPlace& place = tree_->GetPlace(index_);
     return tree_->Cut(place, place.body, place.end);
 }
 
 std::string Entity::GetPath() const {
     std::vector<uint32_t> numbers;
-    for (uint32_t i = index_; i != 0; i = tree_->places[i].parent) {
-        numbers.push_back(tree_->places[i].number);
+    for (uint32_t i = index_; i != 0; i = tree_->GetPlace(i).parent) {
+        numbers.push_back(tree_->GetPlace(i).number);
     }
     std::string path;
     while (!numbers.empty()) {
         if (!path.empty()) path += '.';
+        if (numbers.size() == 1 && IsUuencoded()) path += 'u';
         path += std::to_string(numbers.back());
         numbers.pop_back();
     }
     return path;
 }
 
+std::vector<Entity> Entity::GetUuencodedFiles() const {
+    std::vector<Entity> files;
+    if (!tree_->HasText(index_)) return files;
+    const std::vector<EntityPlace>& all = tree_->files.Find(*tree_);
+    auto file = std::lower_bound(
+        all.begin(), all.end(), index_,
+        [](const EntityPlace& place, uint32_t parent) { return place.parent < parent; });
+    for (; file != all.end() && file->parent == index_; ++file) {
+        files.push_back(Entity(*tree_, file->subtreeEnd - 1));
+    }
+    return files;
+}
+
 EntityRange Entity::GetChildren() const noexcept {
-    const uint32_t end = tree_->places[index_].subtreeEnd;
+    const uint32_t end = tree_->GetPlace(index_).subtreeEnd;
     return {tree_, std::min(index_ + 1, end), end, false};
 }
 
 EntityRange Entity::GetEntities() const noexcept {
-    return {tree_, index_, tree_->places[index_].subtreeEnd, true};
+    return {tree_, index_, tree_->GetPlace(index_).subtreeEnd, true};
+}
+
+/// The child with this number, or the uuencoded file, with "u" before its number.
+std::optional<Entity> Entity::FindStep(std::string_view step) const {
+    const bool isFile = step.starts_with('u');
+    const char* const end = step.data() + step.size();
+    uint32_t number = 0;
+    const auto read = std::from_chars(step.data() + (isFile ? 1 : 0), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number == 0) return std::nullopt;
+    if (isFile) {
+        const std::vector<Entity> files = GetUuencodedFiles();
+        return number <= files.size() ? std::optional(files[number - 1]) : std::nullopt;
+    }
+    for (const Entity& child : GetChildren()) {
+        if (tree_->GetPlace(child.index_).number == number) return child;
+    }
+    return std::nullopt;
 }
 
 std::optional<Entity> Entity::GetParent() const noexcept {
     if (index_ == 0) return std::nullopt;
-    return Entity(*tree_, tree_->places[index_].parent);
+    return Entity(*tree_, tree_->GetPlace(index_).parent);
 }
 
 Entity Entity::GetRoot() const {
@@ -258,7 +294,7 @@ Entity Entity::GetRoot() const {
 }
 
 EntityRange::Iterator& EntityRange::Iterator::operator++() noexcept {
-    index_ = isDeep_ ? index_ + 1 : tree_->places[index_].subtreeEnd;
+    index_ = isDeep_ ? index_ + 1 : tree_->GetPlace(index_).subtreeEnd;
     return *this;
 }
 

@@ -11,6 +11,7 @@
 #include "mime/mail.h"
 #include "mime/mail/file_error.h"
 #include "mime/mail/message_tree.h"
+#include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
 #include "mime/parser/body_codecs.h"
 
@@ -67,14 +68,18 @@ private:
 
 /// A multipart is given as it is, whatever its fields say; a carried message may be encoded.
 TransferEncoding::keys GetEncoding(const MessageTree& tree, uint32_t index) noexcept {
-    const EntityPlace& place = tree.places[index];
+    const EntityPlace& place = tree.GetPlace(index);
     const bool isMultipart = tree.HasChildren(index) && !place.isMessage;
     return isMultipart ? TransferEncoding::binary : place.encoding;
 }
 
 /// @return false when the output did.
 bool DecodeBody(const MessageTree& tree, uint32_t index, BodyOutput& output) {
-    const EntityPlace& place = tree.places[index];
+    const EntityPlace& place = tree.GetPlace(index);
+    if (tree.IsUuencoded(index)) {
+        return DecodeUuencoded(tree.Cut(place, place.begin, place.end), UuBlock(),
+                               [&output](std::string_view piece) { return output.Write(piece); });
+    }
     const char* const text = tree.GetText(place).data();
     ReadOptions options;
     options.rules = Rules::mail;
@@ -147,7 +152,7 @@ Result<void> Entity::DecodeTo(const Sink& sink) const {
 
 std::string Entity::Decode() const {
     std::string body;
-    if (TransferEncoding::IsIdentity(GetEncoding(*tree_, index_))) {
+    if (!IsUuencoded() && TransferEncoding::IsIdentity(GetEncoding(*tree_, index_))) {
         body = GetRawBody();
         return body;
     }

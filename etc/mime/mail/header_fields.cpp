@@ -4,6 +4,7 @@
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
+#include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
 #include "mime/parser/fields.h"
 #include "mime/parser/header_block.h"
@@ -115,15 +116,46 @@ std::vector<Parameter> Field::GetParameters(const TextCharset& how) const {
 }
 
 void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor) {
-    const EntityPlace& place = tree.places[index];
+    const EntityPlace& place = tree.GetPlace(index);
     if (index == 0 && tree.hasContentType) {
         visitor.Take({"Content-Type", tree.contentType});
         return;
     }
+    if (tree.IsUuencoded(index)) return;
     if (place.fields < place.fieldsEnd) Block(tree, place, visitor).Visit();
 }
 
+namespace {
+
+/// What a uuencoded file would have for fields.
+void MakeContentFields(std::string_view begin, HeaderMap& headers) {
+    UuBlock block;
+    ReadUuBegin(begin.substr(0, begin.find_first_of("\r\n")), block);
+    const KivGuiBase::MemoryWatch watch;
+    const size_t dot = block.name.rfind('.');
+    AnsiStr type;
+    GetTypeStrFromExt(
+        dot != block.name.npos ? AnsiStr(std::string_view(block.name).substr(dot + 1)) : AnsiStr(),
+        type);
+    HeaderMap::Node* const field = headers.FindOrInsert("Content-Type");
+    if (field != nullptr) field->value.value = type;
+    HeaderMap::Node* const disposition = headers.FindOrInsert("Content-Disposition");
+    ParameterMap::Node* const name =
+        disposition != nullptr ? disposition->value.parameters.FindOrInsert("filename") : nullptr;
+    if (name != nullptr) {
+        disposition->value.value = "attachment";
+        name->value.value = std::string_view(block.name);
+    }
+    if (watch.HasFailed()) throw std::bad_alloc();
+}
+
+}  // namespace
+
 void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& headers) {
+    if (tree.IsUuencoded(index)) {
+        const EntityPlace& place = tree.GetPlace(index);
+        return MakeContentFields(tree.Cut(place, place.fields, place.fieldsEnd), headers);
+    }
     class Reader final : public FieldVisitor {
     public:
         explicit Reader(HeaderMap& headers) : store_(headers) {}

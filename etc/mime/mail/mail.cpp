@@ -1,9 +1,8 @@
 #include "mime/mail.h"
 
 #include <algorithm>
-#include <charconv>
+#include <iterator>
 #include <new>
-#include <system_error>
 
 #include "kivgui/ascii.h"
 #include "mime/mail/file_error.h"
@@ -178,8 +177,9 @@ std::vector<Entity> Mail::GetAttachments() const {
         const Entity entity(*tree_, i);
         const bool isAttachment = entity.IsAttachment();
         if (isAttachment) attachments.push_back(entity);
+        std::ranges::copy(entity.GetUuencodedFiles(), std::back_inserter(attachments));
         // What is inside a carried message is part of that attachment.
-        i = isAttachment ? tree_->places[i].subtreeEnd : i + 1;
+        i = isAttachment ? tree_->GetPlace(i).subtreeEnd : i + 1;
     }
     return attachments;
 }
@@ -195,20 +195,11 @@ std::optional<Entity> Mail::FindById(std::string_view id) const {
 }
 
 std::optional<Entity> Mail::FindByPath(std::string_view path) const {
-    Entity entity = GetTop();
-    while (!path.empty()) {
+    std::optional<Entity> entity = GetTop();
+    while (entity && !path.empty()) {
         const size_t dot = std::min(path.find('.'), path.size());
-        uint32_t number = 0;
-        const auto read = std::from_chars(path.data(), path.data() + dot, number);
-        if (read.ec != std::errc() || read.ptr != path.data() + dot || dot + 1 == path.size()) {
-            return std::nullopt;
-        }
-        const EntityRange children = entity.GetChildren();
-        const auto found = std::find_if(children.begin(), children.end(), [&](const Entity& child) {
-            return tree_->places[child.index_].number == number;
-        });
-        if (found == children.end()) return std::nullopt;
-        entity = *found;
+        if (dot + 1 == path.size()) return std::nullopt;
+        entity = entity->FindStep(path.substr(0, dot));
         path.remove_prefix(std::min(dot + 1, path.size()));
     }
     return entity;
@@ -217,6 +208,11 @@ std::optional<Entity> Mail::FindByPath(std::string_view path) const {
 std::optional<Entity> Mail::FindByFileName(std::string_view name) const {
     for (const Entity& entity : GetEntities()) {
         if (entity.GetFileName() == name) return entity;
+    }
+    for (const Entity& entity : GetEntities()) {
+        for (const Entity& file : entity.GetUuencodedFiles()) {
+            if (file.GetFileName() == name) return file;
+        }
     }
     return std::nullopt;
 }

@@ -76,12 +76,14 @@ bool PlaceBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape
     shape.boundary = info.boundary;
     shape.isMessage = info.isMessage;
     shape.encoding = info.transferEncoding;
+    shape.isPlainText = IsPlainText(info.contentType);
     shape.isDigest =
         KivGuiBase::EqualsCaseless(info.contentType.GetStr().GetStr(), "multipart/digest");
     EntityPlace& place = GetPlace();
     place.encoding = info.transferEncoding;
     place.isMessage = info.isMessage;
     place.isInDigest = isInDigest;
+    place.isPlainText = shape.isPlainText;
     place.hasBoundary = !info.boundary.IsEmpty();
     place.fieldsEnd = GetOffset(text.data() + text.size());
     place.body = GetOffset(reading_.cursor.GetNext());

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +35,32 @@ struct EntityPlace {
     bool isMessage = false;  ///< its one child is the message that it carries
     bool hasBoundary = false;
     bool isInDigest = false;  ///< without a Content-Type field it is a message
+    bool isPlainText = false;
+};
+
+struct MessageTree;
+
+/// The uuencoded files in the texts of a message, as places of entities: their fields are the line
+/// "begin", their parent is the text, and they are numbered in it. None is looked for before somebody
+/// asks. Any thread.
+class UuencodedFiles {
+public:
+    static constexpr size_t kMost = 1000;  ///< what follows is text
+
+    /// All of them, in order.
+    const std::vector<EntityPlace>& Find(const MessageTree& tree);
+    /// Those that were found before.
+    const std::vector<EntityPlace>& GetFound() const noexcept { return places_; }
+    /// The decoded text that some are in; see MessageTree::GetText.
+    std::string_view GetText(size_t index) const noexcept { return texts_[index]; }
+
+private:
+    class Search;
+
+    std::mutex mutex_;
+    bool isSearched_ = false;
+    std::vector<EntityPlace> places_;
+    std::deque<std::string> texts_;
 };
 
 /// A message as its text and the places of its entities, each before its children. What a Mail owns;
@@ -49,15 +77,32 @@ struct MessageTree {
     std::vector<std::shared_ptr<const std::string>>
         decoded;  ///< carried messages that were encoded
 
-    /// The text that an entity lies in: the whole, or the decoded message that carries it.
+    mutable UuencodedFiles files;
+
+    /// The place of an entity, or of a uuencoded file that was found: these are numbered on.
+    const EntityPlace& GetPlace(uint32_t index) const noexcept {
+        return index < places.size() ? places[index] : files.GetFound()[index - places.size()];
+    }
+    /// May uuencoded files be in its body?
+    bool HasText(uint32_t index) const noexcept {
+        return GetPlace(index).isPlainText && !HasChildren(index);
+    }
+    bool IsUuencoded(uint32_t index) const noexcept { return index >= places.size(); }
+    /// The text that an entity lies in: the whole, the decoded message that carries it, or a decoded
+    /// body with uuencoded files.
     std::string_view GetText(const EntityPlace& place) const noexcept {
-        return place.text == 0 ? text : std::string_view(*decoded[place.text - 1]);
+        if (place.text == 0) return text;
+        const size_t index = place.text - 1;
+        return index < decoded.size() ? std::string_view(*decoded[index])
+                                      : files.GetText(index - decoded.size());
     }
     /// A range of that text.
     std::string_view Cut(const EntityPlace& place, uint64_t begin, uint64_t end) const noexcept {
         return GetText(place).substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
     }
-    bool HasChildren(uint32_t index) const noexcept { return places[index].subtreeEnd > index + 1; }
+    bool HasChildren(uint32_t index) const noexcept {
+        return GetPlace(index).subtreeEnd > index + 1;
+    }
 };
 
 /// Notes where things are, and makes nothing of them. Decodes bodies, into nothing, only when a report

@@ -13,6 +13,7 @@
 #include "mime/decoding.h"
 #include "mime/mail.h"
 #include "mime/mail/message_tree.h"
+#include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
 
 namespace MIME {
@@ -28,11 +29,11 @@ public:
     /// @param wanted  html for a message whose plain text does not count.
     TextChoice(const MessageTree& tree, uint32_t top, TextKind wanted)
         : tree_(tree), top_(top), wanted_(wanted) {
-        kinds_.resize(tree.places[top].subtreeEnd - top, TextKind::none);
+        kinds_.resize(tree.GetPlace(top).subtreeEnd - top, TextKind::none);
         std::vector<uint32_t> own;  // without those of carried messages
-        for (uint32_t i = top; i < tree.places[top].subtreeEnd;) {
+        for (uint32_t i = top; i < tree.GetPlace(top).subtreeEnd;) {
             own.push_back(i);
-            i = tree.places[i].isMessage ? tree.places[i].subtreeEnd : i + 1;
+            i = tree.GetPlace(i).isMessage ? tree.GetPlace(i).subtreeEnd : i + 1;
         }
         std::for_each(own.rbegin(), own.rend(), [this](uint32_t i) { Weigh(i); });
     }
@@ -40,10 +41,10 @@ public:
     /// The chosen bodies, in order.
     std::vector<Entity> GetChosen() const {
         std::vector<Entity> chosen;
-        for (uint32_t i = top_; i < tree_.places[top_].subtreeEnd;) {
+        for (uint32_t i = top_; i < tree_.GetPlace(top_).subtreeEnd;) {
             const bool isWanted = GetKind(i) != TextKind::none;
             if (isWanted && !tree_.HasChildren(i)) chosen.push_back(Entity(tree_, i));
-            i = isWanted ? i + 1 : tree_.places[i].subtreeEnd;
+            i = isWanted ? i + 1 : tree_.GetPlace(i).subtreeEnd;
         }
         return chosen;
     }
@@ -144,8 +145,24 @@ std::vector<Entity> Entity::GetTextEntities() const {
     return TextChoice(*tree_, index_, TextKind::plain).GetChosen();
 }
 
+/// The decoded body without the lines of the uuencoded files in it.
+std::string Entity::DecodeWithoutFiles() const {
+    std::string body = Decode();
+    if (!tree_->HasText(index_)) return body;
+    const std::vector<UuBlock> blocks = FindUuencodedFiles(body, UuencodedFiles::kMost);
+    if (blocks.empty()) return body;
+    std::string text;
+    size_t end = 0;
+    const size_t count = std::min(blocks.size(), GetUuencodedFiles().size());
+    for (size_t i = 0; i < count; ++i) {
+        text.append(body, end, blocks[i].begin - end);
+        end = blocks[i].end;
+    }
+    return text.append(body, end);
+}
+
 std::string Entity::GetReadableText(HtmlConverter toText) const {
-    const std::string text = GetText();
+    const std::string text = DecodeText(DecodeWithoutFiles(), GetCharset(), tree_->charset).text;
     if (!IsType("text/html")) return MakeLines(JoinFlowed(*this, text));
     return MakeLines(toText != nullptr ? toText(text) : text);
 }

@@ -1,6 +1,7 @@
 #include "mime/mail/uuencode.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 
 #include "kivgui/ascii.h"
@@ -16,6 +17,7 @@ namespace MIME {
 namespace {
 
 using KivGuiBase::IsBlankAscii;
+using Sink = std::function<bool(std::string_view piece)>;
 
 /// Reads a text line by line.
 class LineReader {
@@ -48,25 +50,6 @@ std::string_view TrimEnd(std::string_view line) noexcept {
 std::string_view SkipBlanks(std::string_view line) noexcept {
     while (!line.empty() && IsBlankAscii(line.front())) line.remove_prefix(1);
     return line;
-}
-
-/// Reads "begin MODE NAME" into a block. @return whether the line is one.
-bool ReadBegin(std::string_view line, UuBlock& block) {
-    constexpr std::string_view kBegin = "begin ";
-    constexpr size_t kMinDigits = 3;
-    constexpr size_t kMaxDigits = 6;  // with the type of the file: "100644"
-    if (!line.starts_with(kBegin)) return false;
-    line = SkipBlanks(line.substr(kBegin.size()));
-    const size_t digits = std::min(line.find_first_not_of("01234567"), line.size());
-    if (digits < kMinDigits || digits > kMaxDigits) return false;
-    unsigned mode = 0;
-    for (const char c : line.substr(0, digits)) mode = mode * 8 + static_cast<unsigned>(c - '0');
-    const std::string_view rest = line.substr(digits);
-    const std::string_view name = TrimEnd(SkipBlanks(rest));
-    if (name.empty() || name.size() == rest.size()) return false;
-    block.mode = mode & 07777;
-    block.name = name;
-    return true;
 }
 
 // ------------------------------------------------------------------------------------- lines --
@@ -131,13 +114,13 @@ class BlockReader {
 public:
     /// @param begin   the block, its line "begin" read.
     /// @param lines   at the line after that.
-    /// @param out     where the decoded bytes are appended; null when only their number is wanted.
-    BlockReader(UuBlock begin, LineReader lines, std::string* out)
-        : block_(std::move(begin)), lines_(lines), out_(out) {}
+    /// @param sink    what receives the decoded bytes; null when only their number is wanted.
+    BlockReader(UuBlock begin, LineReader lines, const Sink* sink)
+        : block_(std::move(begin)), lines_(lines), sink_(sink) {}
 
-    /// Returns nothing when the lines show that this is no block.
+    /// Returns nothing when the lines show that this is no block, or when the sink stopped it.
     std::optional<UuBlock> Read() {
-        while (!block_.isComplete && !lines_.IsAtEnd()) {
+        while (!block_.isComplete && !isStopped_ && !lines_.IsAtEnd()) {
             const std::string_view line = lines_.Take();
             if (Take(line)) {
                 block_.malformedLines += malformed_;
@@ -147,7 +130,8 @@ public:
                 break;
             }
         }
-        if (!isAccepted_) return {};
+        if (!isStopped_ && !piece_.empty()) isStopped_ = !(*sink_)(piece_);
+        if (!isAccepted_ || isStopped_) return {};
         return std::move(block_);
     }
 
@@ -156,7 +140,7 @@ private:
     bool Skip(std::string_view line) {
         constexpr size_t kMost = 3;
         UuBlock next;
-        if (++skipped_ > kMost || ReadBegin(line, next)) return false;
+        if (++skipped_ > kMost || ReadUuBegin(line, next)) return false;
         if (TrimEnd(line).empty()) return true;
         ++malformed_;
         return isAccepted_;
@@ -196,13 +180,23 @@ private:
         lineBytes_ = std::max(lineBytes_, bytes);
         hasGraves_ = hasGraves_ || line.find('`') != std::string_view::npos;
         block_.decodedSize += bytes;
-        if (out_ != nullptr) DecodeLine(line, *out_);
+        if (sink_ != nullptr) Give(line);
         return true;
+    }
+
+    void Give(std::string_view line) {
+        constexpr size_t kPiece = 0x8000;
+        DecodeLine(line, piece_);
+        if (piece_.size() < kPiece) return;
+        isStopped_ = !(*sink_)(piece_);
+        piece_.clear();
     }
 
     UuBlock block_;
     LineReader lines_;
-    std::string* out_;
+    const Sink* sink_;
+    std::string piece_;
+    bool isStopped_ = false;   ///< by the sink
     bool isAccepted_ = false;  ///< what was read can be nothing but a block
     bool hasGraves_ = false;   ///< zeros are written as "`"
     bool hasZero_ = false;     ///< a line of 0 bytes was read
@@ -212,26 +206,26 @@ private:
     size_t malformed_ = 0;     ///< those of them that are not empty
 };
 
-std::optional<UuBlock> ReadBlock(std::string_view text, size_t begin, std::string* out) {
+std::optional<UuBlock> ReadBlock(std::string_view text, size_t begin, const Sink* sink) {
     LineReader lines(text, begin);
     UuBlock block;
     block.begin = begin;
-    if (!ReadBegin(lines.Take(), block)) return {};
+    if (!ReadUuBegin(lines.Take(), block)) return {};
     block.end = lines.GetOffset();
-    return BlockReader(std::move(block), lines, out).Read();
+    return BlockReader(std::move(block), lines, sink).Read();
 }
 
-}  // namespace
-
-std::vector<UuBlock> FindUuencoded(std::string_view text) {
+/// The first `most` blocks that `isWanted`.
+template <class IsWanted>
+std::vector<UuBlock> FindBlocks(std::string_view text, size_t most, IsWanted isWanted) {
     std::vector<UuBlock> blocks;
     size_t offset = 0;
-    while (offset < text.size()) {
+    while (offset < text.size() && blocks.size() < most) {
         std::optional<UuBlock> block;
         if (text.substr(offset).starts_with("begin ")) block = ReadBlock(text, offset, nullptr);
         if (block) {
             offset = block->end;
-            blocks.push_back(*std::move(block));
+            if (isWanted(*block)) blocks.push_back(*std::move(block));
         } else {
             offset = std::min(text.find('\n', offset), text.size() - 1) + 1;
         }
@@ -239,11 +233,49 @@ std::vector<UuBlock> FindUuencoded(std::string_view text) {
     return blocks;
 }
 
+}  // namespace
+
+bool ReadUuBegin(std::string_view line, UuBlock& block) {
+    constexpr std::string_view kBegin = "begin ";
+    constexpr size_t kMinDigits = 3;
+    constexpr size_t kMaxDigits = 6;  // with the type of the file: "100644"
+    if (!line.starts_with(kBegin)) return false;
+    line = SkipBlanks(line.substr(kBegin.size()));
+    const size_t digits = std::min(line.find_first_not_of("01234567"), line.size());
+    if (digits < kMinDigits || digits > kMaxDigits) return false;
+    unsigned mode = 0;
+    for (const char c : line.substr(0, digits)) mode = mode * 8 + static_cast<unsigned>(c - '0');
+    const std::string_view rest = line.substr(digits);
+    const std::string_view name = TrimEnd(SkipBlanks(rest));
+    if (name.empty() || name.size() == rest.size()) return false;
+    block.mode = mode & 07777;
+    block.name = name;
+    return true;
+}
+
+std::vector<UuBlock> FindUuencoded(std::string_view text) {
+    return FindBlocks(text, SIZE_MAX, [](const UuBlock&) { return true; });
+}
+
+std::vector<UuBlock> FindUuencodedFiles(std::string_view text, size_t most) {
+    return FindBlocks(text, most, [](const UuBlock& block) {
+        return block.isComplete && block.decodedSize != 0;
+    });
+}
+
 std::string DecodeUuencoded(std::string_view text, const UuBlock& block) {
     std::string file;
     file.reserve(block.decodedSize);
-    if (block.begin < text.size()) ReadBlock(text, block.begin, &file);
+    DecodeUuencoded(text, block, [&file](std::string_view piece) {
+        file += piece;
+        return true;
+    });
     return file;
+}
+
+bool DecodeUuencoded(std::string_view text, const UuBlock& block,
+                     const std::function<bool(std::string_view piece)>& sink) {
+    return block.begin < text.size() && ReadBlock(text, block.begin, &sink).has_value();
 }
 
 }  // namespace MIME

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,8 +34,19 @@ struct UuBlock {
 /// Throws std::bad_alloc. Takes linear time. Any thread.
 KIV_EXPORT std::vector<UuBlock> FindUuencoded(std::string_view text);
 
+/// The first `most` blocks that can be nothing but files, for programs that take them out of a text: with
+/// a name, a line of data, and "end". Otherwise as above.
+KIV_EXPORT std::vector<UuBlock> FindUuencodedFiles(std::string_view text, size_t most);
+
+/// Reads a line "begin 644 NAME" into `mode` and `name` of a block.
+/// @return false when it is none. Throws std::bad_alloc. Any thread.
+KIV_EXPORT bool ReadUuBegin(std::string_view line, UuBlock& block);
+
 /// The file in a block, which must be one that FindUuencoded found in this text.
 /// @return `block.decodedSize` bytes. Throws std::bad_alloc.
 KIV_EXPORT std::string DecodeUuencoded(std::string_view text, const UuBlock& block);
+/// The same in pieces, in bounded memory. @return false when the sink did, which stops it.
+KIV_EXPORT bool DecodeUuencoded(std::string_view text, const UuBlock& block,
+                                const std::function<bool(std::string_view piece)>& sink);
 
 }  // namespace MIME

@@ -226,6 +226,12 @@ bool HoldsParameters(std::string_view name) noexcept {
     return HasParameters(GetKind(name));
 }
 
+bool IsPlainText(const ContentType& type) noexcept {
+    if (type.type != Type::invalid)
+        return type.type == Type::text && type.subType == SubType::plain;
+    return EqualsCaseless(type.str.GetStr(), "text");
+}
+
 std::string_view Unfold(std::string_view value, std::string& unfolded) {
     if (!HasChar(value, '\n')) return value;
     unfolded.clear();

@@ -31,6 +31,9 @@ bool HoldsAddresses(std::string_view name) noexcept;
 /// Returns true for the fields that have parameters by the mail rules, "Content-Type" and the like.
 bool HoldsParameters(std::string_view name) noexcept;
 
+/// Is it text that is read as it is? By the mail rules only.
+bool IsPlainText(const ContentType& type) noexcept;
+
 /// The value without its line ends, each of which is before white space (RFC 5322, 2.2.3).
 /// @param unfolded  keeps the result when there are any.
 std::string_view Unfold(std::string_view value, std::string& unfolded);

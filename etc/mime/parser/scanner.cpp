@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "kivgui/convert.h"
+#include "mime/mail/uuencode.h"
 #include "mime/parser/report.h"
 
 namespace MIME {
@@ -205,7 +206,8 @@ namespace {
 /// Collects a decoded body.
 class TextOutput final : public BodyOutput {
 public:
-    TextOutput(std::string& text, Limits& limits) noexcept : text_(text), limits_(limits) {}
+    /// @param limits  null when what is decoded does not count.
+    TextOutput(std::string& text, Limits* limits) noexcept : text_(text), limits_(limits) {}
 
     /// @return false past the limit. Throws std::bad_alloc when there was no memory for all of it.
     bool Close() {
@@ -215,7 +217,7 @@ public:
         text_.shrink_to_fit();
         return !isTooMuch_;
     }
-    bool Fail() noexcept override { return isTooMuch_ && limits_.FailDecoded(); }
+    bool Fail() noexcept override { return isTooMuch_ && limits_->FailDecoded(); }
 
 private:
     bool WriteBytes(std::string_view bytes) noexcept override {
@@ -237,11 +239,11 @@ private:
     }
     void CommitRoom(unsigned size) noexcept override {
         used_ += size;
-        if (!limits_.CountDecoded(size)) isTooMuch_ = true;
+        if (limits_ != nullptr && !limits_->CountDecoded(size)) isTooMuch_ = true;
     }
 
     std::string& text_;
-    Limits& limits_;
+    Limits* limits_;
     size_t used_ = 0;
     bool isTooMuch_ = false;
     bool isOutOfMemory_ = false;
@@ -250,8 +252,8 @@ private:
 }  // namespace
 
 /// Decodes the body at the cursor, which moves to its end.
-bool Scanner::DecodeBody(std::string& text) {
-    TextOutput output(text, reading_.limits);
+bool Scanner::DecodeBody(std::string& text, Limits* limits) {
+    TextOutput output(text, limits);
     const std::unique_ptr<BodyCodec> codec = MakeBodyCodec(shape_.encoding, output, reading_);
     delimiters_->BeginBody(TransferEncoding::IsIdentity(shape_.encoding));
     const bool isComplete = TakeBody(*codec, *delimiters_, reading_);
@@ -262,7 +264,7 @@ bool Scanner::DecodeBody(std::string& text) {
 bool Scanner::EnterDecoded() {
     const char* const begin = cursor_.GetNext();
     auto text = std::make_shared<std::string>();
-    if (!DecodeBody(*text)) return false;
+    if (!DecodeBody(*text, &reading_.limits)) return false;
     builder_.EnterText(text);
     outer_.push_back({text, cursor_, std::move(delimiters_), firstLevel_});
     if (reading_.decodedLevels++ == 0) reading_.report.SetStandIn(begin);
@@ -286,7 +288,7 @@ void Scanner::LeaveDecoded() {
 /// Reads the body of the entity whose header block was read last. The cursor is left where the boundary
 /// line, or the line end before it, begins; after the counted bytes where Content-Length counts.
 bool Scanner::ReadBody() {
-    const char* const begin = cursor_.GetNext();
+    const Cursor begin = cursor_;
     AnsiStr contentLength;
     BodyCodec* const codec = builder_.BeginBody(contentLength);
     if (codec == nullptr) return false;
@@ -295,8 +297,26 @@ bool Scanner::ReadBody() {
     const bool isComplete =
         isIdentity ? CopyRawBody(*codec, contentLength) : TakeBody(*codec, *delimiters_, reading_);
     if (!builder_.EndBody(isComplete)) return false;
-    if (reading_.IsMail()) NoteContentLength(contentLength, begin);
+    if (!reading_.IsMail()) return true;
+    NoteContentLength(contentLength, begin.GetNext());
+    if (shape_.isPlainText && reading_.report.IsWanted()) NoteUuencoded(begin);
     return true;
+}
+
+/// Reports a uuencoded file in the body, which ends at the cursor.
+void Scanner::NoteUuencoded(const Cursor& body) {
+    const Cursor end = std::exchange(cursor_, body);
+    const char* const begin = body.GetNext();
+    if (TransferEncoding::IsIdentity(shape_.encoding)) {
+        const std::string_view text(begin, static_cast<size_t>(end.GetNext() - begin));
+        const std::vector<UuBlock> found = FindUuencodedFiles(text, 1);
+        if (!found.empty()) reading_.Note(Deviation::uuencodedFile, begin + found[0].begin);
+    } else {
+        std::string text;
+        DecodeBody(text, nullptr);
+        if (!FindUuencodedFiles(text, 1).empty()) reading_.Note(Deviation::uuencodedFile, begin);
+    }
+    cursor_ = end;
 }
 
 namespace {

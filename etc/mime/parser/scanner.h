@@ -17,6 +17,7 @@ struct EntityShape {
     AnsiStr boundary;        ///< empty unless the entity is a multipart that can be taken apart
     bool isMessage = false;  ///< it carries one, encoded perhaps
     bool isDigest = false;
+    bool isPlainText = false;  ///< uuencoded files may be in it
     TransferEncoding::keys encoding = TransferEncoding::binary;
 
     bool HasChildren() const noexcept { return isMessage || !boundary.IsEmpty(); }
@@ -118,11 +119,12 @@ private:
 
     bool ReadBody();
     bool CopyRawBody(BodyCodec& codec, const AnsiStr& contentLength);
+    void NoteUuencoded(const Cursor& body);
     void NoteContentLength(const AnsiStr& contentLength, const char* begin);
 
     bool EnterDecoded();
     void LeaveDecoded();
-    bool DecodeBody(std::string& text);
+    bool DecodeBody(std::string& text, Limits* limits);
 
     bool Open();
     bool Close();

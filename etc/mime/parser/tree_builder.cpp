@@ -221,6 +221,7 @@ bool TreeBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape&
     shape.boundary = part.info.boundary;
     shape.isMessage = part.info.isMessage;
     shape.encoding = part.info.transferEncoding;
+    shape.isPlainText = reading_.IsMail() && IsPlainText(part.info.contentType);
     if (!shape.HasChildren()) return true;
     if (shape.isMessage && !TransferEncoding::IsIdentity(shape.encoding)) StateNoEncoding(part);
     open_.back().start = part.headers.GetParameter("Content-Type", "start");
