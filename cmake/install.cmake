@@ -18,10 +18,13 @@ install(FILES
   etc/mime/mail/address.h
   etc/mime/mail/date.h
   etc/mime/mail/errors.inc
+  etc/mime/mail/mail.h
   etc/mime/mail/mail_folder.h
   etc/mime/mail/result.h
   etc/mime/mail/text_charset.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/mail)
+install(FILES etc/mime/writing/composer.h etc/mime/writing/edit.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/writing)
 install(FILES etc/mime/encoding/transfer_encodings.inc
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/encoding)
 install(FILES etc/mime/parser/deviations.inc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/parser)

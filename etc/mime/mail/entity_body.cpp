@@ -8,7 +8,7 @@
 #include "kivgui/disk_file.h"
 #include "kivgui/error.h"
 #include "kivgui/random.h"
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/mail/file_error.h"
 #include "mime/mail/message_tree.h"
 #include "mime/mail/uuencode.h"

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
 
 namespace MIME {

@@ -1,4 +1,4 @@
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 
 #include <algorithm>
 #include <iterator>

@@ -11,7 +11,7 @@
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
 #include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
 #include "mime/mail/uuencode.h"
 

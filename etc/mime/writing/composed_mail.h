@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/writing/composer.h"
 #include "mime/writing/draft.h"
 #include "mime/writing/field_text.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 
 namespace MIME {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/writing/body_encoder.h"
 #include "mime/writing/body_source.h"
 #include "mime/writing/unique_text.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/writing/composer.h"
 
 namespace MIME {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 
 /// Header fields as the mail writer writes them: whole fields, folded (RFC 5322, 2.2.3), each line
 /// ending in `lineEnd`, which is CR LF, or LF in a message that is kept with such line ends.

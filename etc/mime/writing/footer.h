@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/mime.h"
 
 namespace MIME {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 
 namespace MIME {
 

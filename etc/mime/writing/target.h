@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "mime/mail.h"
+#include "mime/mail/mail.h"
 #include "mime/writing/body_source.h"
 
 /// Where a message is written to. `write` passes it on in pieces; a WriteFailure that it throws is
