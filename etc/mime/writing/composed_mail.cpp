@@ -40,6 +40,20 @@ bool IsMadeHere(std::string_view name) {
            KivGuiBase::StartsWithCaseless(name, "Content-");
 }
 
+/// Other programs' identifiers are left out where they are none.
+bool IsIdentifier(const std::string& id) {
+    return static_cast<bool>(Caught<void>([&] {
+        static_cast<void>(WriteIdField("References", {&id, 1}, kLineEnd));
+    }));
+}
+
+/// The subject of another program's mail, with blanks for control characters.
+std::string MakeAnswerSubject(std::string subject) {
+    const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; };
+    std::replace_if(subject.begin(), subject.end(), isControl, ' ');
+    return KivGuiBase::StartsWithCaseless(subject, "Re:") ? subject : "Re: " + subject;
+}
+
 Draft MakeTextDraft(const ComposedMail::Text& text, const char* type) {
     Draft draft;
     draft.type = type;
@@ -95,23 +109,15 @@ void ComposedMail::AddField(std::string_view name, std::string_view value) {
 }
 
 void ComposedMail::Answer(const Mail& mail) {
-    std::string id = mail.GetMessageId();
-    std::vector<std::string> references = mail.GetReferences();
+    std::vector<std::string> ids = mail.GetReferences();
     // RFC 5322, 3.6.4: without References, the one identifier of In-Reply-To is what came before.
-    if (references.empty() && mail.GetInReplyTo().size() == 1) references = mail.GetInReplyTo();
-    if (!id.empty()) {
-        static_cast<void>(WriteIdField("In-Reply-To", {&id, 1}, kLineEnd));
-        inReplyTo_ = {id};
-        references.push_back(std::move(id));
-        static_cast<void>(WriteIdField("References", references, kLineEnd));
-        references_ = std::move(references);
-    }
-    if (!subject_) {
-        const std::string subject = mail.GetSubject();
-        SetSubject(EqualsCaseless(std::string_view(subject).substr(0, 3), "Re:")
-                       ? subject
-                       : "Re: " + subject);
-    }
+    if (ids.empty() && mail.GetInReplyTo().size() == 1) ids = mail.GetInReplyTo();
+    ids.push_back(mail.GetMessageId());
+    std::erase_if(ids, [](const std::string& id) { return !IsIdentifier(id); });
+    references_ = std::move(ids);
+    inReplyTo_.clear();
+    if (IsIdentifier(mail.GetMessageId())) inReplyTo_ = {mail.GetMessageId()};
+    if (!subject_) SetSubject(MakeAnswerSubject(mail.GetSubject()));
     if (!GetPeople(Role::to).empty()) return;
     const AddressList replyTo = mail.GetReplyTo();
     for (const Address& address : replyTo.empty() ? mail.GetFrom() : replyTo) {

@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
-#include "kivgui/hex.h"
-#include "kivgui/random.h"
 #include "mime/mail/header_fields.h"
 #include "mime/mail/shown_text.h"
 #include "mime/parser/fields.h"
@@ -150,20 +148,6 @@ std::string WriteDateField(std::string_view name, const Date& date, std::string_
     std::string_view rest = text;
     while (!rest.empty()) lines.Add(TakeWord(rest));
     return lines.Finish();
-}
-
-std::string MakeMessageId(std::string_view domain) {
-    if (domain.empty() || domain.find('@') != std::string_view::npos || !IsIdText(domain)) {
-        FailField(ErrorCode::badAddress, "Message-ID", domain, "is not a domain");
-    }
-    char random[16];
-    if (!KivGuiBase::GetUnpredictableBytes(random, sizeof random)) {
-        Fail(ErrorCode::noRandomNumbers);
-    }
-    char digits[2 * sizeof random];
-    char* end = digits;
-    for (const char c : random) end = KivGuiBase::WriteHexPair(c, end);
-    return std::string(digits, sizeof digits).append("@").append(domain);
 }
 
 // --------------------------------------------------------------------------- fields of any name --

@@ -61,7 +61,4 @@ void CheckFieldName(std::string_view name);
 /// control characters, for those that change the direction of text, and for bytes that are not UTF-8.
 std::string MakeSentName(std::string_view path);
 
-/// A new identifier without angle brackets: 128 random bits, "@" and the domain.
-std::string MakeMessageId(std::string_view domain);
-
 }  // namespace MIME
