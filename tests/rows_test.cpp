@@ -351,15 +351,17 @@ std::string JoinFlowed(const std::string& in) {
 /// The field, which is one for our reader, or why there is none.
 std::string ShowWritten(const std::function<std::string()>& write) {
     const Result<std::string> field = Caught<std::string>(write);
-    if (!field)
-        return std::string(GetText(field.error().GetCode())) + ": " + field.error().GetText();
+    if (!field) {
+        const Error& error = field.error();
+        return std::string(GetText(error.GetCode())) + ": " + error.GetText() + "\n";
+    }
     EXPECT_EQ(Mail::Parse(*field + "\n")->GetTop().GetFields().size(), 1U);
     return *field;
 }
 
 std::string WriteOneField(const std::string& in) {
-    const auto [name, value] = Split(in, ": ");
-    return ShowWritten([&] { return WriteField(name, value, "\n"); });
+    const auto parts = Split(in, ": ");
+    return ShowWritten([&] { return WriteField(parts.first, parts.second, "\n"); });
 }
 
 /// The field of a media type and that of a disposition with the same parameter.
