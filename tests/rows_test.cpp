@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -21,6 +22,7 @@
 #include "kivgui/token_iterator.h"
 #include "kivgui/utf8.h"
 #include "mime/html.h"
+#include "mime/mail.h"
 #include "mime/mail/address.h"
 #include "mime/mail/date.h"
 #include "mime/mail/file_error.h"
@@ -28,6 +30,9 @@
 #include "mime/mail/text_charset.h"
 #include "mime/mail/uuencode.h"
 #include "mime/mime.h"
+#include "mime/writing/attachment_type.h"
+#include "mime/writing/field_text.h"
+#include "mime/writing/write_failure.h"
 #include "parser/reading.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
@@ -48,7 +53,8 @@ using Function = std::function<std::string(const std::string& in)>;
 /// Name and value of "NAME=VALUE", or the two halves of a text at another separator.
 std::pair<std::string, std::string> Split(const std::string& text, const char* separator = "=") {
     const size_t at = text.find(separator);
-    return {text.substr(0, at), at == std::string::npos ? "" : text.substr(at + 1)};
+    return {text.substr(0, at),
+            at == std::string::npos ? "" : text.substr(at + std::strlen(separator))};
 }
 
 std::vector<std::string> SplitLines(std::string text) {
@@ -342,6 +348,37 @@ std::string JoinFlowed(const std::string& in) {
            ToString(Decoding::FlowedToParagraphs(AnsiStr(in), true));
 }
 
+/// The field, which is one for our reader, or why there is none.
+std::string ShowWritten(const std::function<std::string()>& write) {
+    const Result<std::string> field = Caught<std::string>(write);
+    if (!field) {
+        const Error& error = field.error();
+        return std::string(GetText(error.GetCode())) + ": " + error.GetText() + "\n";
+    }
+    EXPECT_EQ(Mail::Parse(*field + "\n")->GetTop().GetFields().size(), 1U);
+    return *field;
+}
+
+std::string WriteOneField(const std::string& in) {
+    const auto parts = Split(in, ": ");
+    return ShowWritten([&] { return WriteField(parts.first, parts.second, "\n"); });
+}
+
+/// The field of a media type and that of a disposition with the same parameter.
+std::string WriteParameter(const std::string& in) {
+    const auto [name, value] = Split(in);
+    const std::vector<Parameter> all = {{name, value}, {"size", "1"}};
+    const auto write = [&](const char* field, const char* text) {
+        return ShowWritten([&] { return WriteParameterField(field, text, all, "\n"); });
+    };
+    return write("Content-Type", "x/y") + write("Content-Disposition", "inline");
+}
+
+/// The name under which a file is sent, and its type.
+std::string NameSentFile(const std::string& in) {
+    return MakeSentName(in) + " " + GetAttachmentType(in);
+}
+
 const std::map<std::string, Function>& GetFunctions() {
     static const std::map<std::string, Function> functions = {
         {"addresses", ListAddresses},
@@ -386,11 +423,14 @@ const std::map<std::string, Function>& GetFunctions() {
         {"numbers", ReadNumbers},
         {"quote", QuoteText},
         {"safe_file_name", Of([](const AnsiStr& in) { return KivGuiBase::MakeSafeFileName(in); })},
+        {"sent_files", NameSentFile},
         {"subject_filename", CompareWithSubject},
         {"tokens", ListTokens},
         {"types", LookUpType},
         {"unquote", Of([](const AnsiStr& in) { return KivGuiBase::ExtendedUnQuote(in); })},
         {"uuencode", ListUuBlocks},
+        {"write_field", WriteOneField},
+        {"write_parameter", WriteParameter},
     };
     return functions;
 }

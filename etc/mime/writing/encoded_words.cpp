@@ -7,6 +7,10 @@
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
 
+// Some programs join the base64 of words in a row before they decode it, and lose what follows padding.
+// So only the last word has any; where characters do not divide into groups of three bytes, one of them
+// becomes a word of Q.
+
 namespace MIME {
 
 namespace {
@@ -49,18 +53,20 @@ std::string MakeB(std::string_view text) {
     return word.append(kWordEnd);
 }
 
-/// Length of the whole characters at the start of `text` that fit, at least one.
+/// Length of the whole characters at the start of `text` that fit a word: at least one for Q. For B
+/// a length without padding, which may be 0, unless it is all of the text.
 size_t MeasureFitting(std::string_view text, bool isQ, size_t room) noexcept {
     size_t taken = 0;
+    size_t best = 0;
     size_t used = 0;  // by Q
     while (taken < text.size()) {
         const size_t character = std::max(1U, KivGuiBase::MeasureUtf8(text.substr(taken)));
         used += MeasureQ(text.substr(taken, character));
-        const size_t needed = isQ ? used : MeasureB(taken + character);
-        if (taken != 0 && needed > room) break;
         taken += character;
+        if ((isQ ? used : MeasureB(taken)) > room) break;
+        if (isQ || taken % 3 == 0 || taken == text.size()) best = taken;
     }
-    return taken;
+    return best;
 }
 
 }  // namespace
@@ -70,9 +76,10 @@ std::vector<std::string> MakeEncodedWords(std::string_view text, size_t firstRoo
     std::vector<std::string> words;
     while (!text.empty()) {
         const size_t limit = std::min(words.empty() ? firstRoom : room, kMaxWord);
-        const size_t taken = MeasureFitting(text, isQ, limit - std::min(limit, kMarks));
+        const size_t fitting = MeasureFitting(text, isQ, limit - std::min(limit, kMarks));
+        const size_t taken = std::max<size_t>({fitting, KivGuiBase::MeasureUtf8(text), 1});
         const std::string_view piece = text.substr(0, taken);
-        words.push_back(isQ ? MakeQ(piece) : MakeB(piece));
+        words.push_back(isQ || fitting == 0 ? MakeQ(piece) : MakeB(piece));
         text.remove_prefix(taken);
     }
     return words;

@@ -13,7 +13,8 @@
 
 // A text is divided at its single blanks, where lines may end. Only the words that need it are encoded,
 // with the blanks between two of them: so what programs compare, and people search for, stays bare.
-// Blanks in a row and at the ends are parts of words, because programs shorten them.
+// Tabs and blanks in a row are parts of words, for programs that make one blank of a fold. So are those at
+// the ends, which programs remove.
 
 namespace MIME {
 
@@ -41,8 +42,7 @@ std::string_view TakeWord(std::string_view& rest) noexcept {
 
 bool MustBeEncoded(std::string_view word) noexcept {
     return !IsAsciiText(word) || word.size() > FieldLines::kMaxWord || IsBlankAscii(word.front()) ||
-           IsBlankAscii(word.back()) || word.find_first_of('\t') != std::string_view::npos ||
-           word.find("  ") != std::string_view::npos || word.find("=?") != std::string_view::npos;
+           IsBlankAscii(word.back()) || word.find("=?") != std::string_view::npos;
 }
 
 void AddEncoded(FieldLines& lines, std::string_view text) {

@@ -65,26 +65,23 @@ std::string_view FindFault(std::string_view address) noexcept {
     return isAddress ? std::string_view() : kNone;
 }
 
-/// The words of a mailbox, without a comma. @param room  characters for the first one.
-std::vector<std::string> MakeWords(const Mailbox& mailbox, size_t room) {
+/// A display name as words: encoded words, or else atoms or a quoted-string, which are not folded,
+/// because some programs leave the line end in the name.
+/// @param name  not empty. @param room  characters for the first one.
+std::vector<std::string> MakePhrase(std::string_view name, size_t room) {
     constexpr size_t kMaxPhrase = 60;
-    const std::string_view name = KivGuiBase::TrimSpace(mailbox.name);
-    if (name.empty()) return {mailbox.address};
-    std::vector<std::string> words;
-    const std::string phrase = WritePhrase(name);
-    if (!IsAsciiText(name) || name.find("=?") != std::string_view::npos ||
-        phrase.size() > kMaxPhrase) {
-        words = MakeEncodedWords(name, room, FieldLines::GetFullRoom());
-    } else {
-        words.push_back(phrase);
-    }
-    words.push_back("<" + mailbox.address + ">");
-    return words;
+    std::string phrase = WritePhrase(name);
+    const bool isPlain = IsAsciiText(name) && name.find("=?") == std::string_view::npos;
+    if (isPlain && phrase.size() <= kMaxPhrase) return {std::move(phrase)};
+    return MakeEncodedWords(name, room, FieldLines::GetFullRoom());
 }
 
 void AddMailbox(FieldLines& lines, const Mailbox& mailbox, bool isLast) {
     const size_t room = lines.IsEmpty() ? lines.GetRoom() : FieldLines::GetFullRoom();
-    std::vector<std::string> words = MakeWords(mailbox, room);
+    const std::string_view name = KivGuiBase::TrimSpace(mailbox.name);
+    std::vector<std::string> words;
+    if (!name.empty()) words = MakePhrase(name, room);
+    words.push_back(name.empty() ? mailbox.address : "<" + mailbox.address + ">");
     if (!isLast) words.back() += ',';
     size_t size = words.size() - 1;
     for (const std::string& word : words) size += word.size();

@@ -62,8 +62,8 @@ private:
         if (Has('(') || !std::ranges::all_of(tokens_, IsClosed)) {
             Fail("has a comment that does not end");
         }
+        if (Has(':')) Fail("is a group, whose name would be lost");
         if (Has(';')) Fail("has a \";\", which does not separate addresses");
-        if (Has(':')) Fail("is a group, or begins one, and addresses are needed");
         const auto count = [this](char mark) {
             return std::ranges::count_if(tokens_, [mark](auto& token) { return token.Is(mark); });
         };

@@ -51,7 +51,7 @@ public:
         } else if (isBoundary) {
             Fail(parameter, "cannot be a boundary");
         } else if (EqualsCaseless(field_, "Content-Type") &&
-                   EqualsCaseless(parameter.name, "name")) {
+                   EqualsCaseless(parameter.name, "name") && !IsMisread(value)) {
             AddEncodedWords(parameter);
         } else {
             AddExtended(parameter);
@@ -86,6 +86,12 @@ private:
         return KivGuiBase::IsAsciiText(value) &&
                value.find_first_of("\"\\\t") == std::string_view::npos &&
                value.find("=?") == std::string_view::npos;
+    }
+
+    /// Some programs decode encoded words before they remove quotes, and do so twice.
+    static bool IsMisread(std::string_view value) noexcept {
+        return value.find_first_of("\"\\") != std::string_view::npos ||
+               value.find("=?") != std::string_view::npos;
     }
 
     void AddLast(std::string text, bool isLast) {
