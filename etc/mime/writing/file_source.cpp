@@ -38,13 +38,14 @@ constexpr uint64_t MixIn(uint64_t hash, uint64_t word) noexcept {
 /// All pieces of a file but the last must be of whole words.
 void AddPiece(Fingerprint& print, std::string_view piece) noexcept {
     print.size += piece.size();
-    while (!piece.empty()) {
-        uint64_t word = 0;
-        const size_t size = std::min(piece.size(), sizeof word);
-        std::memcpy(&word, piece.data(), size);
+    uint64_t word = 0;
+    for (; piece.size() >= sizeof word; piece.remove_prefix(sizeof word)) {
+        std::memcpy(&word, piece.data(), sizeof word);
         print.hash = MixIn(print.hash, word);
-        piece.remove_prefix(size);
     }
+    word = 0;
+    std::copy(piece.begin(), piece.end(), reinterpret_cast<char*>(&word));
+    print.hash = MixIn(print.hash, word);
 }
 
 class FileSource final : public BodySource {
