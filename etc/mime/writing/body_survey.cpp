@@ -80,7 +80,9 @@ void CharacterSurvey::Take(std::string_view text, size_t size) noexcept {
     while (next < size && isUtf8_) {
         if (KivGuiBase::IsAscii(text[next]) && text.size() - next >= Vector16::kSize) {
             const Vector16 bytes(text.data() + next);
-            next += CountLeading(bytes.AreBetween('\0', '~') | bytes.Are('\x7F'));
+            const PlaceMask ascii = bytes.AreBetween('\0', '~') | bytes.Are('\x7F');
+            // A known distance lets the processor go on before the comparison is done.
+            next += ascii == kAllPlaces ? Vector16::kSize : CountLeading(ascii);
             continue;
         }
         const unsigned length = KivGuiBase::MeasureUtf8(text.substr(next));
