@@ -31,7 +31,8 @@ void ReadInto(const BodySource& body, size_t lookAhead, Step step) {
 
 uint64_t MeasureBase64(uint64_t size) noexcept {
     const uint64_t text = (size + 2) / 3 * 4;
-    return text + text / kBase64Line * 2;
+    const uint64_t lineEnds = text == 0 ? 0 : (text - 1) / kBase64Line;
+    return text + 2 * lineEnds;
 }
 
 bool IsSafeAsItIs(const BodyTraits& traits) noexcept {

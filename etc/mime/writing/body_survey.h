@@ -15,7 +15,7 @@ struct BodyTraits {
     uint64_t longestLine = 0;
     uint64_t quotedSize = 0;  ///< as quoted-printable; right but for a few bytes in each long line
     bool hasNul = false;
-    bool hasControls = false;          ///< others than NUL, tab, CR and LF
+    bool hasControls = false;          ///< other than NUL, tab, CR and LF
     bool hasBareLineEnds = false;      ///< a CR or LF that is not part of a CR LF
     bool hasBlanksAtLineEnds = false;  ///< at the end of the body too
     bool hasExposedStarts = false;     ///< a line begins with "." or "From "
@@ -24,11 +24,12 @@ struct BodyTraits {
     bool hasQuotedBoundaryLines = false;
 };
 
-/// Tells which texts begin with one of some texts, in time that their number hardly changes.
+/// Texts that others may begin with.
 class Prefixes {
 public:
     explicit Prefixes(std::vector<std::string> prefixes);
 
+    /// Returns true if one of them begins `text`. Takes hardly longer for many of them.
     bool BeginAny(std::string_view text) const noexcept;
 
 private:
@@ -53,7 +54,7 @@ private:
     size_t ahead_ = 0;  ///< bytes after those taken that have been looked at
 };
 
-/// Looks through the lines of a body in one pass.
+/// Looks through the lines and characters of a body in one pass.
 class BodySurvey {
 public:
     explicit BodySurvey(std::span<const std::string> boundaries);

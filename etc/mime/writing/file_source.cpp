@@ -1,6 +1,6 @@
 // Bodies that are in files. A body is read at least twice, to choose its encoding and boundaries and
 // to write it; a file may be changed by others in between. What the second pass finds must then not be
-// written under what the first one decided, so each whole pass is compared with the first, by size and
+// written under what the first one decided, so every whole pass is compared with the first, by size and
 // by a hash that starts with a number nobody outside knows.
 
 #include <algorithm>
