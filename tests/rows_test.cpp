@@ -31,6 +31,7 @@
 #include "mime/mail/uuencode.h"
 #include "mime/mime.h"
 #include "mime/writing/attachment_type.h"
+#include "mime/writing/body_encoder.h"
 #include "mime/writing/field_text.h"
 #include "mime/writing/write_failure.h"
 #include "parser/reading.h"
@@ -191,6 +192,31 @@ std::string DecodeLabelledText(const std::string& in) {
     EXPECT_TRUE(KivGuiBase::IsUtf8(got.text));
     return got.charset + ": " + got.text +
            (got.replaced == 0 ? "" : "\nreplaced " + std::to_string(got.replaced));
+}
+
+/// How a body of a form is sent that is inside the boundaries "b" and "=20".
+std::string ShowPlan(const std::string& in) {
+    static const std::map<std::string, BodyForm> forms = {
+        {"text", BodyForm::text}, {"bytes", BodyForm::bytes}, {"verbatim", BodyForm::verbatim}};
+    const auto [form, body] = Split(in, "\n");
+    const Result<BodyPlan> plan = Caught<BodyPlan>([&form = form, &body = body] {
+        return PlanBody(*MakeViewSource(body), forms.at(form),
+                        std::vector<std::string>{"b", "=20"});
+    });
+    if (!plan) return plan.error().GetText();
+    return ToString(TransferEncoding::GetStr(plan->encoding)) +
+           (plan->protectsDashes ? " protects dashes" : "") +
+           (plan->isAscii  ? ""
+            : plan->isUtf8 ? " UTF-8"
+                           : " other charset");
+}
+
+/// The text in quoted-printable, with LF line ends.
+std::string QuoteBody(const std::string& in) {
+    std::string quoted;
+    EncodeBody(*MakeViewSource(in), {.encoding = TransferEncoding::quoted_printable}, "\n",
+               [&](std::string_view piece) { quoted += piece; });
+    return quoted;
 }
 
 std::string DecodeHeaderBytes(const std::string& in) {
@@ -382,6 +408,7 @@ std::string NameSentFile(const std::string& in) {
 const std::map<std::string, Function>& GetFunctions() {
     static const std::map<std::string, Function> functions = {
         {"addresses", ListAddresses},
+        {"body_plans", ShowPlan},
         {"charset", ConvertCharset},
         {"charset_multibyte", ConvertCharset},
         {"dates", ReadDate},
@@ -422,6 +449,7 @@ const std::map<std::string, Function>& GetFunctions() {
         {"mbox_from_lines", TakeFromLineApart},
         {"numbers", ReadNumbers},
         {"quote", QuoteText},
+        {"quoted_bodies", QuoteBody},
         {"safe_file_name", Of([](const AnsiStr& in) { return KivGuiBase::MakeSafeFileName(in); })},
         {"sent_files", NameSentFile},
         {"subject_filename", CompareWithSubject},

@@ -103,15 +103,6 @@ TEST(FieldsTest, ListsAreReadWholeOrRefused) {
     EXPECT_GT(taken, 300U);
 }
 
-TEST(FieldsTest, IdentifiersAreNew) {
-    KivGuiBase::SetRandomSource([](void* buffer, size_t size) { std::memset(buffer, 0xA5, size); });
-    const std::string id = MakeMessageId("x.example");
-    KivGuiBase::SetRandomSource(nullptr);
-    EXPECT_EQ(id, "A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5@x.example");
-    EXPECT_NE(MakeMessageId("x.example"), MakeMessageId("x.example"));
-    EXPECT_THROW(MakeMessageId("x\r\ny"), WriteFailure);
-}
-
 /// Every value of WriteDateField can be read, or is refused.
 TEST(FieldsTest, DatesAreInRange) {
     using namespace std::chrono;

@@ -31,17 +31,18 @@ void ReadInto(const BodySource& body, size_t lookAhead, Step step) {
 
 uint64_t MeasureBase64(uint64_t size) noexcept {
     const uint64_t text = (size + 2) / 3 * 4;
-    return text + text / kBase64Line * 2;
+    const uint64_t lineEnds = text == 0 ? 0 : (text - 1) / kBase64Line;
+    return text + 2 * lineEnds;
 }
 
 bool IsSafeAsItIs(const BodyTraits& traits) noexcept {
-    return traits.isAscii && !traits.hasNul && !traits.hasControls && !traits.hasBareLineEnds &&
+    return !traits.hasNul && !traits.hasControls && !traits.hasBareLineEnds &&
            !traits.hasBlanksAtLineEnds && !traits.hasExposedStarts && !traits.hasBoundaryLines &&
            traits.longestLine <= kMaxMailLine;
 }
 
-TransferEncoding::keys ChooseForText(const BodyTraits& traits) noexcept {
-    if (IsSafeAsItIs(traits)) return TransferEncoding::bit7;
+TransferEncoding::keys ChooseForText(const BodyTraits& traits, bool isAscii) noexcept {
+    if (isAscii && IsSafeAsItIs(traits)) return TransferEncoding::bit7;
     return traits.quotedSize <= MeasureBase64(traits.size) ? TransferEncoding::quoted_printable
                                                            : TransferEncoding::base64;
 }
@@ -55,19 +56,46 @@ std::string_view FindFault(const BodyTraits& traits) noexcept {
     return {};
 }
 
-TransferEncoding::keys ChooseForVerbatim(const BodyTraits& traits) {
+TransferEncoding::keys ChooseForVerbatim(const BodyTraits& traits, bool isAscii) {
     const std::string_view fault = FindFault(traits);
     if (!fault.empty()) {
         Fail(ErrorCode::cannotEncode,
              std::string(fault) + ", and a message or multipart may not be encoded");
     }
-    return traits.isAscii ? TransferEncoding::bit7 : TransferEncoding::bit8;
+    return isAscii ? TransferEncoding::bit7 : TransferEncoding::bit8;
 }
 
-TransferEncoding::keys Choose(const BodyTraits& traits, BodyForm form) {
-    if (form == BodyForm::verbatim) return ChooseForVerbatim(traits);
-    if (form == BodyForm::text) return ChooseForText(traits);
-    return traits.size == 0 ? TransferEncoding::bit7 : TransferEncoding::base64;
+BodyPlan PlanBytes(const BodySource& body) {
+    uint64_t size = 0;
+    CharacterSurvey characters;
+    ReadInto(body, CharacterSurvey::kLookAhead, [&](std::string_view text, bool isLast) {
+        const size_t kept = isLast ? 0 : std::min(text.size(), CharacterSurvey::kLookAhead);
+        const size_t taken = text.size() - kept;
+        characters.Take(text, taken);
+        size += taken;
+        return taken;
+    });
+    return {.encoding = size == 0 ? TransferEncoding::bit7 : TransferEncoding::base64,
+            .size = size,
+            .isAscii = characters.IsAscii(),
+            .isUtf8 = characters.IsUtf8()};
+}
+
+BodyPlan PlanLines(const BodySource& body, BodyForm form, std::span<const std::string> boundaries) {
+    BodySurvey survey(boundaries);
+    ReadInto(body, survey.GetLookAhead(),
+             [&](std::string_view text, bool isLast) { return survey.Take(text, isLast); });
+    const BodyTraits& traits = survey.GetTraits();
+    const bool isAscii = survey.GetCharacters().IsAscii();
+    const TransferEncoding::keys encoding = form == BodyForm::text
+                                                ? ChooseForText(traits, isAscii)
+                                                : ChooseForVerbatim(traits, isAscii);
+    return {.encoding = encoding,
+            .size = traits.size,
+            .isAscii = isAscii,
+            .isUtf8 = survey.GetCharacters().IsUtf8(),
+            .protectsDashes =
+                encoding == TransferEncoding::quoted_printable && traits.hasQuotedBoundaryLines};
 }
 
 void EncodeBase64(const BodySource& body, std::string_view lineEnd, const Take& take) {
@@ -132,17 +160,7 @@ void ReplaceLineEnds(const BodySource& body, std::string_view lineEnd, const Tak
 }  // namespace
 
 BodyPlan PlanBody(const BodySource& body, BodyForm form, std::span<const std::string> boundaries) {
-    BodySurvey survey(boundaries);
-    ReadInto(body, survey.GetLookAhead(),
-             [&](std::string_view text, bool isLast) { return survey.Take(text, isLast); });
-    const BodyTraits& traits = survey.GetTraits();
-    const TransferEncoding::keys encoding = Choose(traits, form);
-    return {.encoding = encoding,
-            .size = traits.size,
-            .isAscii = traits.isAscii,
-            .isUtf8 = traits.isUtf8,
-            .protectsDashes =
-                encoding == TransferEncoding::quoted_printable && traits.hasQuotedBoundaryLines};
+    return form == BodyForm::bytes ? PlanBytes(body) : PlanLines(body, form, boundaries);
 }
 
 void EncodeBody(const BodySource& body, const BodyPlan& plan, std::string_view lineEnd,

@@ -16,7 +16,6 @@ namespace MIME {
 
 namespace {
 
-using KivGuiBase::IsAscii;
 using KivGuiBase::IsBlankAscii;
 
 constexpr std::string_view kDashes = "--";
@@ -48,16 +47,14 @@ uint64_t AddSoftBreaks(uint64_t length) noexcept {
 
 struct Step {
     PlaceMask controls;  ///< tabs apart
-    PlaceMask high;
-    PlaceMask escapes;  ///< controls apart
+    PlaceMask escapes;   ///< controls apart
 
     explicit Step(const char* text) noexcept {
         const Vector16 bytes(text);
         const PlaceMask low = bytes.AreBetween('\0', '\x1F');
         const PlaceMask del = bytes.Are('\x7F');
         controls = (low & ~bytes.Are('\t')) | del;
-        high = kAllPlaces & ~(bytes.AreBetween(' ', '~') | low | del);
-        escapes = high | bytes.Are('=');
+        escapes = (kAllPlaces & ~(bytes.AreBetween(' ', '~') | low | del)) | bytes.Are('=');
     }
 };
 
@@ -76,6 +73,24 @@ bool Prefixes::BeginAny(std::string_view text) const noexcept {
     // Whatever lies between a text and a prefix of it begins with that prefix.
     const auto after = std::upper_bound(sorted_.begin(), sorted_.end(), text);
     return after != sorted_.begin() && text.starts_with(*(after - 1));
+}
+
+void CharacterSurvey::Take(std::string_view text, size_t size) noexcept {
+    size_t next = ahead_;
+    while (next < size && isUtf8_) {
+        if (KivGuiBase::IsAscii(text[next]) && text.size() - next >= Vector16::kSize) {
+            const Vector16 bytes(text.data() + next);
+            const PlaceMask ascii = bytes.AreBetween('\0', '~') | bytes.Are('\x7F');
+            // A known distance lets the processor go on before the comparison is done.
+            next += ascii == kAllPlaces ? Vector16::kSize : CountLeading(ascii);
+            continue;
+        }
+        const unsigned length = KivGuiBase::MeasureUtf8(text.substr(next));
+        if (length != 1) isAscii_ = false;
+        isUtf8_ = length != 0;
+        next += length;
+    }
+    ahead_ = std::max(next, size) - size;
 }
 
 BodySurvey::BodySurvey(std::span<const std::string> boundaries)
@@ -140,25 +155,9 @@ void BodySurvey::TakeLines(std::string_view text, size_t& next, size_t stop) {
         const size_t plain = std::min<size_t>(seen, CountLeading(~step.controls));
         const PlaceMask places = (PlaceMask{1} << plain) - 1;
         lineEscapes_ += static_cast<unsigned>(std::popcount(step.escapes & places));
-        if ((step.high & places) != 0) traits_.isAscii = false;
         next += plain;
         if (plain < seen) TakeControl(text, next);
     }
-}
-
-void BodySurvey::TakeUtf8(std::string_view text, size_t taken) {
-    size_t next = utf8Ahead_;
-    while (next < taken && traits_.isUtf8) {
-        if (IsAscii(text[next]) && text.size() - next >= Vector16::kSize) {
-            const Vector16 bytes(text.data() + next);
-            next += CountLeading(bytes.AreBetween('\0', '~') | bytes.Are('\x7F'));
-            continue;
-        }
-        const unsigned length = KivGuiBase::MeasureUtf8(text.substr(next));
-        traits_.isUtf8 = length != 0;
-        next += length;
-    }
-    utf8Ahead_ = std::max(next, taken) - taken;
 }
 
 size_t BodySurvey::Take(std::string_view text, bool isLast) {
@@ -169,7 +168,7 @@ size_t BodySurvey::Take(std::string_view text, bool isLast) {
         const std::string_view rest = text.substr(taken);
         size_t next = 0;
         TakeLines(rest, next, std::min(kRound, end - taken));
-        if (!traits_.isAscii) TakeUtf8(rest, next);
+        characters_.Take(rest, next);
         last_ = rest[next - 1];
         traits_.size += next;
         taken += next;

@@ -1,6 +1,6 @@
 // Bodies that are in files. A body is read at least twice, to choose its encoding and boundaries and
 // to write it; a file may be changed by others in between. What the second pass finds must then not be
-// written under what the first one decided, so each whole pass is compared with the first, by size and
+// written under what the first one decided, so every whole pass is compared with the first, by size and
 // by a hash that starts with a number nobody outside knows.
 
 #include <algorithm>
@@ -38,13 +38,14 @@ constexpr uint64_t MixIn(uint64_t hash, uint64_t word) noexcept {
 /// All pieces of a file but the last must be of whole words.
 void AddPiece(Fingerprint& print, std::string_view piece) noexcept {
     print.size += piece.size();
-    while (!piece.empty()) {
-        uint64_t word = 0;
-        const size_t size = std::min(piece.size(), sizeof word);
-        std::memcpy(&word, piece.data(), size);
+    uint64_t word = 0;
+    for (; piece.size() >= sizeof word; piece.remove_prefix(sizeof word)) {
+        std::memcpy(&word, piece.data(), sizeof word);
         print.hash = MixIn(print.hash, word);
-        piece.remove_prefix(size);
     }
+    word = 0;
+    std::copy(piece.begin(), piece.end(), reinterpret_cast<char*>(&word));
+    print.hash = MixIn(print.hash, word);
 }
 
 class FileSource final : public BodySource {

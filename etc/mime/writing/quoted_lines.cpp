@@ -9,9 +9,9 @@
 #include "kivgui/utf8.h"
 #include "mime/foundation/vector16.h"
 
-// A line is filled with as much as 76 characters hold. If the text's line has not ended there, what
-// leaves no room for the "=" of a soft break is taken back, and so is the beginning of a UTF-8 character.
-// Plain text is copied 16 bytes at a time, and written over where it was too much.
+// A line is filled with as much as 76 characters hold. If the text's line does not end there, the last
+// byte is taken back when the "=" of the soft break needs its room, and the beginning of a UTF-8
+// character with it. Plain text is copied 16 bytes at a time; what was too much is written over.
 
 namespace MIME {
 
