@@ -10,7 +10,7 @@ namespace MIME {
 namespace {
 
 MailSigner MakeSigner(const char* file, const char* passPhrase = nullptr) {
-    const std::string right(std::string_view(KivOssSec::Test::GetPassPhrase()));
+    const std::string right{std::string_view(KivOssSec::Test::GetPassPhrase())};
     return {KivOssSec::Test::GetKeyFile(file), passPhrase != nullptr ? passPhrase : right};
 }
 

@@ -80,21 +80,15 @@ bool CopyPermissions(FileHandle /*file*/, const char* path, const char* model) n
     LastErrorKept kept;
     std::wstring to, from;
     if (!MakeSystemPath(path, to) || !MakeSystemPath(model, from)) return kept.Fail();
-    ACL* list = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    DWORD error = GetNamedSecurityInfoW(from.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
-                                        nullptr, nullptr, &list, nullptr, &descriptor);
+    PSECURITY_DESCRIPTOR list = nullptr;
+    const DWORD error =
+        GetNamedSecurityInfoW(from.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                              nullptr, nullptr, nullptr, &list);
     if (error != ERROR_SUCCESS) return kept.Fail(error);
-    const std::unique_ptr<void, Freer> owned(descriptor);
-    SECURITY_DESCRIPTOR_CONTROL control = 0;
-    DWORD revision = 0;
-    if (!GetSecurityDescriptorControl(descriptor, &control, &revision)) return kept.Fail();
-    const SECURITY_INFORMATION inherited = (control & SE_DACL_PROTECTED) != 0
-                                               ? PROTECTED_DACL_SECURITY_INFORMATION
-                                               : UNPROTECTED_DACL_SECURITY_INFORMATION;
-    error = SetNamedSecurityInfoW(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | inherited,
-                                  nullptr, nullptr, list, nullptr);
-    return error == ERROR_SUCCESS || kept.Fail(error);
+    const std::unique_ptr<void, Freer> owned(list);
+    // What was inherited stays so, and follows the folder when that changes.
+    SetSecurityDescriptorControl(list, SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
+    return SetFileSecurityW(to.c_str(), DACL_SECURITY_INFORMATION, list) || kept.Fail();
 }
 
 bool FlushFile(FileHandle file) noexcept {
