@@ -10,6 +10,7 @@ Difference = collections.namedtuple("Difference", "reader file fact ours theirs 
 Body = collections.namedtuple("Body", "kind encoding ours theirs")
 
 OPAQUE = {"message/partial", "message/external-body", "message/delivery-status", "message/feedback-report"}
+UUENCODED = re.compile(r"^begin [0-7]{3,6} \S.*?^end$", re.M | re.S)
 BLANKS_AFTER_ENCODING = re.compile(rb"^content-transfer-encoding:[ \t]*\S+(\r?\n)?[ \t]+\r?$", re.I | re.M)
 
 
@@ -44,13 +45,18 @@ def types(difference):
     return {kind for _, kind in difference.ourFacts["structure"]}
 
 
+def decode_base64(body):
+    """What the letters of the alphabet in a body hold."""
+    letters = re.sub(rb"[^A-Za-z0-9+/]", b"", body)
+    letters = letters[:-1] if len(letters) % 4 == 1 else letters
+    return base64.b64decode(letters + b"=" * (-len(letters) % 4))
+
+
 def is_undecoded(b):
     """Whether their body is the text that ours was decoded from."""
     if b.encoding == "quoted-printable":
         return strip_blanks(quopri.decodestring(b.theirs)) == strip_blanks(b.ours)
-    letters = re.sub(rb"[^A-Za-z0-9+/]", b"", b.theirs)
-    letters = letters[:-1] if len(letters) % 4 == 1 else letters
-    return b.encoding == "base64" and base64.b64decode(letters + b"=" * (-len(letters) % 4)) == b.ours
+    return b.encoding == "base64" and decode_base64(b.theirs) == b.ours
 
 
 def subject_field(d):
@@ -71,6 +77,15 @@ def decode_words(text, charset=None):
         return None
 
 
+# Here the message is as the RFCs have it, or its tree is the same but for our order: our verdict may be harmless.
+PARTIAL = "the body of a message/partial and the like is read as a message"
+FROM_LINE = 'a ">From " line ends the header block'
+SPACES = "white space at the end of quoted-printable lines stays"
+CARRIAGE_RETURN = "the CR of the line end before a delimiter stays"
+BLANKS = "a body stays undecoded when blanks follow the encoding's name"
+START = "the start of a multipart/related stays at its place"
+HARMLESS = {PARTIAL, FROM_LINE, SPACES, CARRIAGE_RETURN, BLANKS, START}
+
 # Reader ("" is any), fact, deviation that we report ("" is none needed), the check, the reason.
 ROWS = [
     # Messages that we make.
@@ -81,36 +96,37 @@ ROWS = [
      "encoded words are decoded before the quotes and backslashes of the parameter are read"),
     ("Dovecot", "subject", "", lambda d: strip_spaces(d.theirs) == strip_spaces(d.ours), "ENVELOPE has single spaces"),
     # Structure.
-    ("Python", "structure", "", lambda d: types(d) & OPAQUE, "the body of a message/partial and the like is read as a message"),
-    ("Python", "structure", "encodedMessage", lambda d: "message/rfc822" in types(d), "an encoded message/rfc822 is read without decoding it"),
+    ("Python", "structure", "", lambda d: types(d) & OPAQUE, PARTIAL),
+    ("Python", "structure", "decodedMessage", lambda d: "message/rfc822" in types(d), "an encoded message/rfc822 is read without decoding it"),
+    ("GMime", "structure", "decodedMessage", lambda d: set(d.theirs) < set(d.ours), "an encoded message/rfc822 is a body"),
     ("Python", "structure", "doubledDelimiter", lambda d: len(d.theirs) > len(d.ours), "two delimiters in a row begin an entity"),
-    ("Python", "structure", "", lambda d: b"\n>From " in d.source and "message/rfc822" in types(d), 'a ">From " line ends the header block'),
+    ("Python", "structure", "", lambda d: b"\n>From " in d.source and "message/rfc822" in types(d), FROM_LINE),
     ("Python", "structure", "boundaryIsPrefix", lambda d: sorted(kind for _, kind in d.ours) == sorted(kind for _, kind in d.theirs),
      "one boundary for all levels puts them side by side"),
     ("", "structure", "", lambda d: any("/" not in kind for _, kind in d.ours) and [depth for depth, _ in d.ours] == [depth for depth, _ in d.theirs],
      "a type without a slash is text/plain for Python and application/octet-stream for GMime"),
     ("", "structure", "unusableBoundary", lambda d: b'boundary=""' in d.source, 'boundary="" is a boundary'),
     ("", "structure", "", lambda d: re.search(rb'boundary="[^"]*[ \t]"', d.source), "blanks at the end of a boundary count"),
-    ("", "structure", "", lambda d: b"start=" in d.source and sorted(d.ours) == sorted(d.theirs), "the start of a multipart/related stays at its place"),
+    ("", "structure", "", lambda d: b"start=" in d.source and sorted(d.ours) == sorted(d.theirs), START),
     ("GMime", "structure", "repeatedContentType", lambda d: True, "of two Content-Type fields the last counts"),
     ("GMime", "structure", "bodyWithoutBlankLine", lambda d: True, "lines among the fields that are none are passed over"),
     ("GMime", "structure", "", lambda d: b";;" in d.source, "an empty parameter ends the parameters"),
     # Bodies, one by one; `b` is the pair.
     ("", "bodies", "", lambda d, b: b.kind.startswith("multipart/") and not b.theirs, "no body of a multipart without entities is kept"),
     ("", "bodies", "unusedBoundary", lambda d, b: b.ours.startswith(b.theirs.rstrip(b"\r\n")), "a multipart that is one body ends otherwise"),
-    ("", "bodies", "", lambda d, b: b.encoding == "quoted-printable" and strip_blanks(b.ours) == strip_blanks(b.theirs),
-     "white space at the end of quoted-printable lines stays"),
+    ("", "bodies", "", lambda d, b: b.encoding == "quoted-printable" and strip_blanks(b.ours) == strip_blanks(b.theirs), SPACES),
     ("Python", "bodies", "missingEnd", lambda d, b: b.ours in (b.theirs + b"\n", b.theirs + b"\r\n"), "the last line end of a text without closing delimiter is dropped"),
     ("GMime", "bodies", "base64Padding", lambda d, b: b.ours.startswith(b.theirs) and len(b.ours) - len(b.theirs) < 3, "an incomplete last base64 group is dropped"),
     ("GMime", "bodies", "base64Rubbish", lambda d, b: b.ours.startswith(b.theirs) and len(b.ours) - len(b.theirs) < 3, "an incomplete last base64 group is dropped"),
     ("", "bodies", "base64AfterPadding", lambda d, b: b.ours.startswith(b.theirs), "a base64 body ends at its first padding"),
     ("", "bodies", "uuencodedBody", lambda d, b: b.ours.startswith(b"begin ") and len(b.theirs) < len(b.ours), "uuencoded bodies are decoded"),
-    ("GMime", "bodies", "", lambda d, b: b.theirs == b.ours + b"\r", "the CR of the line end before a delimiter stays"),
+    ("GMime", "bodies", "", lambda d, b: b.theirs == b.ours + b"\r", CARRIAGE_RETURN),
     ("GMime", "bodies", "bodyWithoutBlankLine", lambda d, b: b.ours.endswith(b.theirs), "lines among the fields that are none are passed over"),
     ("GMime", "bodies", "blankLineInHeader", lambda d, b: b.ours.endswith(b.theirs), "lines among the fields that are none are passed over"),
     ("Python", "bodies", "malformedFieldName", lambda d, b: b.theirs.endswith(b.ours), "no field has white space before its colon"),
     ("Python", "bodies", "base64Rubbish", lambda d, b: is_undecoded(b), "a base64 body with rubbish stays undecoded"),
-    ("Python", "bodies", "", lambda d, b: BLANKS_AFTER_ENCODING.search(d.source) and is_undecoded(b), "a body stays undecoded when blanks follow the encoding's name"),
+    ("Python", "bodies", "", lambda d, b: BLANKS_AFTER_ENCODING.search(d.source) and is_undecoded(b), BLANKS),
+    ("Python", "bodies", "decodedMessage", lambda d, b: b.ours in decode_base64(b.theirs), "an encoded message/rfc822 is read without decoding it"),
     ("Python", "bodies", "", lambda d, b: re.search(rb'boundary="[^"]*[ \t]"', d.source) and b.theirs.startswith(b.ours), "blanks at the end of a boundary count"),
     # Plain texts.
     ("Python", "text", "", lambda d: is_flowed(d) and strip_marks(d.ours) == strip_marks(d.theirs), "flowed lines are joined (RFC 3676)"),
@@ -118,6 +134,7 @@ ROWS = [
      "text without charset, or with bytes that its charset lacks, is read as windows-1252"),
     ("Python", "text", "", lambda d: strip_marks(d.theirs, "[^!-~]|>") in strip_marks(d.ours, "[^!-~]|>"),
      "texts one after the other are joined"),
+    ("Python", "text", "uuencodedFile", lambda d: strip_marks(UUENCODED.sub("", d.theirs)) in strip_marks(d.ours), "uuencoded files are left out"),
     ("Python", "text", "", lambda d: b"gb2312" in d.source.lower(), "gb2312 is read as the larger gb18030"),
     ("Python", "text", "", lambda d: "multipart/alternative" in types(d) and [kind for _, kind in d.ourFacts["structure"]].count("text/plain") > 1,
      "of two plain alternatives the last counts (RFC 2046, 5.1.4)"),
@@ -148,6 +165,11 @@ def explain_bodies(d, rows):
             return None
         reasons.add(reason)
     return "; ".join(sorted(reasons))
+
+
+def may_be_harmless(fact, reason):
+    """Whether a message on which another program finds other entities or bodies, for this reason, needs no verdict."""
+    return fact not in ("structure", "bodies") or set(reason.split("; ")) <= HARMLESS
 
 
 def explain(d):

@@ -38,7 +38,7 @@ if [ -n "${KIVMIME_CORPUS:-}" ]; then
   IFS=: read -r -a collections <<<"$KIVMIME_CORPUS"
   messages+=("${collections[@]}")
 else
-  echo "skipped: real messages, because KIVMIME_CORPUS names no folder"
+  echo "skipped: real messages and the verdicts on them, because KIVMIME_CORPUS names no folder"
 fi
 mkdir "$work/messages"
 python3 -B "$ROOT/interop/compare.py" "$build/kivmime" "$build/interop/interop_mail" "$work/messages" \

@@ -80,13 +80,13 @@ void AddLint(CLI::App& app, CommandLine& line) {
     command.callback([&line] { line.command = [&line] { return Tool::Lint(line.lint); }; });
 }
 
-/// Takes the index of a part from the end of the files, if it is there: "1", "1.2", "@7".
+/// Takes the index of a part from the end of the files, if it is there: "1", "1.2", "1.2.u1", "@7".
 void TakePart(Tool::ExtractOptions& extract) {
     std::vector<std::string>& files = extract.sources.files;
     const std::string& last = files.back();
     const bool isIndex = last == "1" || last.starts_with("1.") || last.starts_with("@");
     if (files.size() < 2 || !isIndex) return;
-    if (last.find_first_not_of("0123456789.", 1) != std::string::npos) return;
+    if (last.find_first_not_of("0123456789.u", 1) != std::string::npos) return;
     extract.part = last;
     files.pop_back();
 }

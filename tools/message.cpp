@@ -1,6 +1,7 @@
 #include "message.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 // Messages that were read by the mail rules, and what does not depend on the rules.
@@ -18,9 +19,7 @@ std::string MakePositionIndex(size_t position) {
 class MailMessage final : public Message {
 public:
     explicit MailMessage(MIME::Mail mail)
-        : Message(Outline(mail)),
-          mail_(std::move(mail)),
-          entities_(mail_.GetEntities().begin(), mail_.GetEntities().end()) {}
+        : Message(Outline(mail)), mail_(std::move(mail)), entities_(ListEntities(mail_)) {}
 
     bool HasChildren(size_t entity) const override { return entities_[entity].HasChildren(); }
     bool CarriesMessage(size_t entity) const override { return entities_[entity].CarriesMessage(); }
@@ -34,6 +33,7 @@ public:
     }
 
     std::string GetValue(size_t entity, const char* field) const override {
+        if (entities_[entity].IsUuencoded()) return GetImpliedValue(entities_[entity], field);
         const std::optional<MIME::Field> found = entities_[entity].FindField(field);
         return found ? found->GetValue() : std::string();
     }
@@ -58,33 +58,49 @@ public:
     }
 
 private:
+    /// What the fields of a uuencoded file would say.
+    static std::string GetImpliedValue(const MIME::Entity& file, std::string_view field) {
+        if (field == "Content-Type") return file.GetMediaType();
+        if (field == "Content-Transfer-Encoding") return "x-uuencode";
+        return file.GetDisposition();
+    }
+
     MIME::Mail mail_;
     std::vector<MIME::Entity> entities_;
 };
 
 }  // namespace
 
+std::vector<MIME::Entity> ListEntities(const MIME::Mail& mail) {
+    std::vector<MIME::Entity> entities;
+    for (const MIME::Entity& entity : mail.GetEntities()) {
+        entities.push_back(entity);
+        std::ranges::copy(entity.GetUuencodedFiles(), std::back_inserter(entities));
+    }
+    return entities;
+}
+
 Outline::Outline(const MIME::Mail& mail) {
     std::vector<MIME::Entity> open;  // the entity before, and what it is inside of
     std::vector<size_t> positions;
-    for (const MIME::Entity& entity : mail.GetEntities()) {
+    for (const MIME::Entity& entity : ListEntities(mail)) {
         const std::optional<MIME::Entity> parent = entity.GetParent();
         while (!open.empty() && open.back() != parent) {
             open.pop_back();
             positions.pop_back();
         }
-        Add(open.empty() ? Place::kNoParent : positions.back());
+        Add(open.empty() ? Place::kNoParent : positions.back(), entity.IsUuencoded() ? "u" : "");
         open.push_back(entity);
         positions.push_back(GetCount() - 1);
     }
 }
 
-void Outline::Add(size_t parent) {
+void Outline::Add(size_t parent, const char* mark) {
     if (parent == Place::kNoParent) return places_.push_back({parent, 0, "1"});
     Place& above = places_[parent];
     const unsigned depth = above.depth + 1;
     const unsigned number = ++above.children;
-    std::string index = depth <= kMaxDottedDepth ? above.index + "." + std::to_string(number)
+    std::string index = depth <= kMaxDottedDepth ? above.index + "." + mark + std::to_string(number)
                                                  : MakePositionIndex(GetCount());
     places_.push_back({parent, depth, std::move(index)});
 }

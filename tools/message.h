@@ -25,6 +25,9 @@ struct Place {
     unsigned children = 0;
 };
 
+/// All entities, each before its children and the uuencoded files in it.
+std::vector<MIME::Entity> ListEntities(const MIME::Mail& mail);
+
 /// All entities of a message as a list, each before its children: a tree may be deeper than the stack.
 ///
 /// The index of an entity more than 16 levels down is its position in the list, from "@1" for the
@@ -34,7 +37,8 @@ public:
     Outline() = default;
     explicit Outline(const MIME::Mail& mail);
 
-    void Add(size_t parent);
+    /// @param mark  what precedes the number of the last in its index: "u" for a uuencoded file.
+    void Add(size_t parent, const char* mark = "");
     size_t GetCount() const { return places_.size(); }
     const Place& operator[](size_t position) const { return places_[position]; }
     auto begin() const { return places_.begin(); }

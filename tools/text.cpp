@@ -32,9 +32,7 @@ constexpr MIME::HtmlConverter kHtmlToText = nullptr;
 class TextPrinter {
 public:
     explicit TextPrinter(const MIME::Mail& mail)
-        : outline_(mail),
-          entities_(mail.GetEntities().begin(), mail.GetEntities().end()),
-          nodes_(entities_.size()) {
+        : outline_(mail), entities_(ListEntities(mail)), nodes_(entities_.size()) {
         for (size_t i = 0; i < entities_.size(); ++i) {
             nodes_[i].isAlternative = entities_[i].IsType("multipart/alternative");
             nodes_[i].carriesMessage = entities_[i].CarriesMessage();
