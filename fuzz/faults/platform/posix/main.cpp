@@ -311,7 +311,8 @@ unsigned long GetLimit(unsigned traits) {
     return (traits & (kCold | kSigns)) != 0 ? 60 : ~0ul;
 }
 
-/// The last points of a signing are all tried, once: there the message is made, before that the key is read.
+/// The last points of a signing are all tried, with a single failure: the message is made there. Before
+/// that the key is read.
 bool IsOfSigning(unsigned traits, unsigned long n, unsigned long count) {
     constexpr unsigned long kLast = 500;
     return (traits & kSigns) != 0 && n + kLast > count;
