@@ -311,7 +311,8 @@ unsigned long GetLimit(unsigned traits) {
     return (traits & (kCold | kSigns)) != 0 ? 60 : ~0ul;
 }
 
-/// The last points of a signing are no samples: in them the message is made, before them the key read.
+/// The last points of a signing are all tried, with a single failure: the message is made there. Before
+/// that the key is read.
 bool IsOfSigning(unsigned traits, unsigned long n, unsigned long count) {
     constexpr unsigned long kLast = 500;
     return (traits & kSigns) != 0 && n + kLast > count;
@@ -336,7 +337,9 @@ Row TryKind(const Operation& operation, const Reference& wanted, const std::stri
         if (isLasting && kind == interruption) continue;  // it would never end
         for (unsigned long n = GetFirst(options); n <= count; ++n) {
             const bool isSample = random.Below(count) < limit;
-            if (!isSample && !IsOfSigning(operation.traits, n, count)) continue;
+            const bool isWanted =
+                isSample || (!isLasting && IsOfSigning(operation.traits, n, count));
+            if (!isWanted) continue;
             RunPoint(operation, &wanted, folder, {kind, n, isLasting});
             outcome->row[kPoints] = 1;
             Add(row, outcome->row);
