@@ -4,12 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "kivgui/random.h"
 #include "mime/mail.h"
 #include "mime/writing/write_failure.h"
 #include "support/bytes.h"
