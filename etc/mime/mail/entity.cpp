@@ -7,8 +7,8 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/file.h"
-#include "mime/mail/mail.h"
 #include "mime/mail/header_fields.h"
+#include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
 #include "mime/mail/whole.h"
 
