@@ -75,8 +75,8 @@ public:
 
     /// @name Fields, of the whole mail or of one entity
     /// Address fields, identifiers and dates must be well-formed (badField, badAddress, badDate).
-    /// Content-Transfer-Encoding, and Content-Type of a multipart, say how the body is to be read and
-    /// cannot be changed.
+    /// Content-Transfer-Encoding, and Content-Type of a multipart or carried message, say how the body
+    /// is to be read: they cannot be changed, and nothing else can be made one of these.
     /// @{
     /// At the end of the header block.
     Edit& AddField(std::string_view name, std::string_view value);

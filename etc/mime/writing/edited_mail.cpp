@@ -7,6 +7,7 @@
 #include "kivgui/ascii.h"
 #include "mime/writing/field_text.h"
 #include "mime/writing/footer.h"
+#include "mime/writing/parameter_list.h"
 #include "mime/writing/write_failure.h"
 
 // An edit is a list of ranges of the source and what is written in their place; so all that is not in
@@ -66,6 +67,18 @@ uint32_t EditedMail::CheckEntity(const Entity& entity) const {
     return entity.index_;
 }
 
+/// Has the entity no children with that type either? @param type  empty for none.
+bool EditedMail::IsLeafType(const Entity& entity, std::string_view type) {
+    if (entity.HasChildren()) return false;
+    if (type.empty()) {  // RFC 2046, 5.1.5
+        const std::optional<Entity> parent = entity.GetParent();
+        return !parent || !parent->IsType("multipart/digest");
+    }
+    const std::string value = ReadParameterList("Content-Type", type).value;
+    return !KivGuiBase::StartsWithCaseless(value, "multipart/") &&
+           !EqualsCaseless(value, "message/rfc822") && !EqualsCaseless(value, "message/global");
+}
+
 HeaderEdit& EditedMail::EditHeader(uint32_t index) {
     std::optional<HeaderEdit>& header = changes_[index].header;
     if (!header) header.emplace(*tree_, index, lineEnd_);
@@ -76,10 +89,9 @@ void EditedMail::ChangeField(const Entity& entity, FieldChange change, std::stri
                              std::string_view value) {
     const uint32_t index = CheckEntity(entity);
     CheckFieldName(name);
-    const bool isStructural = EqualsCaseless(name, "Content-Transfer-Encoding") ||
-                              (EqualsCaseless(name, "Content-Type") &&
-                               (entity.HasChildren() || change == FieldChange::add));
-    if (isStructural) {
+    const bool isType = EqualsCaseless(name, "Content-Type");
+    if (EqualsCaseless(name, "Content-Transfer-Encoding") ||
+        (isType && (change == FieldChange::add || !IsLeafType(entity, value)))) {
         Fail(ErrorCode::cannotEdit, std::string(name) + ": says how the body is to be read");
     }
     const std::string field =
@@ -142,7 +154,8 @@ void EditedMail::AppendText(const Entity& entity, std::string_view text) {
         Fail(ErrorCode::cannotEdit, "is not a text");
     }
     // What cannot be written so fails here.
-    static_cast<void>(MakeFooter(entity, GetPlace(index).encoding, text, lineEnd_));
+    static_cast<void>(
+        MakeFooter(entity, GetPlace(index).encoding, text, lineEnd_, GetBoundaries(index)));
     std::string& footer = changes_[index].footer;
     footer += text;
     if (!footer.ends_with('\n')) footer += '\n';
@@ -187,10 +200,16 @@ std::vector<std::string> EditedMail::GetBoundaries(uint32_t index) const {
     return boundaries;
 }
 
-/// A draft that can stand inside an entity.
-Draft EditedMail::Plan(const Draft& draft, uint32_t index, UniqueText& unique) const {
+/// A draft that can stand inside boundaries.
+Draft EditedMail::Plan(const Draft& draft, const std::vector<std::string>& boundaries,
+                       UniqueText& unique) const {
     Draft planned = draft;
-    PlanDraft(planned, unique, GetBoundaries(index));
+    // Lines that end in LF would take the CRs of a file.
+    const bool isFile = !planned.mustBeUtf8;
+    if (isFile && planned.form == BodyForm::text && lineEnd_ == "\n") {
+        planned.form = BodyForm::bytes;
+    }
+    PlanDraft(planned, unique, boundaries);
     return planned;
 }
 
@@ -218,7 +237,7 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
     top.version = "MIME-Version: 1.0" + std::string(lineEnd_);
     top.rest = GetPlace(0).body;
     if (change.replacement) {
-        top.inner = WriteLater(Plan(*change.replacement, EntityPlace::kNone, unique), lineEnd_);
+        top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
         top.rest = GetPlace(0).end;
     } else if (!change.added.empty() && !IsMixed()) {
         top.inner = Wrap(header, change.added, text, unique);
@@ -237,8 +256,7 @@ Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& add
     std::string encoding;
     bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
     for (const Draft& draft : added) {
-        Draft planned = draft;
-        PlanDraft(planned, unique, {boundary});
+        Draft planned = Plan(draft, {boundary}, unique);
         is8Bit = is8Bit || planned.Is8Bit();
         text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
         text.Replace(source_.size(), source_.size(), WriteLater(std::move(planned), lineEnd_));
@@ -265,7 +283,8 @@ void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, SplicedT
 void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
                               std::optional<HeaderEdit>& header, SplicedText& text) const {
     const EntityPlace& place = GetPlace(index);
-    Footer footer = MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_);
+    Footer footer =
+        MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_, GetBoundaries(index));
     if (!footer.insertion) return SpliceNewText(index, std::move(footer.text), header, text);
     const uint64_t at = place.body + footer.insertion->offset;
     text.Replace(at, at, std::move(footer.insertion->text));
@@ -310,8 +329,9 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
         if (!IsRemoved(child)) lastKept = child;
     }
     if (lastKept == kNone) {
-        return text.Replace(GetPlace(first).begin, GetPlace(last).end,
-                            WriteLater(Plan(MakeEmptyDraft(), parent, unique), lineEnd_));
+        return text.Replace(
+            GetPlace(first).begin, GetPlace(last).end,
+            WriteLater(Plan(MakeEmptyDraft(), GetBoundaries(parent), unique), lineEnd_));
     }
     for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
         const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
@@ -338,7 +358,7 @@ void EditedMail::SpliceAdded(uint32_t index, const std::vector<Draft>& added, Un
     const uint64_t at = GetPlace(last).end;
     for (const Draft& draft : added) {
         text.Replace(at, at, line);
-        text.Replace(at, at, WriteLater(Plan(draft, index, unique), lineEnd_));
+        text.Replace(at, at, WriteLater(Plan(draft, GetBoundaries(index), unique), lineEnd_));
     }
 }
 
@@ -354,7 +374,8 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0 && change.replacement) continue;
         if (change.replacement) {
             text.Replace(place.begin, place.end,
-                         WriteLater(Plan(*change.replacement, place.parent, unique), lineEnd_));
+                         WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique),
+                                    lineEnd_));
             continue;
         }
         std::optional<HeaderEdit> header = change.header;

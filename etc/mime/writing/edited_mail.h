@@ -60,6 +60,7 @@ private:
     bool IsInside(uint32_t index, uint32_t outer) const noexcept;
     bool IsRemoved(uint32_t index) const;
     bool IsOwnText(const Entity& entity) const;
+    static bool IsLeafType(const Entity& entity, std::string_view type);
     HeaderEdit& EditHeader(uint32_t index);
     static const Draft& GetDraft(const NewPart& part);
     bool IsMixed() const;
@@ -71,7 +72,8 @@ private:
     void FindBrokenFields(std::vector<BrokenSignature>& broken) const;
 
     std::vector<std::string> GetBoundaries(uint32_t index) const;
-    Draft Plan(const Draft& draft, uint32_t index, UniqueText& unique) const;
+    Draft Plan(const Draft& draft, const std::vector<std::string>& boundaries,
+               UniqueText& unique) const;
     std::string MakeFreeBoundary(UniqueText& unique) const;
     SplicedText MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const;
     TopText MakeTop(const HeaderEdit& header, SplicedText& text, UniqueText& unique) const;

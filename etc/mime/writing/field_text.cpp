@@ -113,7 +113,9 @@ void CheckId(std::string_view field, std::string_view id) {
     const size_t at = id.find('@');
     const bool isDivided = at != std::string_view::npos && at != 0 && at + 1 != id.size() &&
                            id.find('@', at + 1) == std::string_view::npos;
-    if (id.empty() || id.size() > FieldLines::kMaxWord || !IsIdText(id) ||
+    // Some programs decode encoded words even in an identifier.
+    const bool isBare = IsIdText(id) && id.find("=?") == std::string_view::npos;
+    if (id.empty() || id.size() > FieldLines::kMaxWord || !isBare ||
         (NamesItself(field) && !isDivided)) {
         FailField(ErrorCode::badField, field, id, "is not an identifier like \"left@right\"");
     }

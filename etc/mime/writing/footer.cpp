@@ -10,7 +10,8 @@
 #include "mime/writing/write_failure.h"
 
 // Lines are added to the encoded body where that is possible, so that all before them stays byte for
-// byte. Base64, and a charset that cannot have the new text, ask for the body to be made anew.
+// byte. Base64, a charset that cannot have the new text, and lines that cannot stand in a body that is
+// not encoded, as those with a boundary or above 998 bytes, ask for the body to be made anew.
 
 namespace MIME {
 
@@ -104,7 +105,15 @@ struct TextKind {
     bool isHtml;
     bool isUtf8;  ///< its charset is UTF-8
     TransferEncoding::keys encoding;
+    std::span<const std::string> boundaries;  ///< around it
 };
+
+/// Can lines stand in a body that is not encoded?
+bool CanStandBare(std::string_view lines, std::span<const std::string> boundaries) {
+    const SharedBody body = MakeCanonicalSource(MakeViewSource(lines));
+    return static_cast<bool>(
+        Caught<void>([&] { static_cast<void>(PlanBody(*body, BodyForm::verbatim, boundaries)); }));
+}
 
 /// Does the body stay readable when encoded `lines` are put into it?
 bool CanInsert(const TextKind& kind, std::string_view lines, std::string_view body) {
@@ -114,7 +123,8 @@ bool CanInsert(const TextKind& kind, std::string_view lines, std::string_view bo
     }
     const bool isIdentity = TransferEncoding::IsIdentity(kind.encoding);
     return isIdentity && fitsCharset &&
-           (IsAsciiText(lines) || kind.encoding != TransferEncoding::bit7);
+           (IsAsciiText(lines) || kind.encoding != TransferEncoding::bit7) &&
+           CanStandBare(lines, kind.boundaries);
 }
 
 /// The lines with a line end before them where the text before them has none.
@@ -154,9 +164,11 @@ std::string AddToText(const TextKind& kind, const std::string& text, const std::
 }  // namespace
 
 Footer MakeFooter(const Entity& entity, TransferEncoding::keys encoding, std::string_view text,
-                  std::string_view lineEnd) {
+                  std::string_view lineEnd, std::span<const std::string> boundaries) {
+    if (!KivGuiBase::IsUtf8(text)) Fail(ErrorCode::cannotEncode, "the added text is not UTF-8");
     const std::string charset = entity.GetCharset();
-    const TextKind kind{entity.IsType("text/html"), EqualsCaseless(charset, "utf-8"), encoding};
+    const TextKind kind{entity.IsType("text/html"), EqualsCaseless(charset, "utf-8"), encoding,
+                        boundaries};
     const bool isFlowed = EqualsCaseless(entity.GetParameter("Content-Type", "format"), "flowed");
     const auto makeLines = [&](std::string_view end) {
         return kind.isHtml ? MakeHtmlLines(text, end) : MakePlainLines(text, isFlowed, end);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,9 +23,10 @@ struct Footer {
 };
 
 /// Plans the addition of plain text, in lines of its own; in HTML it is made HTML, and put before
-/// the end of the body. The entity is a text without children. Throws WriteFailure (cannotEdit) when
-/// the text's bytes do not fit its charset, and would be lost by a conversion.
+/// the end of the body. The entity is a text without children, and `boundaries` are those around it.
+/// Throws WriteFailure: cannotEncode when `text` is not UTF-8, cannotEdit when the bytes of the
+/// entity's text do not fit its charset, and would be lost by a conversion.
 Footer MakeFooter(const Entity& entity, TransferEncoding::keys encoding, std::string_view text,
-                  std::string_view lineEnd);
+                  std::string_view lineEnd, std::span<const std::string> boundaries);
 
 }  // namespace MIME
