@@ -11,7 +11,10 @@
 #include "kivgui/shared_array.h"
 #include "kivgui/skip_list_map.h"
 #include "mime/decoding.h"
+#include "mime/mail/result.h"
+#include "mime/mail/sink.h"
 #include "mime/read_options.h"
+#include "mime/writing/write_options.h"
 
 /// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
 ///
@@ -328,6 +331,36 @@ public:
     /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes, its
     ///         encoded text would, or memory runs out.
     bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
+
+    /// @name Writing as mail
+    /// What mail programs send: for a tree that a host has built, or read by the mail rules and changed.
+    /// docs/writing-mail.md has all of it.
+    ///
+    /// The text is complete: Content-Type in each entity, MIME-Version, and by option Date and
+    /// Message-ID. Fields that were read by the mail rules and have not been changed in `headers` are
+    /// written as they were, byte for byte; all others are encoded anew. Each body, from memory or
+    /// its file, has the smallest transfer encoding that is safe, whatever `info.transferEncoding` says, and
+    /// its bytes are not changed; but a text that is no attachment, and whose lines end in LF alone, has
+    /// CR LF. The tree is not changed.
+    ///
+    /// Nothing is lost silently: what cannot be written is an error that names the field or the file, and
+    /// has the path of the part (badField, badAddress, badDate, cannotEncode, cannotOpen, cannotRead,
+    /// cannotSign). Trees have at most 256 levels (tooDeep). Bodies are streamed, in bounded memory.
+    /// `rawText`, bodies with `data.encoded` and raw parameters are the host's: they are written as
+    /// they are, if that is safe.
+    ///
+    /// Several threads may write the same tree. Throws std::bad_alloc.
+    /// @{
+    /// Into a file, which is written beside its name and gets it when it is complete: never half a mail.
+    Result<void> Save(const File& target, const WriteOptions& options = {}) const;
+    template <KivGuiBase::StandardPath Path>
+    Result<void> Save(const Path& target, const WriteOptions& options = {}) const {
+        return Save(File(target), options);
+    }
+    /// Passes the text on in pieces; `refused` when the sink returns false.
+    Result<void> SaveTo(const Sink& sink, const WriteOptions& options = {}) const;
+    Result<std::string> SaveToString(const WriteOptions& options = {}) const;
+    /// @}
 
     /// The tree as message text in memory. The tree is not changed.
     ///

@@ -6,7 +6,6 @@
 #include "mime/decoding.h"
 #include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
-#include "mime/parser/fields.h"
 #include "mime/parser/header_block.h"
 
 // Header blocks, read again whenever somebody asks for a field. Raw bytes are made UTF-8 before encoded
@@ -55,30 +54,18 @@ private:
     FieldVisitor& visitor_;
 };
 
-/// Takes fields apart, their parameters decoded. Bytes that are not UTF-8 stay for the one who asks: each
-/// value is read by itself, since one that is UTF-8 may have a neighbour that is not.
-class FieldStore {
-public:
-    explicit FieldStore(HeaderMap& headers)
-        : headers_(headers),
-          reading_("", Cursor("", 0), error_, options_, nullptr),
-          fields_(reading_) {}
-
-    void Put(const Field& field) {
-        const KivGuiBase::MemoryWatch watch;
-        fields_.Store(headers_, field.name, field.raw);
-        if (watch.HasFailed()) throw std::bad_alloc();
-    }
-
-private:
-    HeaderMap& headers_;
-    const ReadOptions options_ = ReadOptions::Mail();
-    AnsiStr error_;
-    Reading reading_;
-    FieldReader fields_;
-};
-
 }  // namespace
+
+FieldStore::FieldStore(HeaderMap& headers)
+    : headers_(headers),
+      reading_("", Cursor("", 0), error_, options_, nullptr),
+      fields_(reading_) {}
+
+void FieldStore::Put(const Field& field) {
+    const KivGuiBase::MemoryWatch watch;
+    fields_.Store(headers_, field.name, field.raw);
+    if (watch.HasFailed()) throw std::bad_alloc();
+}
 
 std::string Field::GetText(const TextCharset& how) const {
     std::string unfolded;

@@ -4,6 +4,8 @@
 
 #include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
+#include "mime/parser/fields.h"
+#include "mime/parser/reading.h"
 
 namespace MIME {
 
@@ -17,6 +19,25 @@ protected:
     ~FieldVisitor() = default;
 };
 void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor);
+
+/// Puts fields into a map as the mail rules do: the first of each name, decoded, its parameters taken apart.
+/// Bytes that are not UTF-8 stay for the one who asks: each value is read by itself, since one that is
+/// UTF-8 may have a neighbour that is not. Throws std::bad_alloc.
+class FieldStore {
+public:
+    explicit FieldStore(HeaderMap& headers);
+    FieldStore(const FieldStore&) = delete;
+    FieldStore& operator=(const FieldStore&) = delete;
+
+    void Put(const Field& field);
+
+private:
+    HeaderMap& headers_;
+    const ReadOptions options_ = ReadOptions::Mail();
+    AnsiStr error_;
+    Reading reading_;
+    FieldReader fields_;
+};
 
 /// Puts the first Content-Type and the first Content-Disposition field of an entity, their parameters
 /// decoded, into `headers`, which is empty. Throws std::bad_alloc.

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -18,6 +17,7 @@
 #include "mime/mail/date.h"
 #include "mime/mail/mail_folder.h"
 #include "mime/mail/result.h"
+#include "mime/mail/sink.h"
 #include "mime/mail/text_charset.h"
 #include "mime/read_options.h"
 
@@ -40,9 +40,6 @@ struct Range {
     uint64_t size = 0;
     friend bool operator==(const Range&, const Range&) noexcept = default;
 };
-
-/// Receives bytes in pieces. False stops what makes them. What it throws passes through.
-using Sink = std::function<bool(std::string_view piece)>;
 
 /// Makes text of HTML, both in UTF-8; see HtmlToText in mime/html.h.
 using HtmlConverter = std::string (*)(std::string_view html);

@@ -47,7 +47,7 @@ TransferEncoding::keys ChooseForText(const BodyTraits& traits, bool isAscii) noe
                                                            : TransferEncoding::base64;
 }
 
-/// What keeps a message or multipart from being sent; empty when nothing does.
+/// What keeps a body from being sent as it is; empty when nothing does.
 std::string_view FindFault(const BodyTraits& traits) noexcept {
     if (traits.hasNul) return "has a NUL";
     if (traits.hasBareLineEnds) return "has a CR or LF that is not part of a CR LF";
@@ -56,11 +56,13 @@ std::string_view FindFault(const BodyTraits& traits) noexcept {
     return {};
 }
 
-TransferEncoding::keys ChooseForVerbatim(const BodyTraits& traits, bool isAscii) {
+TransferEncoding::keys ChooseForVerbatim(const BodyTraits& traits, BodyForm form, bool isAscii) {
     const std::string_view fault = FindFault(traits);
     if (!fault.empty()) {
         Fail(ErrorCode::cannotEncode,
-             std::string(fault) + ", and a message or multipart may not be encoded");
+             std::string(fault) + (form == BodyForm::encoded
+                                       ? ", and is to be written as it is"
+                                       : ", and a message or multipart may not be encoded"));
     }
     return isAscii ? TransferEncoding::bit7 : TransferEncoding::bit8;
 }
@@ -89,7 +91,7 @@ BodyPlan PlanLines(const BodySource& body, BodyForm form, std::span<const std::s
     const bool isAscii = survey.GetCharacters().IsAscii();
     const TransferEncoding::keys encoding = form == BodyForm::text
                                                 ? ChooseForText(traits, isAscii)
-                                                : ChooseForVerbatim(traits, isAscii);
+                                                : ChooseForVerbatim(traits, form, isAscii);
     return {.encoding = encoding,
             .size = traits.size,
             .isAscii = isAscii,

@@ -15,6 +15,7 @@ enum class BodyForm {
     text,      ///< lines of text that end in CR LF
     bytes,     ///< any bytes, of which none may change
     verbatim,  ///< a message or multipart, which may not be encoded (RFC 2045, 6.4)
+    encoded,   ///< lines that are encoded already, or a whole entity
 };
 
 /// How a body is sent, and what was seen in it.
@@ -32,8 +33,9 @@ struct BodyPlan {
 /// bytes, no white space before a line end, and no line that begins with ".", with "From ", or with
 /// "--" and one of `boundaries`. Other text becomes quoted-printable or base64, bytes base64.
 ///
-/// A verbatim body is 7bit, or 8bit; WriteFailure (cannotEncode) where neither can carry it, because
-/// of a NUL, a line above 998 bytes, a CR or LF alone, or a boundary line in it.
+/// A verbatim or encoded body is passed on as it is, as 7bit or 8bit; WriteFailure (cannotEncode) where
+/// neither can carry it, because of a NUL, a line above 998 bytes, a CR or LF alone, or a boundary
+/// line in it.
 BodyPlan PlanBody(const BodySource& body, BodyForm form, std::span<const std::string> boundaries);
 
 /// Passes the encoded body on, in pieces and in bounded memory, without a line end after base64.

@@ -54,6 +54,11 @@ std::string WriteDateField(std::string_view name, const Date& date, std::string_
 std::string WriteParameterField(std::string_view name, std::string_view value,
                                 std::span<const Parameter> parameters, std::string_view lineEnd);
 
+/// The field with parameters added that are "name=value" already. They are only checked for what could
+/// end the field: WriteFailure (badField).
+std::string AddRawParameters(std::string field, std::span<const std::string> parameters,
+                             std::string_view lineEnd);
+
 /// A field of any name, as a host gives it: address fields are read as lists, Message-ID and the
 /// like as identifiers, Date as a date; the Content- fields are taken apart and written anew; those
 /// that only programs read, such as Received, DKIM-Signature and List-Id, must be ASCII and are only
@@ -67,5 +72,7 @@ void CheckFieldName(std::string_view name);
 /// control characters, for those that change the direction of text, and for bytes that are not UTF-8.
 /// Empty where the path ends in a separator.
 std::string MakeSentName(std::string_view path);
+/// The same for a name that is no path.
+std::string ReplaceUnsafeCharacters(std::string_view name);
 
 }  // namespace MIME

@@ -11,15 +11,6 @@ using KivGuiBase::EqualsCaseless;
 
 namespace {
 
-/// The end of the field that begins the text: after the line end that no blank follows.
-size_t MeasureField(std::string_view text) {
-    for (size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
-        ++end;
-        if (end == text.size() || !KivGuiBase::IsBlankAscii(text[end])) return end;
-    }
-    return text.size();
-}
-
 /// Notes where the fields of a block begin.
 class FieldStarts final : public FieldVisitor {
 public:
@@ -46,6 +37,14 @@ private:
 };
 
 }  // namespace
+
+size_t MeasureField(std::string_view text) noexcept {
+    for (size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
+        ++end;
+        if (end == text.size() || !KivGuiBase::IsBlankAscii(text[end])) return end;
+    }
+    return text.size();
+}
 
 HeaderEdit::HeaderEdit(const MessageTree& tree, uint32_t index, std::string_view lineEnd)
     : lineEnd_(lineEnd) {

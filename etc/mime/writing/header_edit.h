@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -8,6 +9,9 @@
 #include "mime/mail/message_tree.h"
 
 namespace MIME {
+
+/// The length of the field that begins the text: to the line end that no blank follows, included.
+size_t MeasureField(std::string_view text) noexcept;
 
 /// The header block of an entity as lines that can be changed one by one; the others stay as they
 /// are, lines that are no field included.

@@ -168,4 +168,19 @@ std::string WriteParameterField(std::string_view name, std::string_view value,
     return lines.Finish();
 }
 
+std::string AddRawParameters(std::string field, std::span<const std::string> parameters,
+                             std::string_view lineEnd) {
+    for (const std::string& parameter : parameters) {
+        const bool isSafe = !HasControls(parameter) && parameter.size() <= FieldLines::kMaxWord &&
+                            IsToken(std::string_view(parameter).substr(0, parameter.find('=')));
+        if (!isSafe) {
+            FailField(ErrorCode::badField, field.substr(0, field.find(':')), parameter,
+                      "is a raw parameter that cannot be written");
+        }
+        field.resize(field.size() - lineEnd.size());
+        field.append(";").append(lineEnd).append(" ").append(parameter).append(lineEnd);
+    }
+    return field;
+}
+
 }  // namespace MIME

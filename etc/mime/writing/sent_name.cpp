@@ -20,17 +20,20 @@ bool ChangesText(std::string_view character) noexcept {
 }  // namespace
 
 std::string MakeSentName(std::string_view path) {
-    path.remove_prefix(path.find_last_of("/\\") + 1);
-    std::string name;
-    while (!path.empty()) {
-        const unsigned length = KivGuiBase::MeasureUtf8(path);
-        const std::string_view character = path.substr(0, std::max(length, 1U));
+    return ReplaceUnsafeCharacters(path.substr(path.find_last_of("/\\") + 1));
+}
+
+std::string ReplaceUnsafeCharacters(std::string_view name) {
+    std::string safe;
+    while (!name.empty()) {
+        const unsigned length = KivGuiBase::MeasureUtf8(name);
+        const std::string_view character = name.substr(0, std::max(length, 1U));
         const bool isSafe =
             length != 0 && !IsControlCharacter(character) && !ChangesText(character);
-        name += isSafe ? character : "_";
-        path.remove_prefix(character.size());
+        safe += isSafe ? character : "_";
+        name.remove_prefix(character.size());
     }
-    return name;
+    return safe;
 }
 
 }  // namespace MIME
