@@ -26,6 +26,8 @@ public:
 
     /// Once for each object.
     bool Open(const File& target) noexcept;
+    /// The file that is being written; none (IsEmpty) for a device, and when it has the target's name.
+    const File& GetNewFile() const noexcept { return new_; }
     /// Writes all `size` bytes. An error may be reported only by a later Write or by Commit.
     bool Write(const void* data, size_t size) noexcept;
     /// Puts what was written on the disk and gives it the target's name.

@@ -6,7 +6,6 @@
 
 #include <mime/mime.h>
 
-#include "build_fields.h"
 #include "commands.h"
 #include "files.h"
 #include "kivgui/ascii.h"
@@ -67,12 +66,26 @@ void EncodeQuotedPrintable() {
     Print(encoded);
 }
 
+/// Returns true if mail programs show the text as it is when it stands bare in a field. A long word has
+/// no place where its line can be folded (RFC 5322, 2.1.1).
+bool CanBeBare(std::string_view text) {
+    constexpr size_t kMaxWord = 900;
+    size_t word = 0;
+    for (const char c : text) {
+        word = c == ' ' ? 0 : word + 1;
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F' || word > kMaxWord) return false;
+    }
+    return !text.starts_with(' ') && !text.ends_with(' ') &&
+           text.find("=?") == std::string_view::npos;
+}
+
 void EncodeWord() {
     std::string text = ReadAll();
     if (text.ends_with('\n')) text.pop_back();
     if (text.ends_with('\r')) text.pop_back();
     if (text.find('\0') != std::string::npos) throw Failure(kInput, "has a NUL");
-    Print(MakeUnstructured(kInput, text));
+    if (!KivGuiBase::IsUtf8(text)) throw Failure(kInput, "is not UTF-8");
+    Print(MIME::Encoding::QEncode(AnsiStr(text), !CanBeBare(text)));
     Print("\n");
 }
 

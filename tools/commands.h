@@ -7,6 +7,7 @@
 
 #include "inputs.h"
 #include "message_source.h"
+#include "pass_phrase.h"
 
 /// The subcommands, each in its own file. They print to standard output, return the exit status, and
 /// throw Failure.
@@ -55,17 +56,24 @@ struct BuildOptions {
     std::vector<std::string> inlineFiles, attachments;
     std::string date, messageId;   ///< values of the fields; empty: generated
     std::optional<uint64_t> seed;  ///< makes what is generated the same on every run
-    std::string target = "-";      ///< a path, or "-" for standard output
+    Signer signer;
+    std::string target = "-";  ///< a path, or "-" for standard output
 };
 int Build(const BuildOptions& options);
 
-struct SignOptions {
-    std::string file;      ///< the message; a path, or "-" for standard input
-    std::string signer;    ///< the file with the key
-    std::string passFile;  ///< its first line is the pass phrase; empty: there is none
-    std::string target;    ///< a path, or "-" for standard output
+struct EditOptions {
+    std::string file;                                 ///< a path, or "-" for standard input
+    std::vector<std::string> removedFields;           ///< names
+    std::vector<std::string> setFields, addedFields;  ///< "NAME: VALUE"
+    std::vector<std::string> removedParts;            ///< indices as Show prints them
+    std::vector<std::string> replacedParts;           ///< "INDEX=FILE"
+    std::vector<std::string> attachments;             ///< paths
+    std::string footer;                               ///< a text, or "@" and a path
+    Signer signer;
+    std::string target;  ///< a path, or "-" for standard output
 };
-int Sign(const SignOptions& options);
+/// Writes the message with what is to be changed, and signs it; says which signatures that breaks.
+int EditMessage(const EditOptions& options);
 
 enum class Coding { base64, quotedPrintable, word };
 /// From standard input to standard output.

@@ -67,8 +67,9 @@ public:
                 throw Failure(path, GetLastReason());
             }
         });
-        if (!out.Close()) throw Failure(path, GetLastReason());
-        Leftovers::Keep(path);
+        Leftovers::Keep(path, [&] {
+            if (!out.Close()) throw Failure(path, GetLastReason());
+        });
         return path;
     }
 

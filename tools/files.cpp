@@ -3,14 +3,11 @@
 #include <system_error>
 #include <vector>
 
-#include "kivgui/convert.h"
 #include "kivgui/disk_file.h"
-#include "kivgui/random.h"
+#include "kivgui/replaced_file.h"
 #include "output.h"
+#include "progress.h"
 #include "temporary.h"
-
-// The files of the program: read in pieces, and written beside their target under a name of their own, so
-// that a target is replaced when its content is complete and never before.
 
 namespace Tool {
 
@@ -42,57 +39,32 @@ bool IsStream(const std::string& target) {
     return target == "-" || fs::is_other(fs::status(ToPath(target), ignored));
 }
 
-namespace {
-
-/// A name that nobody can predict, so that nobody can put a link there first.
-std::string MakeName() {
-    unsigned char random[8];
-    if (!KivGuiBase::GetUnpredictableBytes(random, sizeof random)) {
-        throw Failure("random numbers", GetLastReason());
-    }
-    return ".kivmime-" + ToString(KivGuiBase::Binary2B16Str(random, sizeof random, 0, "")) +
-           ".part";
-}
-
-}  // namespace
-
-void ReplaceFile(const std::string& target, const std::function<void(const std::string&)>& write) {
-    fs::path path = ToPath(target);
-    std::error_code error;
-    if (fs::exists(path, error)) path = fs::canonical(path, error);
-    if (error) throw Failure(target, error.message());
-    const fs::path partPath = path.parent_path() / MakeName();
-    const std::string part = FromPath(partPath);
-    // The name is new, so whatever appears there is ours to remove.
-    Leftovers::Add([&part] { return std::string(part); });
-    write(part);
-    const fs::file_status old = fs::status(path, error);
-    if (fs::exists(old)) fs::permissions(partPath, old.permissions(), error);
-    fs::rename(partPath, path, error);
-    if (error) throw Failure(target, error.message());
-    Leftovers::Keep(part);
-}
-
 void WritePieces(const std::string& target, const std::function<void(const TakePiece&)>& give) {
+    Progress progress(target == "-");
     if (target == "-") {
-        give([](std::string_view piece) { Print(piece); });
+        give([&](std::string_view piece) {
+            Print(piece);
+            progress.Add(piece.size());
+        });
         return FinishOutput();
     }
-    const auto write = [&](const std::string& path) {
-        DiskFile out;
-        bool isWritten = out.Open(File(MIME::AnsiStr(path)), DiskFile::Mode::create);
-        give([&](std::string_view piece) {
-            isWritten = isWritten && out.Write(piece.data(), static_cast<unsigned>(piece.size()));
-            if (!isWritten) throw Failure(target, GetLastReason());
-        });
-        if (!isWritten || !out.Close()) throw Failure(target, GetLastReason());
+    KivGuiBase::ReplacedFile out;
+    const auto check = [&](bool isDone) {
+        if (!isDone) throw Failure(target, GetLastReason());
     };
-    if (IsStream(target)) return write(target);
-    ReplaceFile(target, write);
-}
-
-void WriteText(const std::string& target, std::string_view text) {
-    WritePieces(target, [&](const TakePiece& take) { take(text); });
+    const auto open = [&] {
+        check(out.Open(File(MIME::AnsiStr(target))));
+        return ToString(out.GetNewFile().GetPath());
+    };
+    // Opening a pipe waits for its reader, and an interrupt must not wait with it.
+    const bool isStream = IsStream(target);
+    const std::string path = isStream ? open() : Leftovers::Add(open);
+    give([&](std::string_view piece) {
+        check(out.Write(piece.data(), piece.size()));
+        progress.Add(piece.size());
+    });
+    const auto commit = [&] { check(out.Commit()); };
+    isStream ? commit() : Leftovers::Keep(path, commit);
 }
 
 }  // namespace Tool

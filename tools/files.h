@@ -43,17 +43,9 @@ void ReadPieces(std::FILE* stream, const std::string& name, const TakePiece& tak
 /// bytes in order and cannot be replaced.
 bool IsStream(const std::string& target);
 
-/// Replaces or makes a plain file so that it is complete before it gets its name: `write` gets the
-/// path of a new file in the same folder. A link stays, and the file that it leads to is replaced;
-/// permissions stay.
-/// @throws Failure, and what `write` throws; the old file is then unchanged.
-void ReplaceFile(const std::string& target, const std::function<void(const std::string&)>& write);
-
-/// Writes what `give` passes on to a stream or into a file, which is replaced as above.
-/// @throws Failure
+/// Writes what `give` passes on, as it comes, to a stream or into a plain file, which is made or replaced
+/// when everything is written (KivGuiBase::ReplacedFile). A write that takes long is shown on the terminal.
+/// @throws Failure, and what `give` throws; an old file is then unchanged.
 void WritePieces(const std::string& target, const std::function<void(const TakePiece&)>& give);
-
-/// The same for a whole text.
-void WriteText(const std::string& target, std::string_view text);
 
 }  // namespace Tool

@@ -56,19 +56,12 @@ const char* GetName(MIME::Deviation::Severity severity) {
     return "";
 }
 
-/// The index that Show prints: there the whole message is "1".
-std::string MakeIndex(const MIME::AnsiStr& path) {
-    std::string index = "1";
-    if (!path.IsEmpty()) index += '.';
-    return index += std::string_view(path);
-}
-
 void PrintLines(const Input& input, const Finding& finding) {
     const std::string& file = input.file;
     const auto printLine = [&](unsigned long long offset, const MIME::AnsiStr& path,
                                const std::string& severity, const std::string& text) {
-        Print(Escape(file) + ":" + std::to_string(input.offset + offset) + ": " + MakeIndex(path) +
-              ": " + severity + ": " + Escape(text) + "\n");
+        Print(Escape(file) + ":" + std::to_string(input.offset + offset) + ": " +
+              MakeIndex(std::string_view(path)) + ": " + severity + ": " + Escape(text) + "\n");
     };
     const MIME::ReadReport& report = finding.report;
     for (const Entry& entry : report.deviations) {

@@ -1,4 +1,4 @@
-// kivmime: shows, extracts, rewrites, builds and signs MIME messages. docs/kivmime.md is its manual.
+// kivmime: shows, extracts, edits, builds and signs MIME messages. docs/kivmime.md is its manual.
 
 #include <algorithm>
 #include <cstdio>
@@ -31,7 +31,8 @@ struct CommandLine {
     Tool::ExtractOptions extract;
     Tool::RewriteOptions rewrite;
     Tool::BuildOptions build;
-    Tool::SignOptions sign;
+    Tool::EditOptions edit;
+    Tool::EditOptions sign;
     Tool::Coding coding = Tool::Coding::base64;
     Tool::TypeOptions type;
     std::function<int()> command;  ///< runs the subcommand that was given
@@ -114,14 +115,31 @@ void AddExtract(CLI::App& app, CommandLine& line) {
     });
 }
 
+CLI::Option* AddOutput(CLI::App& command, std::string& target) {
+    return command.add_option("-o,--output", target, "The file; - is standard output")
+        ->type_name("OUT");
+}
+
+CLI::Option* AddSigner(CLI::App& command, const std::string& name, Tool::Signer& signer) {
+    CLI::Option* const key =
+        command
+            .add_option(name, signer.file,
+                        "Sign (S/MIME) with this private key and its certificate: PEM or PKCS#12")
+            ->type_name("KEY");
+    command
+        .add_option("--pass-file", signer.passFile,
+                    "The key's pass phrase: the first line of this file")
+        ->needs(key)
+        ->type_name("F");
+    return key;
+}
+
 void AddRewrite(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("rewrite", "Read the message and write it back");
     Tool::Source& source = line.rewrite.source;
     command.add_option("FILE", source.file, "The message; - is standard input")->required();
     AddRules(command, source, true);
-    command.add_option("-o,--output", line.rewrite.target, "The file; - is standard output")
-        ->required()
-        ->type_name("OUT");
+    AddOutput(command, line.rewrite.target)->required();
     command.add_flag("--body", line.rewrite.bodyOnly,
                      "Leave the header block out and print the value of Content-Type instead");
     command.callback([&line] {
@@ -159,8 +177,8 @@ void AddBuild(CLI::App& app, CommandLine& line) {
     AddList(command, "--inline", build.inlineFiles, "Images that the HTML shows", true)
         ->type_name("FILE");
     AddList(command, "--attach", build.attachments, "Attachments", true)->type_name("FILE");
-    command.add_option("-o,--output", build.target, "The file; - is standard output")
-        ->type_name("OUT");
+    AddSigner(command, "--sign", build.signer);
+    AddOutput(command, build.target);
     command.callback([&line] {
         const Tool::BuildOptions& given = line.build;
         if (given.text.empty() && given.html.empty() && given.attachments.empty()) {
@@ -173,22 +191,40 @@ void AddBuild(CLI::App& app, CommandLine& line) {
     });
 }
 
+/// An option whose values have a name, the mark, and something else.
+void AddPairs(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+              const std::string& help, char mark) {
+    AddList(command, name, values, help, false)->check([mark](const std::string& value) {
+        const bool isPair = value.find(mark) != std::string::npos;
+        return isPair ? std::string() : "\"" + value + "\" has no \"" + mark + "\"";
+    });
+}
+
+void AddEdit(CLI::App& app, CommandLine& line) {
+    CLI::App& command = *app.add_subcommand("edit", "Write the message with changes");
+    Tool::EditOptions& edit = line.edit;
+    command.add_option("FILE", edit.file, "The message; - is standard input")->required();
+    AddOutput(command, edit.target)->required();
+    CLI::App& changes = *command.add_option_group("Changes");
+    changes.require_option(1, 0);
+    AddPairs(changes, "--add-field", edit.addedFields, "Add the field \"NAME: VALUE\"", ':');
+    AddPairs(changes, "--set-field", edit.setFields, "Replace the fields of that name", ':');
+    AddList(changes, "--remove-field", edit.removedFields, "Remove the fields of that name", false);
+    AddList(changes, "--remove-part", edit.removedParts, "Remove a part, such as 1.2", false);
+    AddPairs(changes, "--replace-part", edit.replacedParts, "PART=FILE: put a file in its place",
+             '=');
+    AddList(changes, "--attach", edit.attachments, "Add attachments", true)->type_name("FILE");
+    changes.add_option("--footer", edit.footer, "Add lines to the text: TEXT or @FILE");
+    AddSigner(changes, "--sign", edit.signer);
+    command.callback([&line] { line.command = [&line] { return Tool::EditMessage(line.edit); }; });
+}
+
 void AddSign(CLI::App& app, CommandLine& line) {
     CLI::App& command = *app.add_subcommand("sign", "Sign a message (S/MIME)");
     command.add_option("FILE", line.sign.file, "The message; - is standard input")->required();
-    command
-        .add_option("--signer", line.sign.signer,
-                    "The private key and its certificate: PEM or PKCS#12")
-        ->required()
-        ->type_name("KEY");
-    command
-        .add_option("--pass-file", line.sign.passFile,
-                    "The key's pass phrase: the first line of this file")
-        ->type_name("F");
-    command.add_option("-o,--output", line.sign.target, "The file; - is standard output")
-        ->required()
-        ->type_name("OUT");
-    command.callback([&line] { line.command = [&line] { return Tool::Sign(line.sign); }; });
+    AddSigner(command, "--signer", line.sign.signer)->required();
+    AddOutput(command, line.sign.target)->required();
+    command.callback([&line] { line.command = [&line] { return Tool::EditMessage(line.sign); }; });
 }
 
 void AddCoding(CLI::App& app, CommandLine& line, const std::string& name, const std::string& help,
@@ -236,7 +272,7 @@ int ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
 
 int Run(std::vector<std::string> arguments) {
     std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
-    CLI::App app("Shows, extracts, rewrites, builds and signs MIME messages.", "kivmime");
+    CLI::App app("Shows, extracts, edits, builds and signs MIME messages.", "kivmime");
     app.require_subcommand(1);
     app.allow_windows_style_options(false);  // "/x" is a file, there too
     app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
@@ -248,6 +284,7 @@ int Run(std::vector<std::string> arguments) {
     AddExtract(app, line);
     AddRewrite(app, line);
     AddBuild(app, line);
+    AddEdit(app, line);
     AddSign(app, line);
     AddCoding(app, line, "encode", "Encode standard input", Tool::Encode);
     AddCoding(app, line, "decode", "Decode standard input", Tool::Decode);

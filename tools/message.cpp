@@ -112,6 +112,10 @@ std::optional<size_t> Outline::Find(const std::string& index) const {
     return std::nullopt;
 }
 
+std::string MakeIndex(std::string_view path) {
+    return path.empty() ? "1" : "1." + std::string(path);
+}
+
 std::unique_ptr<Message> Message::Read(const Input& input, const Sources& sources) {
     if (sources.strict) return MakeStrictMessage(ReadStrict(input, sources));
     return std::make_unique<MailMessage>(ReadMail(input, sources));

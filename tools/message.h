@@ -51,6 +51,10 @@ private:
     std::vector<Place> places_;
 };
 
+/// The index of the entity whose path the library gives: "" is the whole message, "2.1" the first child of
+/// its second.
+std::string MakeIndex(std::string_view path);
+
 /// A header field to be shown.
 struct ShownField {
     std::string name;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include <mime/mail.h>
 #include <mime/mime.h>
 
 #include "temporary.h"
@@ -20,17 +22,22 @@ struct Source {
 /// The name of a file in messages: its path, or "standard input" for "-".
 std::string GetShownName(const std::string& path);
 
-/// The file at `path` ("-" is standard input) as a plain file: a stream is copied to the path
-/// `copy`, which must be new. @throws Failure
-KivGuiBase::File GetPlainFile(const std::string& path, const std::string& copy);
+/// The path of a plain file with the bytes of `path` ("-" is standard input): a stream is copied into
+/// the work folder. @throws Failure
+std::string GetPlainFile(const std::string& path, WorkFolder& folder);
 
-/// Reads a message; its bodies are files in the work folder. A stream is copied there first.
-///
+/// A file to be sent, with its name, which is not that of a copy.
+struct SentFile {
+    std::filesystem::path path;
+    MIME::FileOptions options;
+};
+SentFile GetSentFile(const std::string& path, WorkFolder& folder);
+
+/// Reads a message by the mail rules. @throws Failure
+MIME::Mail OpenMail(const Source& source, WorkFolder& folder);
+
+/// Reads a message by the exact rules; its bodies are files in the work folder.
 /// @throws Failure with the library's message, or the system's when the file cannot be opened.
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const WorkFolder& folder);
-/// The same for a message that is in a plain file, its Content-Type included.
-/// @param report  null, or what receives the deviations.
-std::unique_ptr<MIME::Part> ReadMessage(const Source& source, const KivGuiBase::File& file,
-                                        MIME::ReadReport* report = nullptr);
+std::unique_ptr<MIME::Part> OpenStrict(const Source& source, WorkFolder& folder);
 
 }  // namespace Tool

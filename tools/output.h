@@ -15,6 +15,7 @@ class Failure : public std::runtime_error {
 public:
     Failure(const std::string& subject, const std::string& reason)
         : std::runtime_error(subject + ": " + reason) {}
+    explicit Failure(const std::string& text) : std::runtime_error(text) {}
 };
 
 /// The text of the library's last error.

@@ -54,19 +54,20 @@ void RemovePaths(List& list) {
 
 }  // namespace
 
-void Add(const std::function<std::string()>& make) {
+std::string Add(const std::function<std::string()>& make) {
     List& list = GetList();
     const std::lock_guard lock(list.mutex);
-    list.paths.insert(make());
+    return *list.paths.insert(make()).first;
 }
 
 void RemoveOnInterrupt() {
     System::OnInterrupt(RemoveAllForGood);
 }
 
-void Keep(const std::string& path) {
+void Keep(const std::string& path, const std::function<void()>& complete) {
     List& list = GetList();
     const std::lock_guard lock(list.mutex);
+    complete();
     list.paths.erase(path);
 }
 
@@ -84,14 +85,16 @@ void RemoveAllForGood() {
 
 }  // namespace Leftovers
 
-WorkFolder::WorkFolder() {
-    try {
-        Leftovers::RemoveOnInterrupt();
-        Leftovers::Add([this] { return path_ = System::MakeTemporaryFolder(); });
-        System::SetTemporaryFolder(path_);
-    } catch (const std::system_error& error) {
-        throw Failure("folder for temporary files", error.what());
+std::string WorkFolder::MakePath(const std::string& name) {
+    if (path_.empty()) {
+        try {
+            Leftovers::Add([this] { return path_ = System::MakeTemporaryFolder(); });
+            System::SetTemporaryFolder(path_);
+        } catch (const std::system_error& error) {
+            throw Failure("folder for temporary files", error.what());
+        }
     }
+    return path_ + "/" + name + "-" + std::to_string(++count_);
 }
 
 }  // namespace Tool

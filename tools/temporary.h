@@ -11,14 +11,15 @@ namespace Tool {
 namespace Leftovers {
 
 /// Runs `make`, which creates a file or folder, and remembers the path that it returns. No
-/// interrupt comes between the two. What `make` throws passes through.
-void Add(const std::function<std::string()>& make);
+/// interrupt comes between the two. What `make` throws passes through. @return the path.
+std::string Add(const std::function<std::string()>& make);
 
 /// From now on an interrupt removes everything. To be called once, while the process has one thread.
 void RemoveOnInterrupt();
 
-/// Forgets a path: the file is complete and stays.
-void Keep(const std::string& path);
+/// Runs `complete`, which completes a file, and forgets its path: it stays. No interrupt comes
+/// between the two. What `complete` throws passes through.
+void Keep(const std::string& path, const std::function<void()>& complete);
 
 /// Removes everything. A call on another thread afterwards finds nothing left to do.
 void RemoveAll();
@@ -28,21 +29,18 @@ void RemoveAllForGood();
 
 }  // namespace Leftovers
 
-/// The process's own folder for temporary files, where the library stores the bodies of messages
-/// that are written again. The library leaves them there, and after a failed read nobody knows their names; so the
-/// whole folder is removed when the command ends or is interrupted (see Leftovers).
-///
-/// Made once, before a message is read.
+/// The process's own folder for temporary files: for copies of streams that are read more than once,
+/// and for the bodies that the exact rules store. Those stay there, and after a failed read nobody
+/// knows their names; so the whole folder is removed when the command ends or is interrupted (see
+/// Leftovers). One thread at a time.
 class WorkFolder {
 public:
-    /// @throws Failure when the folder cannot be made.
-    WorkFolder();
-
-    /// The path of one of our own files in the folder. The names of body files begin with "mimeio-".
-    std::string At(const std::string& name) const { return path_ + "/" + name; }
+    /// A path for a new file in the folder, which the first call makes. @throws Failure
+    std::string MakePath(const std::string& name);
 
 private:
     std::string path_;
+    unsigned count_ = 0;
 };
 
 }  // namespace Tool

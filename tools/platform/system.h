@@ -20,6 +20,9 @@ std::vector<std::string> GetArguments(int argc, char** argv);
 /// @return null, with errno set, on failure.
 std::FILE* OpenStream(const std::string& path);
 
+/// Does the stream go to a terminal?
+bool IsTerminal(std::FILE* stream);
+
 /// Makes a new folder for this user alone in the system's folder for temporary files.
 /// @return its path. @throws std::system_error
 std::string MakeTemporaryFolder();

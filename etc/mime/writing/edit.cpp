@@ -19,6 +19,16 @@ void Do(EditedMail& mail, Call call) {
     if (!done && !mail.firstError) mail.firstError = done.error();
 }
 
+/// The same for a change of an entity, which the error then names.
+template <class Call>
+void Do(EditedMail& mail, const Entity& entity, Call call) {
+    const bool isFirst = !mail.firstError.has_value();
+    Do(mail, call);
+    if (isFirst && mail.firstError) {
+        mail.firstError->SetPlace(entity.GetRange().offset, entity.GetPath());
+    }
+}
+
 std::shared_ptr<const Draft> MakeText(std::string_view text, const char* type) {
     Draft draft;
     draft.type = type;
@@ -71,7 +81,8 @@ Edit& Edit::AddField(std::string_view name, std::string_view value) {
 }
 
 Edit& Edit::AddField(const Entity& entity, std::string_view name, std::string_view value) {
-    Do(*mail_, [&] { mail_->ChangeField(entity, EditedMail::FieldChange::add, name, value); });
+    Do(*mail_, entity,
+       [&] { mail_->ChangeField(entity, EditedMail::FieldChange::add, name, value); });
     return *this;
 }
 
@@ -80,7 +91,8 @@ Edit& Edit::SetField(std::string_view name, std::string_view value) {
 }
 
 Edit& Edit::SetField(const Entity& entity, std::string_view name, std::string_view value) {
-    Do(*mail_, [&] { mail_->ChangeField(entity, EditedMail::FieldChange::set, name, value); });
+    Do(*mail_, entity,
+       [&] { mail_->ChangeField(entity, EditedMail::FieldChange::set, name, value); });
     return *this;
 }
 
@@ -89,22 +101,23 @@ Edit& Edit::RemoveField(std::string_view name) {
 }
 
 Edit& Edit::RemoveField(const Entity& entity, std::string_view name) {
-    Do(*mail_, [&] { mail_->ChangeField(entity, EditedMail::FieldChange::remove, name, {}); });
+    Do(*mail_, entity,
+       [&] { mail_->ChangeField(entity, EditedMail::FieldChange::remove, name, {}); });
     return *this;
 }
 
 Edit& Edit::Replace(const Entity& entity, const NewPart& part) {
-    Do(*mail_, [&] { mail_->Replace(entity, part); });
+    Do(*mail_, entity, [&] { mail_->Replace(entity, part); });
     return *this;
 }
 
 Edit& Edit::Remove(const Entity& entity) {
-    Do(*mail_, [&] { mail_->Remove(entity); });
+    Do(*mail_, entity, [&] { mail_->Remove(entity); });
     return *this;
 }
 
 Edit& Edit::Add(const Entity& multipart, const NewPart& part) {
-    Do(*mail_, [&] { mail_->Add(multipart, part); });
+    Do(*mail_, multipart, [&] { mail_->Add(multipart, part); });
     return *this;
 }
 
@@ -119,7 +132,7 @@ Edit& Edit::AttachBytes(std::string bytes, const FileOptions& options) {
 }
 
 Edit& Edit::AppendText(const Entity& entity, std::string_view text) {
-    Do(*mail_, [&] { mail_->AppendText(entity, text); });
+    Do(*mail_, entity, [&] { mail_->AppendText(entity, text); });
     return *this;
 }
 

@@ -52,16 +52,13 @@ bool EditedMail::IsInside(uint32_t index, uint32_t outer) const noexcept {
 
 /// @return the entity's index. Fails when nothing can be changed in it.
 uint32_t EditedMail::CheckEntity(const Entity& entity) const {
-    const auto fail = [&](ErrorCode code, const char* why) {
-        throw WriteFailure{Error(code, why).SetPlace(entity.GetRange().offset, entity.GetPath())};
-    };
-    if (entity.tree_ != tree_) fail(ErrorCode::notInMail, "");
+    if (entity.tree_ != tree_) Fail(ErrorCode::notInMail);
     if (!entity.IsInSource()) {
-        fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
+        Fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
     }
     for (const auto& [index, change] : changes_) {
         if (change.IsGone() && (index == entity.index_ || IsInside(entity.index_, index))) {
-            fail(ErrorCode::cannotEdit, "was removed or replaced before");
+            Fail(ErrorCode::cannotEdit, "was removed or replaced before");
         }
     }
     return entity.index_;
@@ -423,6 +420,7 @@ void EditedMail::Write(const Take& take) const {
         take(top.version);
         return writeContent(take);
     }
+    CheckCanBeSigned(writeContent);
     signer_->Write(top.outer, MakeFreeBoundary(unique), writeContent, take);
 }
 

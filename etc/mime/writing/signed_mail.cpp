@@ -104,6 +104,12 @@ void WriteTail(const Blob& signature, const std::string& boundary, const Take& t
 
 }  // namespace
 
+void CheckCanBeSigned(const Writing& writeEntity) {
+    LineCheck check;
+    writeEntity([&check](std::string_view piece) { check.Take(piece); });
+    check.Finish();
+}
+
 MailSigner::MailSigner(std::filesystem::path file, std::string passPhrase)
     : file_(std::move(file)), passPhrase_(std::move(passPhrase)) {
     WipeText(passPhrase);

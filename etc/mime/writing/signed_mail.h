@@ -9,6 +9,10 @@
 
 namespace MIME {
 
+/// Fails with cannotSign when the entity that `writeEntity` writes has a line that cannot be signed, so that
+/// nothing of it need be passed on.
+void CheckCanBeSigned(const Writing& writeEntity);
+
 /// Who signs: a file with a key and its certificates, PEM or PKCS#12, and its pass phrase, which is
 /// wiped with this object.
 class MailSigner {

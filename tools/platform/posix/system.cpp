@@ -63,6 +63,10 @@ std::FILE* OpenStream(const std::string& path) {
     return std::fopen(path.c_str(), "rb");
 }
 
+bool IsTerminal(std::FILE* stream) {
+    return isatty(fileno(stream)) == 1;
+}
+
 std::string MakeTemporaryFolder() {
     const char* folder = std::getenv("TMPDIR");
     std::string path = folder != nullptr && *folder != '\0' ? folder : "/tmp";

@@ -47,6 +47,10 @@ std::FILE* OpenStream(const std::string& path) {
     return _wfopen(ToPath(path).c_str(), L"rb");
 }
 
+bool IsTerminal(std::FILE* stream) {
+    return _isatty(_fileno(stream)) != 0;
+}
+
 std::string MakeTemporaryFolder() {
     // The library makes names there that nobody can predict, in UTF-8.
     const KivGuiBase::File name(KivGuiBase::FileType::temporary, "kivmime", true);
