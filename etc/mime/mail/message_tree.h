@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -52,7 +51,7 @@ public:
     /// Those that were found before.
     const std::vector<EntityPlace>& GetFound() const noexcept { return places_; }
     /// The decoded text that some are in; see MessageTree::GetText.
-    std::string_view GetText(size_t index) const noexcept { return texts_[index]; }
+    std::string_view GetText(size_t index) const noexcept { return *texts_[index]; }
 
 private:
     class Search;
@@ -60,7 +59,7 @@ private:
     std::mutex mutex_;
     bool isSearched_ = false;
     std::vector<EntityPlace> places_;
-    std::deque<std::string> texts_;
+    std::vector<std::unique_ptr<const std::string>> texts_;
 };
 
 /// A message as its text and the places of its entities, each before its children. What a Mail owns;

@@ -1,6 +1,7 @@
 // The uuencoded files of a message: every text is searched once, when somebody first asks for one of them.
 // A text that is not encoded is searched where it is; one that is, is decoded, and kept if it has files.
 
+#include <memory>
 #include <utility>
 
 #include "mime/mail/mail.h"
@@ -21,7 +22,7 @@ public:
     }
 
     std::vector<EntityPlace> places;
-    std::deque<std::string> texts;
+    std::vector<std::unique_ptr<const std::string>> texts;
 
 private:
     void Look(uint32_t index) {
@@ -32,8 +33,8 @@ private:
         }
         std::string decoded = Entity(tree_, index).Decode();
         if (FindUuencodedFiles(decoded, 1).empty()) return;
-        texts.push_back(std::move(decoded));
-        Add(index, texts.back(), 0, static_cast<uint32_t>(tree_.decoded.size() + texts.size()));
+        texts.push_back(std::make_unique<const std::string>(std::move(decoded)));
+        Add(index, *texts.back(), 0, static_cast<uint32_t>(tree_.decoded.size() + texts.size()));
     }
 
     /// @param body    of the entity at `index`, decoded.
