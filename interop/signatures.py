@@ -11,7 +11,8 @@ import subprocess
 import sys
 from pathlib import Path
 
-CONTENT = (b"From: Ada <ada@example.com>\r\nSubject: Pond\r\nContent-Type: text/plain; charset=utf-8\r\n"
+HEADER = b"From: Ada <ada@example.com>\r\nSubject: Pond\r\n"
+CONTENT = (b"Content-Type: text/plain; charset=utf-8\r\n"
            b"Content-Transfer-Encoding: 8bit\r\n\r\n.\r\n.dots\r\nwhite space  \r\n\t\r\nGr\xc3\xbc\xc3\x9fe\r\n--x\r\n")
 SIGNERS = ["rsa.pem", "rsa.p12", "pss.pem", "ec.pem", "ec.p12"]
 
@@ -37,7 +38,7 @@ def main():
     (home / "trustlist.txt").write_text(fingerprint.split("=")[1].strip() + " S relax\n")
     run("gpgsm", "--batch", "--import", keys / "root.pem")
     failed = False
-    (folder / "content.eml").write_bytes(CONTENT)
+    (folder / "content.eml").write_bytes(HEADER + CONTENT)
     for signer in SIGNERS:
         text = run(kivmime, "sign", folder / "content.eml", "--signer", keys / signer, "--pass-file", keys / "pass", "-o", "-")
         message = email.message_from_bytes(text)

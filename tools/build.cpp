@@ -87,8 +87,10 @@ int Build(const BuildOptions& options) {
     SetFields(mail, options);
     AddFiles(mail, options, folder);
     SignWith(mail, options.signer);
-    WritePieces(options.target,
-                [&](const TakePiece& take) { CheckWritten(PassOn(mail, take), "the message"); });
+    WritePieces(options.target, [&](const TakePiece& take) {
+        const MIME::Result<void> written = PassOn(mail, take);
+        if (!written) throw Failure(written.error().GetText());
+    });
     return 0;
 }
 

@@ -1,7 +1,5 @@
 """The commands of kivmime that read messages."""
 
-import email
-import email.policy
 import json
 import os
 import unittest
@@ -93,54 +91,20 @@ class Extract(Case):
 
 
 class Rewrite(Case):
-    HEADER = (b"Received: by one;\r\n\tThu, 1 Jan 1970 00:00:00 +0000\r\nReceived: by two\r\n"
-              b"From: =?iso-8859-1?q?J=F6rg?= <j@example.net>\r\nno-value:\r\n")
-    QP = b"Content-Transfer-Encoding: quoted-printable"
-    MESSAGES = {
-        "single part": HEADER + b"\r\nbody without an end of line",
-        "only a header block": b"Subject: x",
-        "no header block": b"\r\nonly text\r\n",
-        "children": HEADER + multipart(
-            part(b"=EF=BB=BFmark\r\n=2D-cut--\r\n" + b"=2D-" + b"x" * 72 + b"=20\r\nlone =0A and =0D", QP),
-            part(b"AAEC\r\nAwQ=\r\n\r\n", b"Content-Transfer-Encoding: base64"),
-            part(b"\xff\x00 ends in a CR\r", b"Content-Transfer-Encoding: 8bit", b"X: 1", b"X: 2"),
-            part(b"begin 644 x\r\n#86)C\r\n`\r\nend", b"Content-Transfer-Encoding: x-uuencode"),
-            part(b""), b"\r\n"),
-        "a message": multipart(b"Content-Type: message/rfc822\r\n\r\nSubject: inner\r\n" +
-                               multipart(part(b"text"), named(b"=?utf-8?q?=C3=A9?=.txt"))) + b"epilogue\r\n",
-        "never closed": multipart(part(b"a"))[:-len(b"\r\n--cut--\r\n")],
-    }
+    MESSAGES = [
+        b"", b"\r\nonly text\r\n", b"Subject: x", b"Subject: x\r\n\r\nbody without an end of line",
+        b"\xef\xbb\xbf\r\n\r\nFrom a@b\r\nReceived: by one;\r\n\tthen\r\nReceived: by two\r\nno-value:\r\n" + multipart(
+            part(b"=3d=\r\n=2D-cut--", b"Content-Transfer-Encoding: quoted-printable"),
+            part(b"AA\r\n!EC\r\n\r\n", b"Content-Transfer-Encoding: base64"), part(b"\xff\x00 ends in a CR\r")),
+        multipart(part(b"never closed"))[:-len(b"\r\n--cut--\r\n")],
+    ]
 
-    @staticmethod
-    def read_with_python(text):
-        return [(entity.items(), None if entity.is_multipart() else entity.get_payload(decode=True),
-                 (entity.preamble or "").strip(), (entity.epilogue or "").strip())
-                for entity in email.message_from_bytes(text, policy=email.policy.compat32).walk()]
-
-    def entities(self, message):
-        """What does not depend on where they are: the root of multipart/related is written first."""
-        shown = json.loads(self.run_tool("show", message, "--json", "--headers")[0])["entities"]
-        return sorted(json.dumps({key: value for key, value in entity.items()
-                                  if key != "index" and not key.lower().endswith("range")}) for entity in shown)
-
-    def test_nothing_is_lost(self):
-        messages = [sample.read_bytes() for sample in sorted(SAMPLES.glob("*.eml"))]
-        self.assertGreater(len(messages), 3)
-        for message in [*messages, *self.MESSAGES.values()]:
-            # Under Wine a program takes long to start, and the line ends are the library's work.
+    def test_no_byte_changes(self):
+        for message in [*(sample.read_bytes() for sample in sorted(SAMPLES.glob("*.eml"))), *self.MESSAGES]:
+            # Under Wine a program takes long to start.
             for text in {message, message if EMULATOR else message.replace(b"\r\n", b"\n")}:
                 with self.subTest(text[:200]):
-                    source = self.file("source.eml", text)
-                    self.run_tool("rewrite", source, "-o", "again.eml")
-                    self.assertEqual(self.entities("again.eml"), self.entities(source))
-                    # An attached message may lose an empty line at its end; sizes were compared above.
-                    have, want = (sorted(body.rstrip() for body in self.bodies(each).values())
-                                  for each in ("again.eml", source))
-                    self.assertEqual(have, want)
-                    again = (self.home / "again.eml").read_bytes()
-                    self.assertEqual(self.run_tool("rewrite", "again.eml", "-o", "-")[0], again)
-                    if message not in messages:
-                        self.assertEqual(self.read_with_python(again), self.read_with_python(text))
+                    self.assertEqual(self.run_tool("rewrite", self.file("source.eml", text), "-o", "-")[0], text)
 
     def test_separate_content_type(self):
         body, given = SAMPLES / "separate_body.txt", "multipart/form-data; boundary=upload-7781"
@@ -150,6 +114,8 @@ class Rewrite(Case):
         self.assertTrue((self.home / "again").read_bytes().startswith(b"--upload-7781\r\n"))
         self.assertEqual(self.bodies("again", "--content-type", printed.decode().rstrip("\n")), first)
         encoded = part(b"dHdv", b"Content-Transfer-Encoding: base64")
+        self.run_tool("rewrite", body, "--content-type", given, "-o", "again")
+        self.assertEqual(self.bodies("again"), first)
         _, errors = self.run_tool("rewrite", "-", "--body", "-o", "again", given=encoded, status=1)
         self.assertIn(b"the body is base64", errors)
 
@@ -164,7 +130,7 @@ class Rewrite(Case):
             self.assertEqual(old.read_bytes(), b"old")
             self.assertEqual(sorted(os.listdir(self.home)), before)
         self.environment["TMPDIR"] = str(self.home / "none")
-        self.assertRegex(self.run_tool("rewrite", NESTED, "-o", "-", status=1)[1], NO_SUCH_FILE)
+        self.assertRegex(self.run_tool("rewrite", "-", "-o", "-", status=1)[1], NO_SUCH_FILE)
         for arguments in (["show"], ["show", "--strict"], ["text"], ["lint"], ["extract", "-o", "-"]):
             self.run_tool(*arguments, "-", given=multipart(part(b"x")) if "-o" not in arguments else b"\r\nx")
 

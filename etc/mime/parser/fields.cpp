@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
@@ -168,6 +169,10 @@ private:
         if (!result.hadEncodedWord) return;
         const bool isFileName =
             EqualsCaseless(name, kind_ == FieldKind::disposition ? "filename" : "name");
+        if (isFileName && kind_ == FieldKind::type) {
+            reading_.encodedName = where_;
+            return;
+        }
         reading_.Note(
             isFileName ? Deviation::encodedWordInFileName : Deviation::encodedWordInParameter,
             where_);
@@ -383,6 +388,11 @@ void NoteFileNames(const HeaderMap& headers, Reading& reading, const char* where
     if (!reading.report.IsWanted()) return;
     const AnsiStr fileName = headers.GetParameter("Content-Disposition", "filename");
     const AnsiStr name = headers.GetParameter("Content-Type", "name");
+    // As a copy of the file name, for older programs, it misleads nobody.
+    const char* const encodedName = std::exchange(reading.encodedName, nullptr);
+    if (encodedName != nullptr && !(fileName == name)) {
+        reading.Note(Deviation::encodedWordInFileName, encodedName);
+    }
     if (!fileName.IsEmpty() && !name.IsEmpty() && !(fileName == name)) {
         reading.Note(Deviation::conflictingFileNames, where);
     }

@@ -90,7 +90,8 @@ struct Reading {
     static constexpr unsigned kMaxDecodedLevels = 8;
 
     Cursor cursor;
-    unsigned decodedLevels = 0;  ///< encoded messages around the cursor
+    unsigned decodedLevels = 0;         ///< encoded messages around the cursor
+    const char* encodedName = nullptr;  ///< a "name" of Content-Type that has an encoded word
     const Rules rules;
     const ReadOptions& options;
     AnsiStr& error;

@@ -2,6 +2,7 @@
 
 import base64
 import os
+import pty
 import signal
 import stat
 import subprocess
@@ -43,11 +44,20 @@ class Streams(Case):
         return written
 
     def test_a_pipe_is_attached(self):
-        source = self.home / "in.txt"
+        source = self.home / "in.bin"
         os.mkfifo(source)
         threading.Thread(target=lambda: source.write_bytes(b"from a pipe\n"), daemon=True).start()
-        written = self.write_pipe("out", "build", "--from", "a@b", "--text", "-", "--attach", "in.txt", "-o", "out")
+        written = self.write_pipe("out", "build", "--from", "a@b", "--text", "-", "--attach", "in.bin", "-o", "out")
+        self.assertIn(b"filename=in.bin", written)
         self.assertIn(base64.b64encode(b"from a pipe\n"), written)
+
+    def test_progress_on_a_terminal(self):
+        many = self.file("many.eml", b"Subject: x\r\n\r\n" + b"text\r\n" * 1_000_000)
+        terminal, side = pty.openpty()
+        process = self.start("rewrite", many, "-o", "-", stderr=side)
+        time.sleep(1.2)  # its output waits that long
+        self.assertEqual(process.communicate()[0], many.read_bytes())
+        self.assertRegex(os.read(terminal, 1000), rb"\r\d+ MB written.*\r +\r")
 
 
 class Files(Case):
@@ -94,7 +104,7 @@ class Interrupt(Case):
                 process = self.start("rewrite", "-", "-o", "out")
                 process.stdin.write(CUT_SHORT)
                 process.stdin.flush()
-                self.wait_for_work(process, self.temp, "*/message")
+                self.wait_for_work(process, self.temp, "*/stream*")
                 process.send_signal(number)
                 process.wait()  # before its input ends
                 process.communicate()
@@ -103,10 +113,14 @@ class Interrupt(Case):
 
     def test_while_bodies_are_written(self):
         many = self.file("many.eml", multipart(*[part(b"x")] * 30_000))
+        with open(self.home / "big", "wb") as big:
+            big.truncate(1 << 30)
         for number in self.SIGNALS:
             out = self.home / number.name
-            for arguments, folder, pattern in [(["rewrite", many, "-o", "out"], self.temp, "*/mimeio-*"),
-                                               (["extract", many, "-d", out], out, "*")]:
+            for arguments, folder, pattern in [
+                    (["rewrite", "--strict", many, "-o", "out"], self.temp, "*/mimeio-*"),
+                    (["build", "--from", "a@b", "--attach", "big", "-o", "out"], self.home, ".kivmime-*"),
+                    (["extract", many, "-d", out], out, "*")]:
                 with self.subTest(arguments[0] + " " + number.name):
                     process = self.start(*arguments)
                     self.wait_for_work(process, folder, pattern)
@@ -114,6 +128,7 @@ class Interrupt(Case):
                     _, errors = process.communicate()
                     self.assertEqual((process.returncode, errors), (-number, b""))
                     self.assertEqual(os.listdir(self.temp), [])
+                    self.assertEqual(list(self.home.glob("*out")) + list(self.home.glob(".*")), [])
             self.assertLessEqual({path.read_bytes() for path in out.iterdir()}, {b"x"}, "incomplete files")
 
 
