@@ -34,28 +34,12 @@ TEST(TargetTest, AFileAppearsWhenItIsCompleteOrNotAtAll) {
             Fail(ErrorCode::badDate);
         });
         EXPECT_EQ(failed.error().GetCode(), ErrorCode::badDate);
-        const auto throws = [&](const Take& take) {
-            writePart(take);
-            throw 1;
-        };
-        EXPECT_THROW((void)SaveTo(ToPath(path), throws), int);
         EXPECT_EQ(folder.List(), round == 0 ? Names() : Names{"x.eml"});
         EXPECT_TRUE(SaveTo(ToPath(path), writePart));
         EXPECT_EQ(folder.List(), Names{"x.eml"});
         EXPECT_EQ(ReadWholeFile(path), whole);
         WriteWholeFile(path, before = "longer than nothing");
     }
-}
-
-TEST(TargetTest, ALinkStaysOne) {
-    const TempFolder folder;
-    std::filesystem::create_directory(ToPath(folder.At("deep")));
-    WriteWholeFile(folder.At("deep/file"), "old");
-    System::MakeLink(folder.At("deep/file"), folder.At("link"));
-    ASSERT_TRUE(SaveTo(ToPath(folder.At("link")), [](const Take& take) { take("new"); }));
-    EXPECT_TRUE(std::filesystem::is_symlink(ToPath(folder.At("link"))));
-    EXPECT_EQ(ReadWholeFile(folder.At("deep/file")), "new");
-    EXPECT_EQ(folder.List(), (Names{"deep", "link"}));
 }
 
 TEST(TargetTest, WhatCannotBeWrittenIsNamed) {
@@ -79,18 +63,6 @@ TEST(TargetTest, WhatCannotBeWrittenIsNamed) {
         EXPECT_TRUE(c.want == 0 || saved.error().GetSystemCode() == c.want) << c.path;
     }
     EXPECT_EQ(folder.List(), Names());
-}
-
-TEST(TargetTest, ASinkStopsTheWriting) {
-    const Writing write = [](const Take& take) {
-        take("a");
-        take("b");
-        ADD_FAILURE() << "goes on";
-    };
-    std::string got;
-    const auto refuseB = [&](std::string_view piece) { return (got += piece) != "ab"; };
-    EXPECT_EQ(PassTo(refuseB, write).error().GetCode(), ErrorCode::refused);
-    EXPECT_THROW((void)PassTo([](std::string_view) -> bool { throw 1; }, write), int);
 }
 
 }  // namespace
