@@ -52,8 +52,8 @@ TEST(PosixReplacedFileTest, PermissionsAreThoseOfTheOldFileOrOfTheUser) {
     const std::string path = folder.At("x");
     const mode_t before = umask(027);
     for (const mode_t want : {0640u, 0604u, 0444u}) {
-        EXPECT_EQ(chmod(path.c_str(), want),
-                  want == 0640 ? -1 : 0);  // the first one makes the file
+        // The first round makes the file.
+        EXPECT_EQ(chmod(path.c_str(), want), want == 0640 ? -1 : 0);
         EXPECT_TRUE(Replace(path));
         struct stat status = {};
         EXPECT_EQ(stat(path.c_str(), &status), 0);
