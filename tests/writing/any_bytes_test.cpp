@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <set>
 
 #include "mime/mail.h"
@@ -171,6 +172,38 @@ TEST(AnyBytesTest, ReplaceOrFollowWhatIsThere) {
             if (!added.ends_with("\r\n")) added += "\r\n";
             EXPECT_EQ(MakeCanonical(got->FindByPath("2")->Decode()), "old\r\n" + added);
         }
+    }
+}
+
+TEST(AnyBytesTest, WhatIsAddedStandsWhereItWasAskedFor) {
+    const Result<Mail> mail = Mail::Parse(
+        "Content-Type: multipart/related; boundary=a\n\n--a\n\n1\n--a\nContent-Type: "
+        "multipart/mixed; boundary=b\n\n--b\n\n2.1\n--b--\n--a\n\n3\n--a--\n");
+    const auto at = [&mail](const char* path) { return *mail->FindByPath(path); };
+    const struct {
+        std::function<void(Edit&)> change;
+        const char* want;
+    } kCases[] = {
+        {[&](Edit& e) { e.Add(at(""), "x"); }, "1:1 2.1:2.1 3:3 4:x "},
+        {[&](Edit& e) { e.Attach(MIME_TEST_KEYS_DIR "/pass"); }, "1.1:1 1.2.1:2.1 1.3:3 2:* "},
+        {[&](Edit& e) { e.Add(at("2"), "x").Remove(at("3")); }, "1:1 2.1:2.1 2.2:x "},
+        {[&](Edit& e) { e.Remove(at("2.1")); }, "1:1 2.1: 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2.1")).Add(at("2"), "x"); }, "1:1 2.1:x 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2.1")).Add(at("2"), "x").Add(at("2"), "y"); },
+         "1:1 2.1:x 2.2:y 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2")).Add(at(""), "x"); }, "1:1 2:3 3:x "},
+    };
+    for (const auto& [change, want] : kCases) {
+        Edit edit(*mail);
+        change(edit);
+        const Result<Mail> got = Mail::Parse(*edit.ToString());
+        std::string found;
+        for (const Entity& entity : got->GetEntities()) {
+            if (entity.HasChildren()) continue;
+            const bool isFile = entity.GetFileName() == "pass";
+            found += entity.GetPath() + ":" + (isFile ? "*" : entity.Decode()) + " ";
+        }
+        EXPECT_EQ(found, want);
     }
 }
 

@@ -26,11 +26,6 @@ std::string_view FindLineEnd(std::string_view text) {
     return feed != std::string_view::npos && (feed == 0 || text[feed - 1] != '\r') ? "\n" : "\r\n";
 }
 
-/// An empty text, for a multipart without another part.
-Draft MakeEmptyDraft() {
-    return {};
-}
-
 std::string MakeVersionField(std::string_view lineEnd) {
     return "MIME-Version: 1.0" + std::string(lineEnd);
 }
@@ -149,7 +144,8 @@ void EditedMail::Attach(const NewPart& part) {
         Fail(ErrorCode::cannotEdit,
              "nothing can be attached to a mail whose Content-Type is not in it");
     }
-    changes_[0].added.push_back(GetDraft(part));
+    const Draft& draft = GetDraft(part);
+    (IsMixed() ? changes_[0].added : changes_[0].attached).push_back(draft);
 }
 
 void EditedMail::AppendText(const Entity& entity, std::string_view text) {
@@ -243,8 +239,8 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
     if (change.replacement) {
         top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
         top.rest = GetPlace(0).end;
-    } else if (!change.added.empty() && !IsMixed()) {
-        top.inner = Wrap(header, change.added, text, unique);
+    } else if (!change.attached.empty()) {
+        top.inner = Wrap(header, change.attached, text, unique);
     } else {
         std::string fields = header.GetContentFields() + std::string(lineEnd_);
         top.inner = [fields = std::move(fields)](const Take& take) { take(fields); };
@@ -253,13 +249,13 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
 }
 
 /// Makes what was the mail's content the first part of a multipart/mixed, and the new parts the others.
-Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& added,
+Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& attached,
                          SplicedText& text, UniqueText& unique) const {
     const std::string boundary = MakeFreeBoundary(unique);
     const std::string end(lineEnd_);
     std::string encoding;
     bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
-    for (const Draft& draft : added) {
+    for (const Draft& draft : attached) {
         Draft planned = Plan(draft, {boundary}, unique);
         is8Bit = is8Bit || planned.Is8Bit();
         text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
@@ -342,7 +338,8 @@ Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
     return [body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); };
 }
 
-/// Takes out the removed children of a multipart, each with one boundary line.
+/// Takes out the removed children of a multipart, each with one boundary line. Where none is left, the
+/// first new one takes their place, or an empty text.
 void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const {
     constexpr uint32_t kNone = EntityPlace::kNone;
     uint32_t lastKept = kNone;
@@ -354,9 +351,11 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
         if (!IsRemoved(child)) lastKept = child;
     }
     if (lastKept == kNone) {
-        return text.Replace(
-            GetPlace(first).begin, GetPlace(last).end,
-            WriteLater(Plan(MakeEmptyDraft(), GetBoundaries(parent), unique), lineEnd_));
+        const auto own = changes_.find(parent);
+        const bool hasNew = own != changes_.end() && !own->second.added.empty();
+        const Draft draft = hasNew ? own->second.added.front() : Draft();
+        return text.Replace(GetPlace(first).begin, GetPlace(last).end,
+                            WriteLater(Plan(draft, GetBoundaries(parent), unique), lineEnd_));
     }
     for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
         const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
@@ -367,13 +366,21 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
     }
 }
 
+bool EditedMail::KeepsChildren(uint32_t parent) const {
+    uint32_t child = parent + 1;
+    while (child < GetPlace(parent).subtreeEnd && IsRemoved(child)) {
+        child = GetPlace(child).subtreeEnd;
+    }
+    return child < GetPlace(parent).subtreeEnd;
+}
+
 bool EditedMail::IsRemoved(uint32_t index) const {
     const auto change = changes_.find(index);
     return change != changes_.end() && change->second.isRemoved;
 }
 
 /// Puts new children after the last one, each after a copy of the last child's boundary line.
-void EditedMail::SpliceAdded(uint32_t index, const std::vector<Draft>& added, UniqueText& unique,
+void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, UniqueText& unique,
                              SplicedText& text) const {
     uint32_t last = index + 1;
     while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) last = GetPlace(last).subtreeEnd;
@@ -415,8 +422,10 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
     // Where several multiparts end at one place, the innermost comes first.
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
-        if (change.added.empty() || change.IsGone() || (index == 0 && !IsMixed())) continue;
-        SpliceAdded(index, change.added, unique, text);
+        if (change.IsGone()) continue;
+        std::span<const Draft> added = change.added;
+        if (!added.empty() && !KeepsChildren(index)) added = added.subspan(1);
+        if (!added.empty()) SpliceAdded(index, added, unique, text);
     }
     return text;
 }
@@ -425,8 +434,7 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
 bool EditedMail::TakesTopApart() const {
     if (signer_) return true;
     const auto top = changes_.find(0);
-    return top != changes_.end() &&
-           (top->second.replacement || (!top->second.added.empty() && !IsMixed()));
+    return top != changes_.end() && (top->second.replacement || !top->second.attached.empty());
 }
 
 void EditedMail::Write(const Take& take) const {
