@@ -55,6 +55,9 @@ uint32_t EditedMail::CheckEntity(const Entity& entity) const {
         throw WriteFailure{Error(code, why).SetPlace(entity.GetRange().offset, entity.GetPath())};
     };
     if (entity.tree_ != tree_) fail(ErrorCode::notInMail, "");
+    if (entity.IsUuencoded()) {
+        fail(ErrorCode::cannotEdit, "is a uuencoded file inside a text, which can be replaced");
+    }
     if (!entity.IsInSource()) {
         fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
     }
