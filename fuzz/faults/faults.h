@@ -71,8 +71,9 @@ struct Operation {
 
 /// Cold ones first. The folder is for the files that they read and write.
 std::vector<Operation> GetOperations(const std::string& folder);
-/// Adds those of mail.h.
+/// Add those of mail.h: what reads, and what writes.
 void AddMailOperations(std::vector<Operation>& all, const std::string& folder);
+void AddWritingOperations(std::vector<Operation>& all, const std::string& folder);
 /// Makes the arguments.
 void Prepare(State& state, const Operation& operation, const std::string& folder);
 

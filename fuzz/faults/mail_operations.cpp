@@ -2,11 +2,10 @@
 // has no file gives an error with the system's code. Both count as failures here; anything else must be
 // the whole result.
 
-#include <new>
 #include <sstream>
 
 #include "faults/faults.h"
-#include "kivgui/error.h"
+#include "faults/try_text.h"
 #include "mime/mail.h"
 #include "mime/mail/uuencode.h"
 #include "support/temp_folder.h"
@@ -39,25 +38,6 @@ constexpr char kMail[] =
 
 constexpr char kMbox[] =
     "From a@b Mon Nov 23 10:00:00 2026\n\n>From x\n\nFrom c@d Mon Nov 23 10:00:00 2026\n\ny\n";
-
-/// Runs what gives a text or an error; the text is the result to compare.
-template <class Body>
-bool Try(State& s, Body body) {
-    try {
-        const Result<std::string> result = body();
-        if (!result) {
-            KivGuiBase::SetLastError(result.error().GetSystemCode());
-            return false;
-        }
-        Disarm();
-        s.texts[0] = std::string_view(*result);
-        Arm();
-        return true;
-    } catch (const std::bad_alloc&) {
-        KivGuiBase::SetLastError(KivGuiBase::kErrorNotEnoughMemory);
-        return false;
-    }
-}
 
 /// All that a mail says.
 std::string Tell(const Mail& mail) {

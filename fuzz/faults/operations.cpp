@@ -206,6 +206,7 @@ std::vector<Operation> GetOperations(const std::string& folder) {
 #include "faults/operations.inc"
     AddReadings(all, folder);
     AddMailOperations(all, folder);
+    AddWritingOperations(all, folder);
     return all;
 }
 

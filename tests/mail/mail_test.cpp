@@ -11,6 +11,7 @@
 
 #include "mime/mime.h"
 #include "support/bytes.h"
+#include "support/messages.h"
 #include "support/same_tree.h"
 #include "support/temp_folder.h"
 
@@ -19,22 +20,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using Test::FindDifference;
+using Test::FindMessages;
 using Test::ReadWholeFile;
 using Test::TempFolder;
-
-/// The messages of the tests, and those of the folder that KIVMIME_CORPUS names.
-std::vector<fs::path> FindMessages() {
-    std::vector<fs::path> folders = {fs::path(MIME_TEST_DATA_DIR) / "mail"};
-    if (const char* more = std::getenv("KIVMIME_CORPUS")) folders.emplace_back(more);
-    std::vector<fs::path> messages;
-    for (const fs::path& folder : folders) {
-        for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-            const bool isText = entry.path().extension() != ".tree";
-            if (entry.is_regular_file() && isText) messages.push_back(entry.path());
-        }
-    }
-    return messages;
-}
 
 TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
     const TempFolder folder;

@@ -174,5 +174,43 @@ TEST(AnyBytesTest, ReplaceOrFollowWhatIsThere) {
     }
 }
 
+TEST(AnyBytesTest, FootersOfBareMails) {
+    const char* const kMails[] = {"",
+                                  "\r\n",
+                                  "Subject: x",
+                                  "Subject: x\r\n",
+                                  "Subject: x\r\n\r\n",
+                                  "Subject: x\nbody",
+                                  "body",
+                                  "body\n",
+                                  "Content-Type: text/html",
+                                  "Content-Type: multipart/mixed; boundary=a\n\n--a\n\n--a--",
+                                  "Content-Type: multipart/mixed; boundary=a\n\n--a\nX: y\n--a--"};
+    const Result<Mail> like = Mail::Parse("Subject: x\r\n\r\nTo: y@z.org\r\n");
+    const Result<std::string> bare = Edit(*like).RemoveField("Subject").ToString();
+    EXPECT_EQ(Mail::Parse(*bare)->GetText(), "To: y@z.org\n") << "does not become a field";
+    for (const std::string source : kMails) {
+        for (const std::string footer : {"Bcc: x@y.org", "\u00FC: x", "\r\nx", "From x", "--a"}) {
+            SCOPED_TRACE(Escape(source) + " and " + Escape(footer));
+            const Result<Mail> mail = Mail::Parse(source);
+            for (const size_t more : {size_t{0}, size_t{1}}) {
+                Edit edit(*mail);
+                if (more != 0) edit.AddField("X-A", "b");
+                const Result<std::string> text = edit.AddFooter(footer).ToString();
+                ASSERT_TRUE(text) << text.error().GetText();
+                const Result<Mail> got = Mail::Parse(*text);
+                EXPECT_EQ(got->GetEntities().size(), mail->GetEntities().size());
+                EXPECT_NE((got->GetText() + got->GetHtml()).find(footer.substr(2)),
+                          std::string::npos);
+                const size_t fields = mail->GetTop().GetFields().size() + more;
+                // A text that became UTF-8 has up to three more.
+                const bool isNamed = got->GetTop().FindField("MIME-Version").has_value();
+                EXPECT_LE(got->GetTop().GetFields().size(), fields + (isNamed ? 3 : 0));
+                EXPECT_GE(got->GetTop().GetFields().size(), fields);
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace MIME

@@ -20,6 +20,9 @@ struct Draft {
     std::string type = "text/plain";
     std::vector<Parameter> parameters;       ///< of the type, without a boundary
     std::vector<std::string> rawParameters;  ///< "name=value", written as they are
+    std::string versionField;                ///< MIME-Version, written before the type; or empty
+    /// Type and version are left out where the body is what an entity without them has: ASCII, 7bit.
+    bool mayLackType = false;
     /// A whole Content-Type field that says the same, boundary included. It is written instead, unless
     /// PlanDraft has to choose another boundary.
     std::string typeField;

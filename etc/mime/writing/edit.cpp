@@ -37,10 +37,13 @@ std::shared_ptr<const Draft> MakeText(std::string_view text, const char* type) {
     return std::make_shared<const Draft>(std::move(draft));
 }
 
-/// What the written mail is returned with.
-Result<EditOutcome> Finish(const EditedMail& mail, const Result<void>& written) {
+/// Writes the mail. What is said about it is found before: once it is written, nothing may fail.
+template <class WriteMail>
+Result<EditOutcome> Finish(const EditedMail& mail, WriteMail write) {
+    EditOutcome outcome{mail.FindBrokenSignatures()};
+    const Result<void> written = write([&mail](const Take& take) { mail.Write(take); });
     if (!written) return written.error();
-    return EditOutcome{mail.FindBrokenSignatures()};
+    return Result<EditOutcome>(std::move(outcome));
 }
 
 }  // namespace
@@ -151,11 +154,11 @@ std::vector<BrokenSignature> Edit::GetBrokenSignatures() const {
 }
 
 Result<EditOutcome> Edit::Save(const std::filesystem::path& path) {
-    return Finish(*mail_, SaveTo(path, [this](const Take& take) { mail_->Write(take); }));
+    return Finish(*mail_, [&path](const Writing& write) { return SaveTo(path, write); });
 }
 
 Result<EditOutcome> Edit::WriteTo(const Sink& sink) {
-    return Finish(*mail_, PassTo(sink, [this](const Take& take) { mail_->Write(take); }));
+    return Finish(*mail_, [&sink](const Writing& write) { return PassTo(sink, write); });
 }
 
 Result<std::string> Edit::ToString() {

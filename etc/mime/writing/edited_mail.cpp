@@ -31,6 +31,10 @@ Draft MakeEmptyDraft() {
     return {};
 }
 
+std::string MakeVersionField(std::string_view lineEnd) {
+    return "MIME-Version: 1.0" + std::string(lineEnd);
+}
+
 Writing WriteLater(Draft draft, std::string_view lineEnd) {
     return
         [draft = std::move(draft), lineEnd](const Take& take) { WriteDraft(draft, lineEnd, take); };
@@ -234,7 +238,7 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
     const Change change = found == changes_.end() ? Change() : found->second;
     TopText top;
     top.outer = header.GetOtherFields();
-    top.version = "MIME-Version: 1.0" + std::string(lineEnd_);
+    top.version = MakeVersionField(lineEnd_);
     top.rest = GetPlace(0).body;
     if (change.replacement) {
         top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
@@ -270,34 +274,55 @@ Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& add
     return [fields = std::move(fields)](const Take& take) { take(fields); };
 }
 
-void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, SplicedText& text) const {
+/// @param hasNewBody  something is put before the body, or in its place.
+void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
+                              SplicedText& text) const {
     const EntityPlace& place = GetPlace(index);
     std::string block = header.GetText();
+    const bool hasBody = hasNewBody || place.body < place.end;
+    // Readers skip empty lines before the first field, and would look for it in the body.
+    if (index == 0 && hasBody && block.empty()) block = MakeVersionField(lineEnd_);
     // Where there was no empty line before the body, there must be one now.
-    if (place.fieldsEnd == place.body && place.body < place.end && !block.empty())
+    if (place.fieldsEnd == place.body && hasBody) {
+        if (!block.empty() && !block.ends_with('\n')) block += lineEnd_;
         block += lineEnd_;
+    }
     text.Replace(place.fields, place.fieldsEnd, std::move(block));
 }
 
-/// @param header  changed where the text has to be encoded anew.
+/// Splices lines that are added to a text, and the header, which is changed where the text has to be
+/// encoded anew.
 void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
                               std::optional<HeaderEdit>& header, SplicedText& text) const {
     const EntityPlace& place = GetPlace(index);
     Footer footer =
         MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_, GetBoundaries(index));
-    if (!footer.insertion) return SpliceNewText(index, std::move(footer.text), header, text);
-    const uint64_t at = place.body + footer.insertion->offset;
-    text.Replace(at, at, std::move(footer.insertion->text));
+    uint64_t begin = place.body;
+    uint64_t end = place.end;
+    Writing write;
+    if (footer.insertion) {
+        begin = end = place.body + footer.insertion->offset;
+        write = [added = std::move(footer.insertion->text)](const Take& take) { take(added); };
+    } else {
+        write = EncodeNewText(index, std::move(footer.text), header);
+    }
+    const bool hasEmptyLine = place.fieldsEnd != place.body;
+    const bool hasFields = place.fields != place.fieldsEnd;
+    if (!header && place.body == place.end && !(hasEmptyLine && hasFields)) {
+        header.emplace(*tree_, index, lineEnd_);
+    }
+    if (header && (index != 0 || !TakesTopApart())) SpliceHeader(index, *header, true, text);
+    text.Replace(begin, end, std::move(write));
 }
 
-/// Puts a text in UTF-8 in the place of a body.
-void EditedMail::SpliceNewText(uint32_t index, std::string newText,
-                               std::optional<HeaderEdit>& header, SplicedText& text) const {
+/// A text in UTF-8 for the place of a body, and the fields that say so.
+Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
+                                  std::optional<HeaderEdit>& header) const {
     if (index == 0 && tree_->hasContentType) {
         Fail(ErrorCode::cannotEdit, "the mail's Content-Type is not in it");
     }
     const Entity entity = GetEntity(index);
-    const SharedBody body = MakeTextSource(std::move(newText));
+    const SharedBody body = MakeCanonicalSource(MakeTextSource(std::move(newText)));
     const BodyPlan plan = PlanBody(*body, BodyForm::text, GetBoundaries(index));
     std::vector<Parameter> parameters;
     if (const std::optional<Field> type = entity.FindField("Content-Type")) {
@@ -308,13 +333,13 @@ void EditedMail::SpliceNewText(uint32_t index, std::string newText,
     });
     parameters.push_back({"charset", "utf-8"});
     if (!header) header.emplace(*tree_, index, lineEnd_);
+    if (index == 0 && !header->Has("MIME-Version")) {
+        header->Add("MIME-Version", MakeVersionField(lineEnd_));
+    }
     header->Set("Content-Type",
                 WriteParameterField("Content-Type", entity.GetMediaType(), parameters, lineEnd_));
     header->Set("Content-Transfer-Encoding", MakeEncodingField(plan.encoding, lineEnd_));
-    const auto write = [body, plan, end = lineEnd_](const Take& take) {
-        EncodeBody(*body, plan, end, take);
-    };
-    text.Replace(GetPlace(index).body, GetPlace(index).end, Writing(write));
+    return [body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); };
 }
 
 /// Takes out the removed children of a multipart, each with one boundary line.
@@ -379,8 +404,11 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
             continue;
         }
         std::optional<HeaderEdit> header = change.header;
-        if (!change.footer.empty()) SpliceFooter(index, change.footer, header, text);
-        if (header && (index != 0 || !TakesTopApart())) SpliceHeader(index, *header, text);
+        if (!change.footer.empty()) {
+            SpliceFooter(index, change.footer, header, text);
+        } else if (header && (index != 0 || !TakesTopApart())) {
+            SpliceHeader(index, *header, false, text);
+        }
         if (index == 0) topHeader = std::move(header);
     }
     for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);

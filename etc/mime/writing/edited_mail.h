@@ -79,11 +79,12 @@ private:
     TopText MakeTop(const HeaderEdit& header, SplicedText& text, UniqueText& unique) const;
     Writing Wrap(const HeaderEdit& header, const std::vector<Draft>& added, SplicedText& text,
                  UniqueText& unique) const;
-    void SpliceHeader(uint32_t index, const HeaderEdit& header, SplicedText& text) const;
+    void SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
+                      SplicedText& text) const;
     void SpliceFooter(uint32_t index, const std::string& lines, std::optional<HeaderEdit>& header,
                       SplicedText& text) const;
-    void SpliceNewText(uint32_t index, std::string newText, std::optional<HeaderEdit>& header,
-                       SplicedText& text) const;
+    Writing EncodeNewText(uint32_t index, std::string newText,
+                          std::optional<HeaderEdit>& header) const;
     void SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const;
     void SpliceAdded(uint32_t index, const std::vector<Draft>& added, UniqueText& unique,
                      SplicedText& text) const;

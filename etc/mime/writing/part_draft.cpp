@@ -220,6 +220,9 @@ private:
             MakeBody(std::move(body));
         }
         if (!part_.info.charset.IsEmpty()) SetCharset(ToString(part_.info.charset));
+        draft_.mayLackType = fields_.WasRead() && fields_.GetReadType().empty() &&
+                             field_.value.empty() && draft_.parameters.empty() &&
+                             draft_.type == "text/plain";
     }
 
     void MakeBody(SharedBody body) {
@@ -371,7 +374,7 @@ private:
         }
         EntityDrafter(part, fields, draft).Make();
         if (role == Role::message && !fields.Has("MIME-Version")) {
-            fields.Add("MIME-Version", "MIME-Version: 1.0\r\n");
+            draft.versionField = "MIME-Version: 1.0\r\n";
         }
         const PartFields::Kind kind =
             role == Role::signedContent ? PartFields::Kind::content : PartFields::Kind::all;

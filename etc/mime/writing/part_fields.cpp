@@ -181,7 +181,7 @@ ParameterList PartFields::Decode(const ParameterMap& map, std::vector<std::strin
         }
         if (value.empty() || (!last.empty() && EqualsCaseless(name, last))) continue;
         last = name;
-        if (!wasRead_ && (name.size() != key.size() || HasEncodedWord(value))) {
+        if (!wasRead_ && KivGuiBase::IsAsciiText(value)) {
             value = Whole([&] {
                 const Decoding::ParameterResult decoded =
                     Decoding::Parameter(map, AnsiStr(std::string_view(name)));
@@ -222,10 +222,6 @@ std::string PartFields::Write(std::string_view name, std::string value,
 }
 
 // --------------------------------------------------------------------------------- what is asked --
-
-ParameterList PartFields::GetType() const {
-    return type_;
-}
 
 std::string PartFields::GetReadType() const {
     const HeaderMap::Node* const field = read_.Find("Content-Type");

@@ -19,8 +19,8 @@ public:
 
     /// Does the part have the fields of a text that it was read from, by the mail rules?
     bool WasRead() const noexcept { return wasRead_; }
-    /// Content-Type, decoded. Not before the fields were read, and without parameters that have no value.
-    ParameterList GetType() const;
+    /// Content-Type, decoded, without parameters that have no value.
+    const ParameterList& GetType() const noexcept { return type_; }
     /// The value of Content-Type in the text that was read; empty when there is none.
     std::string GetReadType() const;
     /// The Content-Type field of that text, if it still says the same; else empty.

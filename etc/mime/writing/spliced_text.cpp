@@ -14,8 +14,9 @@ void SplicedText::Replace(uint64_t begin, uint64_t end, std::string with) {
 }
 
 void SplicedText::Sort() {
-    std::stable_sort(splices_.begin(), splices_.end(),
-                     [](const Splice& a, const Splice& b) { return a.begin < b.begin; });
+    std::stable_sort(splices_.begin(), splices_.end(), [](const Splice& a, const Splice& b) {
+        return std::pair(a.begin, a.end) < std::pair(b.begin, b.end);
+    });
 }
 
 void SplicedText::Write(uint64_t from, const Take& take) const {

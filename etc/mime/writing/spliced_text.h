@@ -16,7 +16,7 @@ public:
     explicit SplicedText(std::string_view source) noexcept : source_(source) {}
 
     /// Replaces a range, which may be empty. Ranges do not overlap; where several begin at one place,
-    /// they are written in the order of the calls.
+    /// the empty ones come first, in the order of the calls.
     void Replace(uint64_t begin, uint64_t end, Writing with);
     void Replace(uint64_t begin, uint64_t end, std::string with);
 

@@ -17,12 +17,12 @@ struct WriteOptions {
 
     /// Signs what is written as S/MIME (RFC 8551): a file with a key and its certificates, PEM or
     /// PKCS#12 (only PKCS#12 on Windows). Without one nothing is signed.
-    KivGuiBase::File signer;
-    std::string passPhrase;  ///< of that file; copies of it are wiped from memory, this is not
+    KivGuiBase::File signer = {};
+    std::string passPhrase = {};  ///< of that file; copies of it are wiped from memory, this is not
 
     /// For tests: the same tree gives the same text. Boundaries and identifiers are made from it, and the
     /// Date that is added is the start of 1970.
-    std::optional<uint64_t> seed;
+    std::optional<uint64_t> seed = {};
 };
 
 }  // namespace MIME

@@ -162,6 +162,10 @@ int __wrap_munmap(void* start, size_t size) {
         return Fails(kind) ? failure : __real_##name(__VA_ARGS__); \
     }
 WRAP(int, unlink, removing, -1, (const char* path), path)
+WRAP(int, fsync, flushing, -1, (int file), file)
+WRAP(int, fchmod, permitting, -1, (int file, mode_t mode), file, mode)
+WRAP(int, rename, renaming, -1, (const char* from, const char* to), from, to)
+WRAP(ssize_t, readlink, asking, -1, (const char* path, char* text, size_t size), path, text, size)
 WRAP(int, stat, asking, -1, (const char* path, struct stat* status), path, status)
 WRAP(int, fstat, asking, -1, (int file, struct stat* status), file, status)
 WRAP(int, getentropy, drawing, -1, (void* buffer, size_t size), buffer, size)

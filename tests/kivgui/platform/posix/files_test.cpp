@@ -1,6 +1,5 @@
 // Pipes and processes of POSIX systems. What both systems owe is in file_test.cpp.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -53,15 +52,12 @@ TEST(PosixReplacedFileTest, PermissionsAreThoseOfTheOldFileOrOfTheUser) {
     const std::string path = folder.At("x");
     const mode_t before = umask(027);
     for (const mode_t want : {0640u, 0604u, 0444u}) {
-        EXPECT_EQ(chmod(path.c_str(), want),
-                  want == 0640 ? -1 : 0);  // the first one makes the file
-        // Root may give the file away.
-        const bool isAnothers = want == 0604 && chown(path.c_str(), 1, 2) == 0;
+        // The first round makes the file.
+        EXPECT_EQ(chmod(path.c_str(), want), want == 0640 ? -1 : 0);
         EXPECT_TRUE(Replace(path));
         struct stat status = {};
         EXPECT_EQ(stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, want);
-        EXPECT_TRUE(!isAnothers || (status.st_uid == 1 && status.st_gid == 2));
     }
     umask(before);
 }
@@ -75,20 +71,6 @@ TEST(PosixReplacedFileTest, LinksAreFollowedAsTheSystemDoes) {
     EXPECT_TRUE(Replace(folder.At("first")));
     EXPECT_EQ(folder.List(), (std::vector<std::string>{"d", "first", "third"}));
     EXPECT_EQ(MIME::Test::ReadWholeFile(folder.At("first")), "new");
-    ASSERT_EQ(symlink("loop", folder.At("loop").c_str()), 0);
-    EXPECT_FALSE(Replace(folder.At("loop")));
-    EXPECT_EQ(GetLastError(), kErrorCantResolveName);
-}
-
-TEST(PosixReplacedFileTest, APipeIsWrittenTo) {
-    const MIME::Test::TempFolder folder;
-    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
-    const int reader = open(folder.At("pipe").c_str(), O_RDONLY | O_NONBLOCK);
-    EXPECT_TRUE(Replace(folder.At("pipe")));
-    char got[4] = {};
-    EXPECT_EQ(read(reader, got, sizeof got), 3);
-    close(reader);
-    EXPECT_EQ(folder.List(), std::vector<std::string>{"pipe"});
 }
 
 }  // namespace

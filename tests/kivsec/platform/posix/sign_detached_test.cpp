@@ -114,29 +114,21 @@ TEST_F(SignDetachedTest, TheConfigurationOfTheHostNeitherMattersNorChanges) {
 
 TEST_F(SignDetachedTest, MailThatIsSignedAsItIsWrittenVerifies) {
     for (const char* form : kForms) {
-        const MIME::MailSigner signer(GetKeyFile(form),
-                                      std::string(std::string_view(GetPassPhrase())));
+        const MIME::MailSigner signer(GetKeyFile(form), GetPassPhrase().GetStr());
         const auto write = [](const MIME::Take& take) {
             for (int i = 0; i < 9000; ++i) take(i == 0 ? "A: b\r\n\r\n" : ".From \xFF \r\n");
         };
         const auto mail = MIME::Collect(
             [&](const MIME::Take& take) { signer.Write("Subject: x\r\n", "=_x", write, take); });
-        for (const char* change : {"", "!"}) {
-            std::string text = *mail;
-            const size_t middle = text.size() / 2;
-            text.replace(middle, std::strlen(change), change);
-            BIO* const in = BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
-            BIO* content = nullptr;
-            CMS_ContentInfo* const message = SMIME_read_CMS(in, &content);
-            const int isValid =
-                CMS_verify(message, nullptr, nullptr, content, nullptr, CMS_NO_SIGNER_CERT_VERIFY);
-            EXPECT_EQ(isValid, *change == '\0') << form;
-            CMS_ContentInfo_free(message);
-            BIO_free(content);
-            BIO_free(in);
-        }
+        BIO* const in = BIO_new_mem_buf(mail->data(), static_cast<int>(mail->size()));
+        BIO* content = nullptr;
+        CMS_ContentInfo* const message = SMIME_read_CMS(in, &content);
+        constexpr unsigned kFlags = CMS_NO_SIGNER_CERT_VERIFY;
+        EXPECT_EQ(CMS_verify(message, nullptr, nullptr, content, nullptr, kFlags), 1) << form;
+        CMS_ContentInfo_free(message);
+        BIO_free(content);
+        BIO_free(in);
     }
-    ERR_clear_error();
 }
 
 // ------------------------------------------------------------------------- what stays in memory --
