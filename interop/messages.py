@@ -29,8 +29,8 @@ def mailbox(name, address):
 
 
 def as_text(content):
-    """A text as build encodes it: without byte-order marks in front, lines ended by CR LF."""
-    content = content.lstrip("\ufeff").replace("\r\n", "\n").replace("\n", "\r\n")
+    """A text as build encodes it: without a byte-order mark in front, lines ended by CR LF."""
+    content = content.removeprefix("\ufeff").replace("\r\n", "\n").replace("\r", "\n").replace("\n", "\r\n")
     return content.encode(), "us-ascii" if content.isascii() else "utf-8"
 
 
@@ -58,14 +58,14 @@ class Maker:
             entities.append(entity(depth + 1, kind, *as_text(content)))
         for file, content in files.items():
             kind = TYPES.get(file.rpartition(".")[2], OCTETS) if "." in file else OCTETS
-            entities.append(entity(1, kind, content, "us-ascii" if kind == "text/plain" else "", file))
+            entities.append(entity(1, kind, content, "us-ascii" if kind == "text/plain" else "", file.rpartition("\\")[2]))
         return path, {"subject": subject, "from": [list(sender)], "to": [list(one) for one in recipients],
                       "entities": entities}
 
     def make_all(self, count):
         """Name, path and what must be found."""
         every_text = "".join(PIECES)
-        yield "fields", *self.build("fields", " ".join(WORDS) + "\r\nBcc: x@y", MAILBOXES[1], MAILBOXES, every_text, "", {})
+        yield "fields", *self.build("fields", " ".join(WORDS), MAILBOXES[1], MAILBOXES, every_text, "", {})
         files = {name: b"the file " + str(i).encode() for i, name in enumerate(FILE_NAMES)}
         files |= {"all bytes.bin": bytes(range(256)) * 2, "empty.txt": b"", "dots.txt": b".\r\nFrom x\r\n" + b"l" * 999}
         yield "files", *self.build("files", "several words " * 40 + "end", MAILBOXES[6], MAILBOXES[:1], ".\n..\n", "x" * 1500, files)

@@ -44,9 +44,7 @@ void ChangeFields(Edit& edit, const EditOptions& options) {
 class Parts {
 public:
     Parts(const MIME::Mail& mail, const std::string& shown)
-        : outline_(mail),
-          entities_(mail.GetEntities().begin(), mail.GetEntities().end()),
-          shown_(shown) {}
+        : outline_(mail), entities_(ListEntities(mail)), shown_(shown) {}
 
     const MIME::Entity& operator[](const std::string& index) const {
         const std::optional<size_t> found = outline_.Find(index);
@@ -63,13 +61,9 @@ private:
 void ChangeParts(Edit& edit, const Parts& parts, const EditOptions& options, WorkFolder& folder) {
     for (const std::string& index : options.removedParts) edit.Remove(parts[index]);
     for (const std::string& replaced : options.replacedParts) {
-        const auto [index, file] = Divide(replaced, '=');
-        const SentFile part = GetSentFile(file, folder);
-        edit.Replace(parts[index], MIME::NewPart::File(part.path, part.options));
-    }
-    for (const std::string& path : options.attachments) {
+        const auto [index, path] = Divide(replaced, '=');
         const SentFile file = GetSentFile(path, folder);
-        edit.Attach(file.path, file.options);
+        edit.Replace(parts[index], MIME::NewPart::File(file.path, file.options));
     }
 }
 
@@ -122,7 +116,13 @@ int EditMessage(const EditOptions& options) {
         if (!options.signer.file.empty()) CheckCanBeSigned(mail, shown);
         Edit edit(mail);
         ChangeFields(edit, options);
-        ChangeParts(edit, Parts(mail, shown), options, folder);
+        if (!options.removedParts.empty() || !options.replacedParts.empty()) {
+            ChangeParts(edit, Parts(mail, shown), options, folder);
+        }
+        for (const std::string& path : options.attachments) {
+            const SentFile file = GetSentFile(path, folder);
+            edit.Attach(file.path, file.options);
+        }
         AddFooter(edit, options.footer);
         SignWith(edit, options.signer);
         auto written = PassOn(edit, take);

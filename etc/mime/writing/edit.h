@@ -62,8 +62,8 @@ struct EditOutcome {
 /// New lines end as those of the mail do. Texts are UTF-8; nothing that is given can end a field or
 /// start one. A call that cannot be done does nothing but remember that; Save, WriteTo and ToString
 /// then return the first such error, and write nothing: notInMail for an entity of another mail,
-/// cannotEdit for one that was removed before, lies in a carried message that is in a transfer
-/// encoding, or is a uuencoded file (its text can be replaced). The entity's path is in the error.
+/// cannotEdit for one that was removed before, is a uuencoded file, or lies in a carried message that
+/// is in a transfer encoding. The entity's path is in the error.
 ///
 /// The Mail must live as long, and stays as it is. One thread at a time. Throws std::bad_alloc.
 class KIV_EXPORT Edit {

@@ -58,7 +58,7 @@ bool EditedMail::IsInside(uint32_t index, uint32_t outer) const noexcept {
 uint32_t EditedMail::CheckEntity(const Entity& entity) const {
     if (entity.tree_ != tree_) Fail(ErrorCode::notInMail);
     if (entity.IsUuencoded()) {
-        Fail(ErrorCode::cannotEdit, "is a uuencoded file inside a text, which can be replaced");
+        Fail(ErrorCode::cannotEdit, "is a file in the lines of a text, which can be replaced");
     }
     if (!entity.IsInSource()) {
         Fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
