@@ -222,7 +222,7 @@ private:
         if (!part_.info.charset.IsEmpty()) SetCharset(ToString(part_.info.charset));
         draft_.mayLackType = fields_.WasRead() && fields_.GetReadType().empty() &&
                              field_.value.empty() && draft_.parameters.empty() &&
-                             draft_.type == "text/plain";
+                             draft_.encodingField.empty() && draft_.type == "text/plain";
     }
 
     void MakeBody(SharedBody body) {
