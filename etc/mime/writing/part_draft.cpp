@@ -220,9 +220,14 @@ private:
             MakeBody(std::move(body));
         }
         if (!part_.info.charset.IsEmpty()) SetCharset(ToString(part_.info.charset));
-        draft_.mayLackType = fields_.WasRead() && fields_.GetReadType().empty() &&
-                             field_.value.empty() && draft_.parameters.empty() &&
-                             draft_.encodingField.empty() && draft_.type == "text/plain";
+        draft_.mayLackType = HasImpliedType();
+    }
+
+    /// Was it read without a type, and has not been given one since? Reading adds the field, empty.
+    bool HasImpliedType() const {
+        return part_.headers.Find("Content-Type") != nullptr && field_.value.empty() &&
+               draft_.parameters.empty() && fields_.GetReadType().empty() &&
+               part_.info.contentType.str == "text/plain" && draft_.encodingField.empty();
     }
 
     void MakeBody(SharedBody body) {
@@ -269,9 +274,13 @@ private:
 
     bool IsAttachment() const {
         const HeaderMap::Node* const field = part_.headers.Find("Content-Disposition");
-        return field != nullptr &&
-               (EqualsCaseless(field->value.value.GetStr(), "attachment") ||
-                !part_.headers.GetParameter("Content-Disposition", "filename").IsEmpty());
+        if (field == nullptr) return false;
+        if (EqualsCaseless(field->value.value.GetStr(), "attachment")) return true;
+        return std::ranges::any_of(
+            field->value.parameters, [](const ParameterMap::Node& parameter) {
+                return StartsWithCaseless(parameter.key.GetStr(), "filename") &&
+                       !parameter.value.value.IsEmpty();
+            });
     }
 
     /// The field as it was read, where it still says all of it.
@@ -380,6 +389,9 @@ private:
             role == Role::signedContent ? PartFields::Kind::content : PartFields::Kind::all;
         draft.fields = fields.GetBefore(kind);
         draft.laterFields = fields.GetAfter(kind);
+        // A message that began with an empty line would lose it.
+        const bool mayBeBare = role != Role::message || !draft.fields.empty();
+        draft.mayLackType = draft.mayLackType && (mayBeBare || !draft.laterFields.empty());
         for (unsigned i = 0; i < part.parts.GetCount(); ++i) {
             const std::string childPath = (path.empty() ? "" : path + ".") + std::to_string(i + 1);
             if (part.parts[i] == nullptr) {

@@ -181,7 +181,7 @@ ParameterList PartFields::Decode(const ParameterMap& map, std::vector<std::strin
         }
         if (value.empty() || (!last.empty() && EqualsCaseless(name, last))) continue;
         last = name;
-        if (!wasRead_ && KivGuiBase::IsAsciiText(value)) {
+        if (!wasRead_ && (name.size() != key.size() || KivGuiBase::IsAsciiText(value))) {
             value = Whole([&] {
                 const Decoding::ParameterResult decoded =
                     Decoding::Parameter(map, AnsiStr(std::string_view(name)));
