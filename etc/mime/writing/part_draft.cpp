@@ -66,8 +66,8 @@ bool IsMadeOf(const std::string& type, const std::string& field) {
 
 /// The type that the host means. `info` counts where it does not just repeat the field, or what was read.
 std::string FindType(const Part& part, const PartFields& fields) {
-    const std::string info = Whole([&] { return ToString(part.info.contentType.GetStr()); });
-    const std::string field = fields.GetType().value;
+    std::string info = Whole([&] { return ToString(part.info.contentType.GetStr()); });
+    std::string field = fields.GetType().value;
     if (!field.empty() && (EqualsCaseless(info, field) || IsMadeOf(info, field))) return field;
     const std::string read = fields.GetReadType();
     const bool isInfoOld = fields.WasRead() && !read.empty() && IsMadeOf(info, read);
@@ -254,7 +254,7 @@ private:
                                 EqualsCaseless(encoding, "8bit") ||
                                 EqualsCaseless(encoding, "binary");
         draft_.form = BodyForm::encoded;
-        draft_.body = MakeMailLines(body);
+        draft_.body = MakeMailLines(std::move(body));
         const SharedBody decoded = isIdentity ? draft_.body : Decode(part_.data, encoding);
         if (!IsMediaType(draft_.type)) ReplaceType(decoded.get());
         if (isIdentity) return;

@@ -234,7 +234,7 @@ std::string PartFields::FindDomain() const {
     if (from != nullptr) {
         for (const Address& address : AddressList::Parse(std::string_view(from->value.value))) {
             const std::string& text = address.GetAddress();
-            const std::string domain = text.substr(std::min(text.rfind('@'), text.size() - 1) + 1);
+            std::string domain = text.substr(std::min(text.rfind('@'), text.size() - 1) + 1);
             const bool isDomain = !domain.empty() && std::ranges::all_of(domain, [&](char c) {
                 return kDomainBytes.Has(c);
             });
