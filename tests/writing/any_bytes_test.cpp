@@ -217,6 +217,9 @@ TEST(AnyBytesTest, FootersOfBareMails) {
                                   "body",
                                   "body\n",
                                   "Content-Type: text/html",
+                                  "From a@b",
+                                  "Content-Type: multipart/mixed; boundary=a\n\n--a\n\n--a",
+                                  "Content-Type: multipart/mixed; boundary=\"=_\"\n\n--=_\n\nx",
                                   "Content-Type: multipart/mixed; boundary=a\n\n--a\n\n--a--",
                                   "Content-Type: multipart/mixed; boundary=a\n\n--a\nX: y\n--a--"};
     const Result<Mail> like = Mail::Parse("Subject: x\r\n\r\nTo: y@z.org\r\n");
@@ -240,6 +243,9 @@ TEST(AnyBytesTest, FootersOfBareMails) {
                 const bool isNamed = got->GetTop().FindField("MIME-Version").has_value();
                 EXPECT_LE(got->GetTop().GetFields().size(), fields + (isNamed ? 3 : 0));
                 EXPECT_GE(got->GetTop().GetFields().size(), fields);
+                Edit attached(*mail);
+                const Result<std::string> whole = attached.AttachBytes("x", {"y"}).ToString();
+                EXPECT_EQ(Mail::Parse(*whole)->FindByFileName("y")->Decode(), "x") << *whole;
             }
         }
     }

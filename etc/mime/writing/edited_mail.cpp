@@ -270,6 +270,13 @@ Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& att
     return [fields = std::move(fields)](const Take& take) { take(fields); };
 }
 
+/// What a new line at a place of the source begins with: a line end, where the text breaks off in an mbox
+/// line or a boundary line.
+std::string EditedMail::GetEndBefore(uint64_t place) const {
+    const std::string_view before = source_.substr(0, static_cast<size_t>(place));
+    return std::string(before.empty() || before.ends_with('\n') ? std::string_view() : lineEnd_);
+}
+
 /// @param hasNewBody  something is put before the body, or in its place.
 void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
                               SplicedText& text) const {
@@ -283,6 +290,7 @@ void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool has
         if (!block.empty() && !block.ends_with('\n')) block += lineEnd_;
         block += lineEnd_;
     }
+    if (!block.empty()) block.insert(0, GetEndBefore(place.fields));
     text.Replace(place.fields, place.fieldsEnd, std::move(block));
 }
 
@@ -354,6 +362,8 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
         const auto own = changes_.find(parent);
         const bool hasNew = own != changes_.end() && !own->second.added.empty();
         const Draft draft = hasNew ? own->second.added.front() : Draft();
+        text.Replace(GetPlace(first).begin, GetPlace(first).begin,
+                     GetEndBefore(GetPlace(first).begin));
         return text.Replace(GetPlace(first).begin, GetPlace(last).end,
                             WriteLater(Plan(draft, GetBoundaries(parent), unique), lineEnd_));
     }
@@ -386,7 +396,8 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
     while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) last = GetPlace(last).subtreeEnd;
     const std::string_view before = source_.substr(0, static_cast<size_t>(GetPlace(last).begin));
     const size_t start = before.find_last_of('\n', before.size() - 2) + 1;
-    const std::string line = std::string(lineEnd_) + std::string(before.substr(start));
+    const std::string line = std::string(lineEnd_) + std::string(before.substr(start)) +
+                             GetEndBefore(GetPlace(last).begin);
     const uint64_t at = GetPlace(last).end;
     for (const Draft& draft : added) {
         text.Replace(at, at, line);
@@ -405,6 +416,7 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0) topHeader = change.header;
         if (index == 0 && change.replacement) continue;
         if (change.replacement) {
+            text.Replace(place.begin, place.begin, GetEndBefore(place.begin));
             text.Replace(place.begin, place.end,
                          WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique),
                                     lineEnd_));
@@ -455,6 +467,7 @@ void EditedMail::Write(const Take& take) const {
     };
     if (!signer_) {
         take(source_.substr(0, static_cast<size_t>(GetPlace(0).fields)));
+        take(GetEndBefore(GetPlace(0).fields));
         take(top.outer);
         take(top.version);
         return writeContent(take);

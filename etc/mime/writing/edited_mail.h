@@ -84,6 +84,7 @@ private:
     TopText MakeTop(const HeaderEdit& header, SplicedText& text, UniqueText& unique) const;
     Writing Wrap(const HeaderEdit& header, const std::vector<Draft>& attached, SplicedText& text,
                  UniqueText& unique) const;
+    std::string GetEndBefore(uint64_t place) const;
     void SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
                       SplicedText& text) const;
     void SpliceFooter(uint32_t index, const std::string& lines, std::optional<HeaderEdit>& header,
