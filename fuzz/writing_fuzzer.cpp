@@ -283,6 +283,12 @@ std::string ComposedInput::Check() {
 
 // ---------------------------------------------------------------------------------------- Edit --
 
+Entity Find(const Mail& mail, const std::string& path) {
+    const std::optional<Entity> found = mail.FindByPath(path);
+    Check(found.has_value(), "the part is there");
+    return *found;
+}
+
 size_t Count(const Mail& mail) {
     return mail.GetEntities().size();
 }
@@ -337,16 +343,16 @@ void EditedInput::TryField(char command, const Entity& entity, ByteSource& sourc
     });
     if (!got) return;
     Check(Count(*got) == Count(mail_), "a field makes no part");
-    const std::optional<Entity> after = got->FindByPath(entity.GetPath());
+    const Entity after = Find(*got, entity.GetPath());
     const size_t before = CountFields(entity, name);
     const size_t wanted = command == 'A' ? before + 1 : command == 'S' ? 1 : 0;
-    Check(CountFields(*after, name) == wanted, "as many fields of that name");
+    Check(CountFields(after, name) == wanted, "as many fields of that name");
     const size_t others = entity.GetFields().size() - before;
-    const size_t othersAfter = after->GetFields().size() - wanted;
-    Check(othersAfter == others || (others == 0 && after->GetField("MIME-Version") == "1.0"),
+    const size_t othersAfter = after.GetFields().size() - wanted;
+    Check(othersAfter == others || (others == 0 && after.GetField("MIME-Version") == "1.0"),
           "no other field");
     if (name.starts_with("X-") && command == 'S') {
-        CheckEqual(after->GetField(name), value, "the value");
+        CheckEqual(after.GetField(name), value, "the value");
     }
 }
 
@@ -361,7 +367,7 @@ void EditedInput::TryPart(char command, const Entity& entity, const std::string&
     if (!got) return;
     if (command == 'r') {
         Check(Count(*got) == Count(mail_) - inside + 1, "one part for another");
-        CheckEqual(MakeLines(got->FindByPath(entity.GetPath())->Decode()), MakeLines(text),
+        CheckEqual(MakeLines(Find(*got, entity.GetPath()).Decode()), MakeLines(text),
                    "the new text");
     } else if (command == 'v') {
         const bool isAlone = entity.GetParent()->GetChildren().size() == 1;
@@ -370,8 +376,7 @@ void EditedInput::TryPart(char command, const Entity& entity, const std::string&
         Check(Count(*got) == Count(mail_) + 1, "one part more");
         const size_t children = entity.GetChildren().size() + 1;
         const std::string path = entity.GetPath() + (entity.GetPath().empty() ? "" : ".");
-        CheckEqual(got->FindByPath(path + std::to_string(children))->Decode(), text,
-                   "what was added");
+        CheckEqual(Find(*got, path + std::to_string(children)).Decode(), text, "what was added");
     } else {
         Check(Count(*got) == Count(mail_), "a footer makes no part");
     }
@@ -390,10 +395,8 @@ void EditedInput::TakeCommand(char command, ByteSource& source) {
         const std::string name(source.TakeText());
         const auto got = Do([&](Edit& edit) { edit.AttachBytes(bytes, {name, "a/b", ""}); });
         if (!got) return;
-        const Entity file =
-            got->GetTop().GetEntities().begin() == got->GetTop().GetEntities().end()
-                ? got->GetTop()
-                : *got->FindByPath(std::to_string(got->GetTop().GetChildren().size()));
+        const size_t children = got->GetTop().GetChildren().size();
+        const Entity file = Find(*got, std::to_string(children));
         CheckEqual(file.Decode(), bytes, "the attachment");
         CheckEqual(file.GetFileName(), MakeSentName(name), "its name");
         Check(Count(*got) == Count(mail_) + 1 || Count(*got) == Count(mail_) + 2, "one file more");
