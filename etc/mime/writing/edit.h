@@ -84,7 +84,7 @@ public:
     /// In the place of the first field of that name; others of that name are removed.
     Edit& SetField(std::string_view name, std::string_view value);
     Edit& SetField(const Entity& entity, std::string_view name, std::string_view value);
-    /// All of that name.
+    /// All of that name, and then also the lines of the header that are no field.
     Edit& RemoveField(std::string_view name);
     Edit& RemoveField(const Entity& entity, std::string_view name);
     /// @}
