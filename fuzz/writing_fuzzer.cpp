@@ -181,7 +181,7 @@ void ComposedInput::TakeCommand(char command, ByteSource& source) {
     if (!mail) return;
     carried_.push_back(*std::move(mail));
     if (Try([&](Composer& composer) { composer.Attach(carried_.back()); })) {
-        attachments_.push_back({text, "", true});
+        attachments_.push_back({std::string(carried_.back().GetTop().GetRaw()), "", true});
     }
 }
 
