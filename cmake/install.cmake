@@ -21,9 +21,10 @@ install(FILES
   etc/mime/mail/mail.h
   etc/mime/mail/mail_folder.h
   etc/mime/mail/result.h
+  etc/mime/mail/sink.h
   etc/mime/mail/text_charset.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/mail)
-install(FILES etc/mime/writing/composer.h etc/mime/writing/edit.h
+install(FILES etc/mime/writing/composer.h etc/mime/writing/edit.h etc/mime/writing/write_options.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/writing)
 install(FILES etc/mime/encoding/transfer_encodings.inc
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mime/encoding)

@@ -93,6 +93,8 @@ ROWS = [
     ("Python", "from", "", lambda d: strip_spaces(d.theirs) == strip_spaces(d.ours), "a space between encoded words of a name stays"),
     ("Python", "to", "", lambda d: strip_spaces(d.theirs) == strip_spaces(d.ours), "a space between encoded words of a name stays"),
     ("Dovecot", "subject", "", lambda d: strip_spaces(d.theirs) == strip_spaces(d.ours), "ENVELOPE has single spaces"),
+    ("Dovecot", "charset", "", lambda d: all(a == b or (a, b) == ("", "us-ascii") for a, b in zip(d.ours, d.theirs)),
+     "BODYSTRUCTURE names the charset that a missing parameter stands for"),
     # Structure.
     ("Python", "structure", "", lambda d: types(d) & OPAQUE, PARTIAL),
     ("Python", "structure", "decodedMessage", lambda d: "message/rfc822" in types(d), "an encoded message/rfc822 is read without decoding it"),

@@ -109,12 +109,15 @@ class DovecotReader:
         section = section or "1"
         kind = f"{structure[0]}/{structure[1]}"
         given = parameters(structure[2])
-        # After the fields of every part come lines for a text.
-        disposition = structure[8 + (structure[0] == "text")]
+        # After the fields of every part come lines for a text, and for a message two more before them.
+        is_message = kind == "message/rfc822"
+        disposition = structure[8 + (structure[0] == "text") + 3 * is_message]
         shown = parameters(disposition[1]) if disposition else {}
-        entities.append({"depth": depth, "type": kind, "charset": given.get("charset", ""),
-                         "fileName": shown.get("filename", ""), "name": given.get("name", ""),
-                         "body": self.body(server, section)})
+        found = {"depth": depth, "type": kind, "charset": given.get("charset", ""),
+                 "fileName": shown.get("filename", ""), "name": given.get("name", "")}
+        entities.append(found if is_message else found | {"body": self.body(server, section)})
+        if is_message:
+            self.walk(server, structure[8], f"{section}.1", depth + 1, entities)
 
     @staticmethod
     def body(server, section):

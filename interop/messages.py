@@ -1,6 +1,7 @@
 """Messages that `kivmime` makes, and what must be found in them: fixed ones with everything that
 mail programs are known to trip over, and seeded random ones of the same pieces."""
 
+import email
 import random
 import subprocess
 
@@ -14,7 +15,10 @@ FILE_NAMES = ["plain", "note.txt", "with spaces.txt", "semi;colon, comma.txt", '
 MAILBOXES = [("", "bo@example.net"), ("Admin", "root@example.net"), ("Mary Ann Lee", "lee@example.net"),
              ("Smith, Jane (x)", "jane@example.net"), ('A "B" \\ C', "abc@example.net"), ("東京タワー", "t@example.net"),
              ("Sehr langer Name für eine Person " * 5 + "!", "long@example.net")]
-TYPES = {"txt": "text/plain", "png": "image/png", "pdf": "application/pdf"}
+TYPES = {"txt": "text/plain", "png": "image/png", "pdf": "application/pdf", "eml": "message/rfc822"}
+PATTERNS = [bytes(range(256)) * 50, b"", b"no line end", b"a\nb\n\n", b"a\rb\r", b"\r\n\r\r\n\n", b"l" * 10000 + b" \n", b"x" * 998 + b"\n.",
+            b".\n..\nFrom x\n>From x\n--\n-- \n --\n", b"=\n=3D\n=20", b"a \nb\t\n "]
+CARRIED = b"Subject: x\r\nContent-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
 OCTETS = "application/octet-stream"
 
 
@@ -58,9 +62,27 @@ class Maker:
             entities.append(entity(depth + 1, kind, *as_text(content)))
         for file, content in files.items():
             kind = TYPES.get(file.rpartition(".")[2], OCTETS) if "." in file else OCTETS
-            entities.append(entity(1, kind, content, "us-ascii" if kind == "text/plain" else "", file.rpartition("\\")[2]))
+            charset = "us-ascii" if kind == "text/plain" and content.isascii() else ""
+            is_message = file.endswith(".eml")
+            entities.append(entity(1, kind, None if is_message else content, charset, file.rpartition("\\")[2]))
+            if is_message:
+                entities.append(entity(2, "text/plain", content.removeprefix(CARRIED), "utf-8"))
         return path, {"subject": subject, "from": [list(sender)], "to": [list(one) for one in recipients],
                       "entities": entities}
+
+    def make_patterns(self):
+        """Bytes that trip programs up, in every place that takes some; last the message's own boundary lines."""
+        for number, pattern in enumerate([*PATTERNS, None]):
+            if pattern is None:
+                parts = email.message_from_bytes(path.read_bytes()).walk()
+                boundaries = [part.get_boundary().encode() for part in parts if part.get_boundary()]
+                pattern = b"".join(b"--%b\n\nx\n--%b--\n--%bx\n" % (one, one, one) for one in boundaries)
+            text = pattern.decode("latin-1")
+            files = {"a.bin": pattern, "a.txt": pattern, "b.bin": b"\n" + pattern}
+            if text.isascii() and "\r" not in text and len(text) < 999:
+                files["a.eml"] = CARRIED + as_text(text)[0]
+            path, found = self.build(f"pattern_{number}", "x", MAILBOXES[0], MAILBOXES[:1], text, text, files)
+            yield f"pattern_{number}", path, found
 
     def make_all(self, count):
         """Name, path and what must be found."""
@@ -69,6 +91,7 @@ class Maker:
         files = {name: b"the file " + str(i).encode() for i, name in enumerate(FILE_NAMES)}
         files |= {"all bytes.bin": bytes(range(256)) * 2, "empty.txt": b"", "dots.txt": b".\r\nFrom x\r\n" + b"l" * 999}
         yield "files", *self.build("files", "several words " * 40 + "end", MAILBOXES[6], MAILBOXES[:1], ".\n..\n", "x" * 1500, files)
+        yield from self.make_patterns()
         for i in range(count):
             names = {self.join(WORDS, 6, " ").replace("/", "")[:60] + f"{k}.bin": self.random.randbytes(30) for k in range(4)}
             yield f"random_{i}", *self.build(

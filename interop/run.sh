@@ -2,7 +2,8 @@
 # Compares what Python's email package, GMime and Dovecot find in messages that kivmime makes with what was
 # put in; then what we, Python and GMime find in messages of others: those of samples/ and tests/data/rfc/, and
 # those below the folders that KIVMIME_CORPUS names, with ":" between them; of these also each address and date field
-# by itself. Then compares the messages that we and Python find in mbox files, and has gpgsm verify what we sign.
+# by itself. Then compares the messages that we and Python find in mbox files, has gpgsm verify what we sign, and has
+# OpenSSL, GnuPG and dkimpy verify their signatures in messages that kivmime edited.
 # What cannot be installed is skipped with a line that says so; Dovecot, a service, is used when it is
 # there and never installed.
 # interop/run.sh [CASES]    CASES: random messages, 60 when not given
@@ -12,6 +13,7 @@ set -eu
 need_packages build tools test
 (need_packages interop) || echo "skipped: GMime, because libgmime-3.0-dev cannot be installed"
 (need_packages interop_smime) || echo "skipped: signatures, because gpgsm cannot be installed"
+(need_packages interop_edits) || echo "skipped: edits, because python3-dkim cannot be installed"
 build=$BUILD_ROOT/release
 mkdir -p "$BUILD_ROOT"
 work=$(mktemp -d)
@@ -52,4 +54,9 @@ python3 -B "$ROOT/interop/mboxes.py" "$build/interop" "$work/mboxes" ${collectio
 if is_installed gpgsm; then
   mkdir "$work/signatures"
   python3 -B "$ROOT/interop/signatures.py" "$build/kivmime" "$build/tests/keys" "$work/signatures"
+fi
+if is_installed python3-dkim && is_installed gpg; then
+  mkdir "$work/edits"
+  # The system's Python: that is whose package it is.
+  /usr/bin/python3 -B "$ROOT/interop/edits.py" "$build/kivmime" "$build/tests/keys" "$work/edits"
 fi

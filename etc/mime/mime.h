@@ -368,7 +368,7 @@ public:
     /// Content-Transfer-Encoding, and on a multipart entity with `data.topLevel` "Mime-Version".
     /// Bodies are taken from `data.content` only, and encoded as `info.transferEncoding` says unless
     /// `data.encoded` is set; a number that is not a key means 8bit. Of a child without children
-    /// only the Content- fields are written. See docs/writing.md.
+    /// only the Content- fields are written. See docs/writing.md. For mail, use Save.
     ///
     /// @param contentOnly  write only the Content- fields of an entity without children.
     /// @return empty when the text would exceed 4 GiB or memory runs out. Takes time linear in the
@@ -376,7 +376,7 @@ public:
     AnsiStr Serialize(bool contentOnly) const noexcept;
 
     /// Writes the tree into a file, which is made or replaced; bodies are streamed from their files.
-    /// Stored fields are written unchanged, each on one line; see docs/writing.md.
+    /// Stored fields are written unchanged, each on one line; see docs/writing.md. For mail, use Save.
     ///
     /// @param contentTypeOut  when not null, receives the value of Content-Type, and the header block
     ///                        of this entity is left out. Read accepts the two.
@@ -391,7 +391,7 @@ class KIV_EXPORT Message : public Part {
 public:
     /// The message as a signed S/MIME message: multipart/signed with a detached signature of the
     /// text that Serialize gives, headers included (RFC 8551, 3.5.3). The tree is not changed.
-    /// Bodies that are in files only are not part of that text; see Serialize.
+    /// Bodies that are in files only are not part of that text; see Serialize. To sign mail, use Save.
     ///
     /// The outer header block has the fields of `headers` except "Mime-Version" and the Content-
     /// fields; there must be at least one. Two temporary files, which only their owner can read,

@@ -106,6 +106,9 @@ TEST(MailTest, UuencodedFilesAreAttachments) {
     EXPECT_EQ(mail->GetText(), "hi\nbegin 644 prose\nend\nbye\n");
     EXPECT_EQ(mail->FindByPath("1")->Decode(), plain);
     EXPECT_EQ(mail->GetEntities().size(), 4u);
+    Edit edit(*mail);
+    edit.Remove(mail->GetAttachments().front());
+    EXPECT_EQ(edit.ToString().error().GetCode(), ErrorCode::cannotEdit);
 }
 
 }  // namespace

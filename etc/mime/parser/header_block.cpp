@@ -205,6 +205,8 @@ bool PeekHeaderLine(Reading& reading, const char* begin, unsigned fields, Line& 
     constexpr uint64_t kEmptyLine = 3;  // the line that ends the block, and a byte after it
     const Cursor& cursor = reading.cursor;
     const auto used = static_cast<uint64_t>(cursor.GetNext() - begin);
+    // Otherwise the short lines that continue a field would pass the limit one by one.
+    if (!reading.limits.CheckHeader(used, fields)) return false;
     const uint64_t window = reading.limits.GetHeaderRoom(used) + kEmptyLine;
     if (window >= cursor.GetLeft() || window < kEmptyLine) {
         line = PeekLine(cursor, reading.rules);

@@ -245,8 +245,8 @@ void TakeFields(std::string_view fields, std::string_view lineEnd, const Take& t
 
 void WriteHeader(const Draft& draft, std::string_view lineEnd, const Take& take) {
     TakeFields(draft.fields, lineEnd, take);
-    const bool lacksType = draft.mayLackType && draft.plan.isAscii &&
-                           draft.plan.encoding == TransferEncoding::bit7;
+    const bool lacksType =
+        draft.mayLackType && draft.plan.isAscii && draft.plan.encoding == TransferEncoding::bit7;
     if (!lacksType) {
         TakeFields(draft.versionField, lineEnd, take);
         TakeFields(MakeTypeField(draft), lineEnd, take);

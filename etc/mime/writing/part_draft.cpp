@@ -66,8 +66,8 @@ bool IsMadeOf(const std::string& type, const std::string& field) {
 
 /// The type that the host means. `info` counts where it does not just repeat the field, or what was read.
 std::string FindType(const Part& part, const PartFields& fields) {
-    const std::string info = Whole([&] { return ToString(part.info.contentType.GetStr()); });
-    const std::string field = fields.GetType().value;
+    std::string info = Whole([&] { return ToString(part.info.contentType.GetStr()); });
+    std::string field = fields.GetType().value;
     if (!field.empty() && (EqualsCaseless(info, field) || IsMadeOf(info, field))) return field;
     const std::string read = fields.GetReadType();
     const bool isInfoOld = fields.WasRead() && !read.empty() && IsMadeOf(info, read);
@@ -220,9 +220,14 @@ private:
             MakeBody(std::move(body));
         }
         if (!part_.info.charset.IsEmpty()) SetCharset(ToString(part_.info.charset));
-        draft_.mayLackType = fields_.WasRead() && fields_.GetReadType().empty() &&
-                             field_.value.empty() && draft_.parameters.empty() &&
-                             draft_.type == "text/plain";
+        draft_.mayLackType = HasImpliedType();
+    }
+
+    /// Was it read without a type, and has not been given one since? Reading adds the field, empty.
+    bool HasImpliedType() const {
+        return part_.headers.Find("Content-Type") != nullptr && field_.value.empty() &&
+               draft_.parameters.empty() && fields_.GetReadType().empty() &&
+               part_.info.contentType.str == "text/plain" && draft_.encodingField.empty();
     }
 
     void MakeBody(SharedBody body) {
@@ -249,7 +254,7 @@ private:
                                 EqualsCaseless(encoding, "8bit") ||
                                 EqualsCaseless(encoding, "binary");
         draft_.form = BodyForm::encoded;
-        draft_.body = MakeMailLines(body);
+        draft_.body = MakeMailLines(std::move(body));
         const SharedBody decoded = isIdentity ? draft_.body : Decode(part_.data, encoding);
         if (!IsMediaType(draft_.type)) ReplaceType(decoded.get());
         if (isIdentity) return;
@@ -269,9 +274,13 @@ private:
 
     bool IsAttachment() const {
         const HeaderMap::Node* const field = part_.headers.Find("Content-Disposition");
-        return field != nullptr &&
-               (EqualsCaseless(field->value.value.GetStr(), "attachment") ||
-                !part_.headers.GetParameter("Content-Disposition", "filename").IsEmpty());
+        if (field == nullptr) return false;
+        if (EqualsCaseless(field->value.value.GetStr(), "attachment")) return true;
+        return std::ranges::any_of(
+            field->value.parameters, [](const ParameterMap::Node& parameter) {
+                return StartsWithCaseless(parameter.key.GetStr(), "filename") &&
+                       !parameter.value.value.IsEmpty();
+            });
     }
 
     /// The field as it was read, where it still says all of it.
@@ -380,6 +389,9 @@ private:
             role == Role::signedContent ? PartFields::Kind::content : PartFields::Kind::all;
         draft.fields = fields.GetBefore(kind);
         draft.laterFields = fields.GetAfter(kind);
+        // A message that began with an empty line would lose it.
+        const bool mayBeBare = role != Role::message || !draft.fields.empty();
+        draft.mayLackType = draft.mayLackType && (mayBeBare || !draft.laterFields.empty());
         for (unsigned i = 0; i < part.parts.GetCount(); ++i) {
             const std::string childPath = (path.empty() ? "" : path + ".") + std::to_string(i + 1);
             if (part.parts[i] == nullptr) {

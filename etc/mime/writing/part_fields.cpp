@@ -181,7 +181,7 @@ ParameterList PartFields::Decode(const ParameterMap& map, std::vector<std::strin
         }
         if (value.empty() || (!last.empty() && EqualsCaseless(name, last))) continue;
         last = name;
-        if (!wasRead_ && KivGuiBase::IsAsciiText(value)) {
+        if (!wasRead_ && (name.size() != key.size() || KivGuiBase::IsAsciiText(value))) {
             value = Whole([&] {
                 const Decoding::ParameterResult decoded =
                     Decoding::Parameter(map, AnsiStr(std::string_view(name)));
@@ -234,7 +234,7 @@ std::string PartFields::FindDomain() const {
     if (from != nullptr) {
         for (const Address& address : AddressList::Parse(std::string_view(from->value.value))) {
             const std::string& text = address.GetAddress();
-            const std::string domain = text.substr(std::min(text.rfind('@'), text.size() - 1) + 1);
+            std::string domain = text.substr(std::min(text.rfind('@'), text.size() - 1) + 1);
             const bool isDomain = !domain.empty() && std::ranges::all_of(domain, [&](char c) {
                 return kDomainBytes.Has(c);
             });
