@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <set>
 
 #include "mime/mail.h"
@@ -174,6 +175,38 @@ TEST(AnyBytesTest, ReplaceOrFollowWhatIsThere) {
     }
 }
 
+TEST(AnyBytesTest, WhatIsAddedStandsWhereItWasAskedFor) {
+    const Result<Mail> mail = Mail::Parse(
+        "Content-Type: multipart/related; boundary=a\n\n--a\n\n1\n--a\nContent-Type: "
+        "multipart/mixed; boundary=b\n\n--b\n\n2.1\n--b--\n--a\n\n3\n--a--\n");
+    const auto at = [&mail](const char* path) { return *mail->FindByPath(path); };
+    const struct {
+        std::function<void(Edit&)> change;
+        const char* want;
+    } kCases[] = {
+        {[&](Edit& e) { e.Add(at(""), "x"); }, "1:1 2.1:2.1 3:3 4:x "},
+        {[&](Edit& e) { e.Attach(MIME_TEST_KEYS_DIR "/pass"); }, "1.1:1 1.2.1:2.1 1.3:3 2:* "},
+        {[&](Edit& e) { e.Add(at("2"), "x").Remove(at("3")); }, "1:1 2.1:2.1 2.2:x "},
+        {[&](Edit& e) { e.Remove(at("2.1")); }, "1:1 2.1: 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2.1")).Add(at("2"), "x"); }, "1:1 2.1:x 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2.1")).Add(at("2"), "x").Add(at("2"), "y"); },
+         "1:1 2.1:x 2.2:y 3:3 "},
+        {[&](Edit& e) { e.Remove(at("2")).Add(at(""), "x"); }, "1:1 2:3 3:x "},
+    };
+    for (const auto& [change, want] : kCases) {
+        Edit edit(*mail);
+        change(edit);
+        const Result<Mail> got = Mail::Parse(*edit.ToString());
+        std::string found;
+        for (const Entity& entity : got->GetEntities()) {
+            if (entity.HasChildren()) continue;
+            const bool isFile = entity.GetFileName() == "pass";
+            found += entity.GetPath() + ":" + (isFile ? "*" : entity.Decode()) + " ";
+        }
+        EXPECT_EQ(found, want);
+    }
+}
+
 TEST(AnyBytesTest, FootersOfBareMails) {
     const char* const kMails[] = {"",
                                   "\r\n",
@@ -184,6 +217,9 @@ TEST(AnyBytesTest, FootersOfBareMails) {
                                   "body",
                                   "body\n",
                                   "Content-Type: text/html",
+                                  "From a@b",
+                                  "Content-Type: multipart/mixed; boundary=a\n\n--a\n\n--a",
+                                  "Content-Type: multipart/mixed; boundary=\"=_\"\n\n--=_\n\nx",
                                   "Content-Type: multipart/mixed; boundary=a\n\n--a\n\n--a--",
                                   "Content-Type: multipart/mixed; boundary=a\n\n--a\nX: y\n--a--"};
     const Result<Mail> like = Mail::Parse("Subject: x\r\n\r\nTo: y@z.org\r\n");
@@ -207,6 +243,9 @@ TEST(AnyBytesTest, FootersOfBareMails) {
                 const bool isNamed = got->GetTop().FindField("MIME-Version").has_value();
                 EXPECT_LE(got->GetTop().GetFields().size(), fields + (isNamed ? 3 : 0));
                 EXPECT_GE(got->GetTop().GetFields().size(), fields);
+                Edit attached(*mail);
+                const Result<std::string> whole = attached.AttachBytes("x", {"y"}).ToString();
+                EXPECT_EQ(Mail::Parse(*whole)->FindByFileName("y")->Decode(), "x") << *whole;
             }
         }
     }

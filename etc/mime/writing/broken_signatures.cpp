@@ -65,7 +65,7 @@ bool EditedMail::IsInBrokenPart(uint32_t multipart) const {
     const auto first = changes_.upper_bound(multipart);
     const bool isChanged = first != changes_.end() && first->first < GetPlace(multipart).subtreeEnd;
     const auto own = changes_.find(multipart);
-    const bool isAddedTo = own != changes_.end() && !own->second.added.empty() && multipart != 0;
+    const bool isAddedTo = own != changes_.end() && !own->second.added.empty();
     for (uint32_t i = multipart; i != EntityPlace::kNone; i = GetPlace(i).parent) {
         const auto change = changes_.find(i);
         if (change != changes_.end() && change->second.IsGone()) return false;

@@ -93,7 +93,7 @@ public:
     /// @{
     /// The whole entity, its fields too; of the mail itself only the Content- fields and the body.
     Edit& Replace(const Entity& entity, const NewPart& part);
-    /// Not the mail itself. Where no part of a multipart is left, an empty text takes their place.
+    /// Not the mail itself. Where a multipart has no part any more, it gets an empty text.
     Edit& Remove(const Entity& entity);
     /// After the last part of a multipart.
     Edit& Add(const Entity& multipart, const NewPart& part);

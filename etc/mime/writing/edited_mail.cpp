@@ -26,11 +26,6 @@ std::string_view FindLineEnd(std::string_view text) {
     return feed != std::string_view::npos && (feed == 0 || text[feed - 1] != '\r') ? "\n" : "\r\n";
 }
 
-/// An empty text, for a multipart without another part.
-Draft MakeEmptyDraft() {
-    return {};
-}
-
 std::string MakeVersionField(std::string_view lineEnd) {
     return "MIME-Version: 1.0" + std::string(lineEnd);
 }
@@ -149,7 +144,8 @@ void EditedMail::Attach(const NewPart& part) {
         Fail(ErrorCode::cannotEdit,
              "nothing can be attached to a mail whose Content-Type is not in it");
     }
-    changes_[0].added.push_back(GetDraft(part));
+    const Draft& draft = GetDraft(part);
+    (IsMixed() ? changes_[0].added : changes_[0].attached).push_back(draft);
 }
 
 void EditedMail::AppendText(const Entity& entity, std::string_view text) {
@@ -243,8 +239,8 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
     if (change.replacement) {
         top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
         top.rest = GetPlace(0).end;
-    } else if (!change.added.empty() && !IsMixed()) {
-        top.inner = Wrap(header, change.added, text, unique);
+    } else if (!change.attached.empty()) {
+        top.inner = Wrap(header, change.attached, text, unique);
     } else {
         std::string fields = header.GetContentFields() + std::string(lineEnd_);
         top.inner = [fields = std::move(fields)](const Take& take) { take(fields); };
@@ -253,13 +249,13 @@ EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& t
 }
 
 /// Makes what was the mail's content the first part of a multipart/mixed, and the new parts the others.
-Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& added,
+Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& attached,
                          SplicedText& text, UniqueText& unique) const {
     const std::string boundary = MakeFreeBoundary(unique);
     const std::string end(lineEnd_);
     std::string encoding;
     bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
-    for (const Draft& draft : added) {
+    for (const Draft& draft : attached) {
         Draft planned = Plan(draft, {boundary}, unique);
         is8Bit = is8Bit || planned.Is8Bit();
         text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
@@ -272,6 +268,13 @@ Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& add
     if (is8Bit) fields += "Content-Transfer-Encoding: 8bit" + end;
     fields += end + "--" + boundary + end + header.GetContentFields() + end;
     return [fields = std::move(fields)](const Take& take) { take(fields); };
+}
+
+/// What a new line at a place of the source begins with: a line end, where the text breaks off in an mbox
+/// line or a boundary line.
+std::string EditedMail::GetEndBefore(uint64_t place) const {
+    const std::string_view before = source_.substr(0, static_cast<size_t>(place));
+    return std::string(before.empty() || before.ends_with('\n') ? std::string_view() : lineEnd_);
 }
 
 /// @param hasNewBody  something is put before the body, or in its place.
@@ -287,6 +290,7 @@ void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool has
         if (!block.empty() && !block.ends_with('\n')) block += lineEnd_;
         block += lineEnd_;
     }
+    if (!block.empty()) block.insert(0, GetEndBefore(place.fields));
     text.Replace(place.fields, place.fieldsEnd, std::move(block));
 }
 
@@ -342,7 +346,8 @@ Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
     return [body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); };
 }
 
-/// Takes out the removed children of a multipart, each with one boundary line.
+/// Takes out the removed children of a multipart, each with one boundary line. Where none is left, the
+/// first new one takes their place, or an empty text.
 void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const {
     constexpr uint32_t kNone = EntityPlace::kNone;
     uint32_t lastKept = kNone;
@@ -354,9 +359,13 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
         if (!IsRemoved(child)) lastKept = child;
     }
     if (lastKept == kNone) {
-        return text.Replace(
-            GetPlace(first).begin, GetPlace(last).end,
-            WriteLater(Plan(MakeEmptyDraft(), GetBoundaries(parent), unique), lineEnd_));
+        const auto own = changes_.find(parent);
+        const bool hasNew = own != changes_.end() && !own->second.added.empty();
+        const Draft draft = hasNew ? own->second.added.front() : Draft();
+        text.Replace(GetPlace(first).begin, GetPlace(first).begin,
+                     GetEndBefore(GetPlace(first).begin));
+        return text.Replace(GetPlace(first).begin, GetPlace(last).end,
+                            WriteLater(Plan(draft, GetBoundaries(parent), unique), lineEnd_));
     }
     for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
         const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
@@ -367,19 +376,28 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
     }
 }
 
+bool EditedMail::KeepsChildren(uint32_t parent) const {
+    uint32_t child = parent + 1;
+    while (child < GetPlace(parent).subtreeEnd && IsRemoved(child)) {
+        child = GetPlace(child).subtreeEnd;
+    }
+    return child < GetPlace(parent).subtreeEnd;
+}
+
 bool EditedMail::IsRemoved(uint32_t index) const {
     const auto change = changes_.find(index);
     return change != changes_.end() && change->second.isRemoved;
 }
 
 /// Puts new children after the last one, each after a copy of the last child's boundary line.
-void EditedMail::SpliceAdded(uint32_t index, const std::vector<Draft>& added, UniqueText& unique,
+void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, UniqueText& unique,
                              SplicedText& text) const {
     uint32_t last = index + 1;
     while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) last = GetPlace(last).subtreeEnd;
     const std::string_view before = source_.substr(0, static_cast<size_t>(GetPlace(last).begin));
     const size_t start = before.find_last_of('\n', before.size() - 2) + 1;
-    const std::string line = std::string(lineEnd_) + std::string(before.substr(start));
+    const std::string line = std::string(lineEnd_) + std::string(before.substr(start)) +
+                             GetEndBefore(GetPlace(last).begin);
     const uint64_t at = GetPlace(last).end;
     for (const Draft& draft : added) {
         text.Replace(at, at, line);
@@ -398,6 +416,7 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0) topHeader = change.header;
         if (index == 0 && change.replacement) continue;
         if (change.replacement) {
+            text.Replace(place.begin, place.begin, GetEndBefore(place.begin));
             text.Replace(place.begin, place.end,
                          WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique),
                                     lineEnd_));
@@ -415,8 +434,10 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
     // Where several multiparts end at one place, the innermost comes first.
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
-        if (change.added.empty() || change.IsGone() || (index == 0 && !IsMixed())) continue;
-        SpliceAdded(index, change.added, unique, text);
+        if (change.IsGone()) continue;
+        std::span<const Draft> added = change.added;
+        if (!added.empty() && !KeepsChildren(index)) added = added.subspan(1);
+        if (!added.empty()) SpliceAdded(index, added, unique, text);
     }
     return text;
 }
@@ -425,8 +446,7 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
 bool EditedMail::TakesTopApart() const {
     if (signer_) return true;
     const auto top = changes_.find(0);
-    return top != changes_.end() &&
-           (top->second.replacement || (!top->second.added.empty() && !IsMixed()));
+    return top != changes_.end() && (top->second.replacement || !top->second.attached.empty());
 }
 
 void EditedMail::Write(const Take& take) const {
@@ -447,6 +467,7 @@ void EditedMail::Write(const Take& take) const {
     };
     if (!signer_) {
         take(source_.substr(0, static_cast<size_t>(GetPlace(0).fields)));
+        take(GetEndBefore(GetPlace(0).fields));
         take(top.outer);
         take(top.version);
         return writeContent(take);

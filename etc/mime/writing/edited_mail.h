@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,11 +46,14 @@ private:
         std::optional<HeaderEdit> header;
         bool isRemoved = false;
         std::optional<Draft> replacement;
-        std::vector<Draft> added;  ///< children, or attachments around the top
-        std::string footer;        ///< lines to be added to its text
+        std::vector<Draft> added;     ///< children
+        std::vector<Draft> attached;  ///< around the top
+        std::string footer;           ///< lines to be added to its text
 
         bool IsGone() const noexcept { return isRemoved || replacement.has_value(); }
-        bool ChangesBody() const noexcept { return IsGone() || !added.empty() || !footer.empty(); }
+        bool ChangesBody() const noexcept {
+            return IsGone() || !added.empty() || !attached.empty() || !footer.empty();
+        }
     };
 
     struct TopText;
@@ -64,6 +68,7 @@ private:
     HeaderEdit& EditHeader(uint32_t index);
     static const Draft& GetDraft(const NewPart& part);
     bool IsMixed() const;
+    bool KeepsChildren(uint32_t parent) const;
     bool TakesTopApart() const;
 
     bool ChangesBody() const;
@@ -77,8 +82,9 @@ private:
     std::string MakeFreeBoundary(UniqueText& unique) const;
     SplicedText MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const;
     TopText MakeTop(const HeaderEdit& header, SplicedText& text, UniqueText& unique) const;
-    Writing Wrap(const HeaderEdit& header, const std::vector<Draft>& added, SplicedText& text,
+    Writing Wrap(const HeaderEdit& header, const std::vector<Draft>& attached, SplicedText& text,
                  UniqueText& unique) const;
+    std::string GetEndBefore(uint64_t place) const;
     void SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
                       SplicedText& text) const;
     void SpliceFooter(uint32_t index, const std::string& lines, std::optional<HeaderEdit>& header,
@@ -86,7 +92,7 @@ private:
     Writing EncodeNewText(uint32_t index, std::string newText,
                           std::optional<HeaderEdit>& header) const;
     void SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const;
-    void SpliceAdded(uint32_t index, const std::vector<Draft>& added, UniqueText& unique,
+    void SpliceAdded(uint32_t index, std::span<const Draft> added, UniqueText& unique,
                      SplicedText& text) const;
 
     Entity top_;
