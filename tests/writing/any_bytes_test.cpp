@@ -225,6 +225,18 @@ TEST(AnyBytesTest, FootersOfBareMails) {
     const Result<Mail> like = Mail::Parse("Subject: x\r\n\r\nTo: y@z.org\r\n");
     const Result<std::string> bare = Edit(*like).RemoveField("Subject").ToString();
     EXPECT_EQ(Mail::Parse(*bare)->GetText(), "To: y@z.org\n") << "does not become a field";
+    const Result<Mail> odd = Mail::Parse("Content-X: x\njunk\nA: b\nodd\nReceived: c\n\nbody\n");
+    const auto tell = [&](const Result<std::string>& text) {
+        const Result<Mail> got = Mail::Parse(*text);
+        std::string names;
+        for (const Field& field : got->GetTop().GetFields()) names += field.name;
+        return names + " " + got->GetText();
+    };
+    EXPECT_EQ(tell(Edit(*odd).RemoveField("Content-X").ToString()), "AReceived body\n");
+    EXPECT_EQ(tell(Edit(*odd).RemoveField("Received").ToString()), "Content-XA body\n");
+    EXPECT_EQ(tell(Edit(*odd).SetField("A", "y").ToString()), "Content-XAReceived body\n");
+    EXPECT_EQ(tell(Edit(*odd).AttachBytes("x", {"y"}).ToString()),
+              "AReceivedMIME-VersionContent-Type body\n");
     for (const std::string source : kMails) {
         for (const std::string footer : {"Bcc: x@y.org", "\u00FC: x", "\r\nx", "From x", "--a"}) {
             SCOPED_TRACE(Escape(source) + " and " + Escape(footer));

@@ -55,18 +55,25 @@ HeaderEdit::HeaderEdit(const MessageTree& tree, uint32_t index, std::string_view
     size_t done = 0;
     for (const FieldStarts::Start& start : fields.starts) {
         if (start.offset < done) continue;
-        if (start.offset > done) {
-            items_.push_back({"", std::string(block.substr(done, start.offset - done))});
-        }
+        if (start.offset > done) AddOthers(block.substr(done, start.offset - done));
         const size_t size = MeasureField(block.substr(start.offset));
         items_.push_back({std::string(start.name), std::string(block.substr(start.offset, size))});
         done = start.offset + size;
     }
-    if (done < block.size()) items_.push_back({"", std::string(block.substr(done))});
+    if (done < block.size()) AddOthers(block.substr(done));
+}
+
+void HeaderEdit::AddOthers(std::string_view lines) {
+    if (items_.empty()) items_.emplace_back();
+    items_.back().others += lines;
 }
 
 void HeaderEdit::Add(std::string_view name, std::string field) {
-    if (!items_.empty() && !items_.back().text.ends_with('\n')) items_.back().text += lineEnd_;
+    if (!items_.empty()) {
+        Item& last = items_.back();
+        std::string& end = last.others.empty() ? last.text : last.others;
+        if (!end.ends_with('\n')) end += lineEnd_;
+    }
     items_.push_back({std::string(name), std::move(field)});
 }
 
@@ -75,11 +82,20 @@ void HeaderEdit::Set(std::string_view name, std::string field) {
     const auto first = std::find_if(items_.begin(), items_.end(), isNamed);
     if (first == items_.end()) return Add(name, std::move(field));
     first->text = std::move(field);
-    items_.erase(std::remove_if(first + 1, items_.end(), isNamed), items_.end());
+    RemoveFrom(static_cast<size_t>(first - items_.begin()) + 1, name);
 }
 
 void HeaderEdit::Remove(std::string_view name) {
-    std::erase_if(items_, [name](const Item& item) { return EqualsCaseless(item.name, name); });
+    RemoveFrom(0, name);
+}
+
+void HeaderEdit::RemoveFrom(size_t begin, std::string_view name) {
+    const auto first = items_.begin() + static_cast<std::ptrdiff_t>(begin);
+    const auto end = std::remove_if(
+        first, items_.end(), [name](const Item& item) { return EqualsCaseless(item.name, name); });
+    if (end == items_.end()) return;
+    items_.erase(end, items_.end());
+    for (Item& item : items_) item.others.clear();
 }
 
 bool HeaderEdit::Has(std::string_view name) const {
@@ -95,7 +111,7 @@ HeaderEdit::Kind HeaderEdit::GetKind(const Item& item) {
 std::string HeaderEdit::Join(bool (*isWanted)(Kind)) const {
     std::string text;
     for (const Item& item : items_) {
-        if (!isWanted(GetKind(item))) continue;
+        if (item.text.empty() || !isWanted(GetKind(item))) continue;
         text += item.text;
         if (!text.ends_with('\n')) text += lineEnd_;
     }
@@ -104,7 +120,7 @@ std::string HeaderEdit::Join(bool (*isWanted)(Kind)) const {
 
 std::string HeaderEdit::GetText() const {
     std::string text;
-    for (const Item& item : items_) text += item.text;
+    for (const Item& item : items_) text += item.text + item.others;
     return text;
 }
 

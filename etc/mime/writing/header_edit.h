@@ -13,8 +13,8 @@ namespace MIME {
 /// The length of the field that begins the text: to the line end that no blank follows, included.
 size_t MeasureField(std::string_view text) noexcept;
 
-/// The header block of an entity as lines that can be changed one by one; the others stay as they
-/// are, lines that are no field included.
+/// The header block of an entity as fields that can be changed one by one; the others stay as they are,
+/// and so do lines that are no field, as long as no field is removed.
 class HeaderEdit {
 public:
     HeaderEdit(const MessageTree& tree, uint32_t index, std::string_view lineEnd);
@@ -32,12 +32,17 @@ public:
 
 private:
     struct Item {
-        std::string name;  ///< empty for what is no field
-        std::string text;
+        std::string name = {};  ///< empty where lines come before the first field
+        std::string text = {};
+        /// Lines after it that are no field. Readers pass them over between fields, but some fields
+        /// must follow: so when fields are removed or divided, these lines are left out.
+        std::string others = {};
     };
     enum class Kind { content, version, other };
 
     static Kind GetKind(const Item& item);
+    void AddOthers(std::string_view lines);
+    void RemoveFrom(size_t begin, std::string_view name);
     std::string Join(bool (*isWanted)(Kind)) const;
 
     std::string_view lineEnd_;
