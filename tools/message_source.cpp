@@ -19,7 +19,7 @@ using KivGuiBase::File;
 namespace {
 
 std::string StoreStream(std::FILE* stream, const std::string& name, WorkFolder& folder) {
-    const std::string copy = folder.MakePath("stream");
+    std::string copy = folder.MakePath("stream");
     DiskFile out;
     const auto check = [&copy](bool isDone) {
         if (!isDone) throw Failure(copy, GetLastReason());

@@ -209,6 +209,15 @@ Draft EditedMail::Plan(const Draft& draft, const std::vector<std::string>& bound
     if (isFile && planned.form == BodyForm::text && lineEnd_ == "\n") {
         planned.form = BodyForm::bytes;
     }
+    const Result<void> done = Caught<void>([&] { PlanDraft(planned, unique, boundaries); });
+    if (done) return planned;
+    const bool isMessage = planned.form == BodyForm::verbatim && !planned.IsMultipart();
+    if (!isMessage || done.error().GetCode() != ErrorCode::cannotEncode) {
+        throw WriteFailure{done.error()};
+    }
+    // It has a boundary of this mail, as one that is attached to itself.
+    planned.type = "application/octet-stream";
+    planned.form = BodyForm::bytes;
     PlanDraft(planned, unique, boundaries);
     return planned;
 }

@@ -138,9 +138,12 @@ std::optional<Footer::Insertion> Insert(const TextKind& kind, std::string_view b
     if (!CanInsert(kind, lines, body)) return std::nullopt;
     const bool isEncoded = kind.encoding == TransferEncoding::quoted_printable;
     const std::string text = isEncoded ? EncodeQuotedPrintable(lines, lineEnd) : lines;
-    if (!kind.isHtml) return Footer::Insertion{body.size(), BeginLine(body, text, lineEnd)};
-    const size_t at = FindBodyEnd(body);
-    if (at == std::string_view::npos) return std::nullopt;
+    const size_t at = kind.isHtml ? FindBodyEnd(body) : std::string_view::npos;
+    if (at == std::string_view::npos) {
+        // A soft line break may divide the tag that was looked for.
+        if (kind.isHtml && isEncoded) return std::nullopt;
+        return Footer::Insertion{body.size(), BeginLine(body, text, lineEnd)};
+    }
     // Soft line breaks keep the lines of quoted-printable short.
     const std::string soft = (isEncoded ? "=" : "") + std::string(lineEnd);
     return Footer::Insertion{at, soft + text + soft};
