@@ -213,6 +213,7 @@ std::vector<std::string> MakeTexts() {
                                       "\\\"",
                                       "a, b",
                                       "<a@b.org>",
+                                      "<a@b.org",
                                       "a@b.org, c@d.org",
                                       "a@b.org <c@d.org>",
                                       "a@b.org\r\nBcc: x@y.org",

@@ -132,7 +132,8 @@ std::string WriteIdField(std::string_view name, std::span<const std::string> ids
     }
     for (const std::string& id : ids) {
         const std::string_view bare = TrimBrackets(id);
-        CheckId(name, bare);
+        const std::string_view whole = KivGuiBase::TrimSpace(id);
+        CheckId(name, whole.starts_with('<') == whole.ends_with('>') ? bare : whole);
         lines.Add(std::string("<").append(bare).append(">"));
     }
     return lines.Finish();
