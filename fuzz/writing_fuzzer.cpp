@@ -246,7 +246,8 @@ void ComposedInput::CheckLeaves(const Mail& mail) const {
         Fuzz::Check(wanted != leaves.end(), "no part more");
         if (entity.CarriesMessage()) {
             Fuzz::Check(wanted->isMessage, "a message");
-            CheckEqual(entity.GetRawBody(), MakeLines(wanted->body), "the carried message");
+            CheckEqual(MakeLines(entity.GetRawBody()), MakeLines(wanted->body),
+                       "the carried message");
             carried = entity.GetPath() + ".";
         } else {
             CheckEqual(entity.Decode(), wanted->body, "the body");
