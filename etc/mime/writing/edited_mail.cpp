@@ -45,8 +45,9 @@ EditedMail::EditedMail(const Mail& mail)
 
 // ------------------------------------------------------------------------------ what is noted --
 
-bool EditedMail::IsInside(uint32_t index, uint32_t outer) const noexcept {
-    return outer < index && index < GetPlace(outer).subtreeEnd;
+/// What was to be changed inside an entity is replaced or removed with it.
+void EditedMail::ForgetInside(uint32_t index) {
+    changes_.erase(changes_.upper_bound(index), changes_.lower_bound(GetPlace(index).subtreeEnd));
 }
 
 /// @return the entity's index. Fails when nothing can be changed in it.
@@ -58,8 +59,9 @@ uint32_t EditedMail::CheckEntity(const Entity& entity) const {
     if (!entity.IsInSource()) {
         Fail(ErrorCode::cannotEdit, "lies in a message that is in a transfer encoding");
     }
-    for (const auto& [index, change] : changes_) {
-        if (change.IsGone() && (index == entity.index_ || IsInside(entity.index_, index))) {
+    for (uint32_t i = entity.index_; i != EntityPlace::kNone; i = GetPlace(i).parent) {
+        const auto change = changes_.find(i);
+        if (change != changes_.end() && change->second.IsGone()) {
             Fail(ErrorCode::cannotEdit, "was removed or replaced before");
         }
     }
@@ -113,7 +115,7 @@ void EditedMail::Replace(const Entity& entity, const NewPart& part) {
         Fail(ErrorCode::cannotEdit, "is a message that cannot be replaced");
     }
     const Draft& draft = GetDraft(part);
-    std::erase_if(changes_, [&](const auto& entry) { return IsInside(entry.first, index); });
+    ForgetInside(index);
     Change& change = changes_[index];
     change.footer.clear();
     change.added.clear();
@@ -126,7 +128,7 @@ void EditedMail::Remove(const Entity& entity) {
     if (GetPlace(GetPlace(index).parent).isMessage) {
         Fail(ErrorCode::cannotEdit, "is carried by a part, which can be removed instead");
     }
-    std::erase_if(changes_, [&](const auto& entry) { return IsInside(entry.first, index); });
+    ForgetInside(index);
     changes_[index].isRemoved = true;
 }
 

@@ -61,7 +61,7 @@ private:
     const EntityPlace& GetPlace(uint32_t index) const { return tree_->places[index]; }
     Entity GetEntity(uint32_t index) const { return Entity(*tree_, index); }
     uint32_t CheckEntity(const Entity& entity) const;
-    bool IsInside(uint32_t index, uint32_t outer) const noexcept;
+    void ForgetInside(uint32_t index);
     bool IsRemoved(uint32_t index) const;
     bool IsOwnText(const Entity& entity) const;
     static bool IsLeafType(const Entity& entity, std::string_view type);
