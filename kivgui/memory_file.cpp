@@ -126,4 +126,8 @@ void MemoryFile::Forget() noexcept {
     handle_ = Platform::kInvalidFile;
 }
 
+void MemoryFile::Release(std::string_view part) noexcept {
+    Platform::ReleasePages(part.data(), part.size());
+}
+
 }  // namespace KivGuiBase

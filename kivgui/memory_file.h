@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "kivgui/disk_file.h"
 #include "kivgui/export.h"
@@ -59,6 +60,11 @@ public:
     const char* GetData() const noexcept { return start_; }
     /// Bytes of content: up to the write cursor of a writable view, otherwise the whole file.
     uint64_t GetSize() const noexcept { return writable_ ? GetUsed() : length_; }
+
+    bool IsMapped() const noexcept { return mapped_; }
+    /// Gives the memory of a part of a mapped file back to the system. It is read from the file again
+    /// when somebody looks at it. Any thread. Does nothing on Windows.
+    static void Release(std::string_view part) noexcept;
 
     /// For a writable view (IsWritable): the bytes written so far, those that fit without Extend, the place of
     /// the next one, and the move of the write cursor past bytes that were put there.

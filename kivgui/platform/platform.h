@@ -96,6 +96,8 @@ bool ListFolder(const char* path, NameTaker& taker) noexcept;
 /// handle is closed. Null on failure.
 const char* MapFile(FileHandle file, uint64_t size) noexcept;
 void UnmapFile(const char* start, uint64_t size) noexcept;
+/// The whole pages of a part of a mapped file need not stay in memory.
+void ReleasePages(const char* start, size_t size) noexcept;
 
 /// The folder for temporary files, with a separator at its end; empty on failure.
 AnsiStr GetTempFolder() noexcept;

@@ -87,6 +87,7 @@ Result<Mail> Mail::Read(std::unique_ptr<MessageTree> tree, const MailOptions& op
     AnsiStr message;
     Reading reading(tree->text.data(), Cursor::AtMessage(tree->text), message, rules,
                     options.report);
+    reading.passed = tree->file.Pass(reading.cursor.GetNext());
     PlaceBuilder builder(*tree, reading);
     const bool isRead = Scanner(reading, builder).ReadEntity(contentType);
     if (watch.HasFailed()) throw std::bad_alloc();

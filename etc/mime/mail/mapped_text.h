@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "kivgui/memory_file.h"
+#include "mime/foundation/passed_pages.h"
 #include "mime/mail/result.h"
 
 namespace MIME {
@@ -29,6 +30,9 @@ public:
                    ? std::string_view(file_->GetData(), static_cast<size_t>(file_->GetSize()))
                    : std::string_view();
     }
+
+    /// A pass over the text, which begins at `next`.
+    PassedPages Pass(const char* next) const noexcept { return {file_.get(), next}; }
 
 private:
     explicit MappedText(std::unique_ptr<KivGuiBase::MemoryFile> file) noexcept

@@ -244,6 +244,7 @@ bool TakeBody(BodyCodec& codec, Delimiters& delimiters, Reading& reading) {
         if (!delimiters.NextPiece(piece)) return false;
         if (!(piece.isLast ? codec.TakeLast(piece.text) : codec.Take(piece.text))) return false;
         reading.cursor.Skip(piece.extent);
+        reading.passed.Pass(reading.cursor.GetNext());
         if (piece.isLast) return true;
     }
 }

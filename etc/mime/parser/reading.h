@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "mime/foundation/passed_pages.h"
 #include "mime/parser/read_limits.h"
 #include "mime/parser/report.h"
 #include "mime/read_options.h"
@@ -92,6 +93,7 @@ struct Reading {
     Cursor cursor;
     unsigned decodedLevels = 0;         ///< encoded messages around the cursor
     const char* encodedName = nullptr;  ///< a "name" of Content-Type that has an encoded word
+    PassedPages passed;                 ///< for a text that is a mapped file
     const Rules rules;
     const ReadOptions& options;
     AnsiStr& error;

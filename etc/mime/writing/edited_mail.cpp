@@ -227,8 +227,20 @@ Draft EditedMail::Plan(const Draft& draft, const std::vector<std::string>& bound
 std::string EditedMail::MakeFreeBoundary(UniqueText& unique) const {
     std::string boundary;
     do boundary = unique.MakeBoundary();
-    while (source_.find("--" + boundary) != std::string_view::npos);
+    while (Occurs("--" + boundary));
     return boundary;
+}
+
+/// Is the text in the source?
+bool EditedMail::Occurs(std::string_view text) const {
+    constexpr size_t kWindow = 0x400000;
+    PassedPages passed = tree_->file.Pass(source_.data());
+    for (std::string_view rest = source_; !rest.empty();) {
+        if (rest.substr(0, kWindow + text.size()).find(text) != std::string_view::npos) return true;
+        rest.remove_prefix(std::min(kWindow, rest.size()));
+        passed.Pass(rest.data());
+    }
+    return false;
 }
 
 /// The header of the whole mail, and its body as far as it is new.
@@ -418,7 +430,7 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
 
 /// @param topHeader  receives the header block of the mail, where it was changed.
 SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
-    SplicedText text(source_);
+    SplicedText text(source_, tree_->file);
     std::set<uint32_t> parents;  // that lose children
     for (const auto& [index, change] : changes_) {
         const EntityPlace& place = GetPlace(index);

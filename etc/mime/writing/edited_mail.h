@@ -80,6 +80,7 @@ private:
     Draft Plan(const Draft& draft, const std::vector<std::string>& boundaries,
                UniqueText& unique) const;
     std::string MakeFreeBoundary(UniqueText& unique) const;
+    bool Occurs(std::string_view text) const;
     SplicedText MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const;
     TopText MakeTop(const HeaderEdit& header, SplicedText& text, UniqueText& unique) const;
     Writing Wrap(const HeaderEdit& header, const std::vector<Draft>& attached, SplicedText& text,

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "mime/mail/mapped_text.h"
 #include "mime/writing/body_source.h"
 #include "mime/writing/target.h"
 
@@ -13,7 +14,9 @@ namespace MIME {
 /// A text with some of its ranges replaced. All else is passed on as it is.
 class SplicedText {
 public:
-    explicit SplicedText(std::string_view source) noexcept : source_(source) {}
+    /// @param file  that of the source, if it is one.
+    SplicedText(std::string_view source, const MappedText& file) noexcept
+        : source_(source), file_(file) {}
 
     /// Replaces a range, which may be empty. Ranges do not overlap; where several begin at one place,
     /// the empty ones come first, in the order of the calls.
@@ -33,6 +36,7 @@ private:
     };
 
     std::string_view source_;
+    const MappedText& file_;
     std::vector<Splice> splices_;
 };
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -129,6 +130,14 @@ const char* MapFile(FileHandle file, uint64_t size) noexcept {
 
 void UnmapFile(const char* start, uint64_t size) noexcept {
     munmap(const_cast<char*>(start), static_cast<size_t>(size));
+}
+
+void ReleasePages(const char* start, size_t size) noexcept {
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto begin = (reinterpret_cast<uintptr_t>(start) + page - 1) / page * page;
+    const auto end = (reinterpret_cast<uintptr_t>(start) + size) / page * page;
+    // If this fails, the memory is only given back later.
+    if (begin < end) (void)madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
 }
 
 AnsiStr GetTempFolder() noexcept {

@@ -183,6 +183,9 @@ void UnmapFile(const char* start, uint64_t /*size*/) noexcept {
     UnmapViewOfFile(start);
 }
 
+// The system takes such pages away by itself when memory is short.
+void ReleasePages(const char* /*start*/, size_t /*size*/) noexcept {}
+
 AnsiStr GetTempFolder() noexcept {
     LastErrorKept kept;
     using Function = DWORD(WINAPI*)(DWORD, LPWSTR);
