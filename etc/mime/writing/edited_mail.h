@@ -44,6 +44,7 @@ private:
     /// What is changed in one entity.
     struct Change {
         std::optional<HeaderEdit> header;
+        bool hasNewType = false;  ///< the host has set or removed Content-Type
         bool isRemoved = false;
         std::optional<Draft> replacement;
         std::vector<Draft> added;     ///< children

@@ -1,0 +1,344 @@
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "kivgui/ascii.h"
+#include "mime/writing/edited_mail.h"
+#include "mime/writing/field_text.h"
+#include "mime/writing/footer.h"
+#include "mime/writing/write_failure.h"
+
+// How an edited mail is written: as a list of ranges of the source and what is written in their place; so
+// all that is not in one of them comes out byte for byte. The difficult matter is the line end before
+// a boundary line, which belongs to it: a child ends before it, and what is put after the child begins
+// with a line end of its own.
+
+namespace MIME {
+
+using KivGuiBase::EqualsCaseless;
+
+namespace {
+
+std::string MakeVersionField(std::string_view lineEnd) {
+    return "MIME-Version: 1.0" + std::string(lineEnd);
+}
+
+Writing WriteLater(Draft draft, std::string_view lineEnd) {
+    return
+        [draft = std::move(draft), lineEnd](const Take& take) { WriteDraft(draft, lineEnd, take); };
+}
+
+}  // namespace
+
+bool EditedMail::IsMixed() const {
+    return top_.IsType("multipart/mixed") && top_.HasChildren();
+}
+
+/// The boundaries around what is inside an entity.
+std::vector<std::string> EditedMail::GetBoundaries(uint32_t index) const {
+    std::vector<std::string> boundaries;
+    for (; index != EntityPlace::kNone; index = GetPlace(index).parent) {
+        if (!GetPlace(index).hasBoundary) continue;
+        boundaries.push_back(GetEntity(index).GetParameter("Content-Type", "boundary"));
+    }
+    return boundaries;
+}
+
+/// A draft that can stand inside boundaries.
+Draft EditedMail::Plan(const Draft& draft, const std::vector<std::string>& boundaries,
+                       UniqueText& unique) const {
+    Draft planned = draft;
+    // Lines that end in LF would take the CRs of a file.
+    const bool isFile = !planned.mustBeUtf8;
+    if (isFile && planned.form == BodyForm::text && lineEnd_ == "\n") {
+        planned.form = BodyForm::bytes;
+    }
+    const Result<void> done = Caught<void>([&] { PlanDraft(planned, unique, boundaries); });
+    if (done) return planned;
+    const bool isMessage = planned.form == BodyForm::verbatim && !planned.IsMultipart();
+    if (!isMessage || done.error().GetCode() != ErrorCode::cannotEncode) {
+        throw WriteFailure{done.error()};
+    }
+    // It has a boundary of this mail, as one that is attached to itself.
+    planned.type = "application/octet-stream";
+    planned.form = BodyForm::bytes;
+    PlanDraft(planned, unique, boundaries);
+    return planned;
+}
+
+std::string EditedMail::MakeFreeBoundary(UniqueText& unique) const {
+    std::string boundary;
+    do boundary = unique.MakeBoundary();
+    while (Occurs("--" + boundary));
+    return boundary;
+}
+
+/// Is the text in the source?
+bool EditedMail::Occurs(std::string_view text) const {
+    constexpr size_t kWindow = 0x400000;
+    PassedPages passed = tree_->file.Pass(source_.data());
+    for (std::string_view rest = source_; !rest.empty();) {
+        if (rest.substr(0, kWindow + text.size()).find(text) != std::string_view::npos) return true;
+        rest.remove_prefix(std::min(kWindow, rest.size()));
+        passed.Pass(rest.data());
+    }
+    return false;
+}
+
+/// The header of the whole mail, and its body as far as it is new.
+struct EditedMail::TopText {
+    std::string outer;  ///< the fields that are not about the content
+    std::string version;
+    Writing inner;      ///< the Content- fields, the empty line, and what of the body is new
+    uint64_t rest = 0;  ///< the source goes on here
+};
+
+EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& text,
+                                        UniqueText& unique) const {
+    const auto found = changes_.find(0);
+    const Change change = found == changes_.end() ? Change() : found->second;
+    TopText top;
+    top.outer = header.GetOtherFields();
+    top.version = MakeVersionField(lineEnd_);
+    top.rest = GetPlace(0).body;
+    if (change.replacement) {
+        top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
+        top.rest = GetPlace(0).end;
+    } else if (!change.attached.empty()) {
+        top.inner = Wrap(header, change.attached, text, unique);
+    } else {
+        std::string fields = header.GetContentFields() + std::string(lineEnd_);
+        top.inner = [fields = std::move(fields)](const Take& take) { take(fields); };
+    }
+    return top;
+}
+
+/// Makes what was the mail's content the first part of a multipart/mixed, and the new parts the others.
+Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& attached,
+                         SplicedText& text, UniqueText& unique) const {
+    const std::string boundary = MakeFreeBoundary(unique);
+    const std::string end(lineEnd_);
+    std::string encoding;
+    bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
+    for (const Draft& draft : attached) {
+        Draft planned = Plan(draft, {boundary}, unique);
+        is8Bit = is8Bit || planned.Is8Bit();
+        text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
+        text.Replace(source_.size(), source_.size(), WriteLater(std::move(planned), lineEnd_));
+    }
+    text.Replace(source_.size(), source_.size(), end + "--" + boundary + "--" + end);
+    const Parameter parameters[] = {{"boundary", boundary}};
+    std::string fields =
+        WriteParameterField("Content-Type", "multipart/mixed", parameters, lineEnd_);
+    if (is8Bit) fields += "Content-Transfer-Encoding: 8bit" + end;
+    fields += end + "--" + boundary + end + header.GetContentFields() + end;
+    return [fields = std::move(fields)](const Take& take) { take(fields); };
+}
+
+/// What a new line at a place of the source begins with: a line end, where the text breaks off in an mbox
+/// line or a boundary line.
+std::string EditedMail::GetEndBefore(uint64_t place) const {
+    const std::string_view before = source_.substr(0, static_cast<size_t>(place));
+    return std::string(before.empty() || before.ends_with('\n') ? std::string_view() : lineEnd_);
+}
+
+/// @param hasNewBody  something is put before the body, or in its place.
+void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool hasNewBody,
+                              SplicedText& text) const {
+    const EntityPlace& place = GetPlace(index);
+    std::string block = header.GetText();
+    const bool hasBody = hasNewBody || place.body < place.end;
+    // Readers skip empty lines before the first field, and would look for it in the body.
+    if (index == 0 && hasBody && block.empty()) block = MakeVersionField(lineEnd_);
+    // Where there was no empty line before the body, there must be one now.
+    if (place.fieldsEnd == place.body && hasBody) {
+        if (!block.empty() && !block.ends_with('\n')) block += lineEnd_;
+        block += lineEnd_;
+    }
+    if (!block.empty()) block.insert(0, GetEndBefore(place.fields));
+    text.Replace(place.fields, place.fieldsEnd, std::move(block));
+}
+
+/// Splices lines that are added to a text, and the header, which is changed where the text has to be
+/// encoded anew.
+void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
+                              std::optional<HeaderEdit>& header, SplicedText& text) const {
+    const EntityPlace& place = GetPlace(index);
+    Footer footer =
+        MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_, GetBoundaries(index));
+    uint64_t begin = place.body;
+    uint64_t end = place.end;
+    Writing write;
+    if (footer.insertion) {
+        begin = end = place.body + footer.insertion->offset;
+        write = [added = std::move(footer.insertion->text)](const Take& take) { take(added); };
+    } else {
+        write = EncodeNewText(index, std::move(footer.text), header);
+    }
+    const bool hasEmptyLine = place.fieldsEnd != place.body;
+    const bool hasFields = place.fields != place.fieldsEnd;
+    if (!header && place.body == place.end && !(hasEmptyLine && hasFields)) {
+        header.emplace(*tree_, index, lineEnd_);
+    }
+    if (header && (index != 0 || !TakesTopApart())) SpliceHeader(index, *header, true, text);
+    text.Replace(begin, end, std::move(write));
+}
+
+/// A text in UTF-8 for the place of a body, and the fields that say so.
+Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
+                                  std::optional<HeaderEdit>& header) const {
+    if (index == 0 && tree_->hasContentType) {
+        Fail(ErrorCode::cannotEdit, "the mail's Content-Type is not in it");
+    }
+    const Entity entity = GetEntity(index);
+    const SharedBody body = MakeCanonicalSource(MakeTextSource(std::move(newText)));
+    const BodyPlan plan = PlanBody(*body, BodyForm::text, GetBoundaries(index));
+    std::vector<Parameter> parameters;
+    if (const std::optional<Field> type = entity.FindField("Content-Type")) {
+        parameters = type->GetParameters();
+    }
+    std::erase_if(parameters, [](const Parameter& parameter) {
+        return EqualsCaseless(parameter.name, "charset");
+    });
+    parameters.push_back({"charset", "utf-8"});
+    if (!header) header.emplace(*tree_, index, lineEnd_);
+    if (index == 0 && !header->Has("MIME-Version")) {
+        header->Add("MIME-Version", MakeVersionField(lineEnd_));
+    }
+    header->Set("Content-Type",
+                WriteParameterField("Content-Type", entity.GetMediaType(), parameters, lineEnd_));
+    header->Set("Content-Transfer-Encoding", MakeEncodingField(plan.encoding, lineEnd_));
+    return [body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); };
+}
+
+/// Takes out the removed children of a multipart, each with one boundary line. Where none is left, the
+/// first new one takes their place, or an empty text.
+void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const {
+    constexpr uint32_t kNone = EntityPlace::kNone;
+    uint32_t lastKept = kNone;
+    uint32_t last = kNone;
+    uint32_t first = parent + 1;
+    for (uint32_t child = first; child < GetPlace(parent).subtreeEnd;
+         child = GetPlace(child).subtreeEnd) {
+        last = child;
+        if (!IsRemoved(child)) lastKept = child;
+    }
+    if (lastKept == kNone) {
+        const auto own = changes_.find(parent);
+        const bool hasNew = own != changes_.end() && !own->second.added.empty();
+        const Draft draft = hasNew ? own->second.added.front() : Draft();
+        text.Replace(GetPlace(first).begin, GetPlace(first).begin,
+                     GetEndBefore(GetPlace(first).begin));
+        return text.Replace(GetPlace(first).begin, GetPlace(last).end,
+                            WriteLater(Plan(draft, GetBoundaries(parent), unique), lineEnd_));
+    }
+    for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
+        const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
+        if (IsRemoved(child)) text.Replace(GetPlace(child).begin, next, std::string());
+    }
+    if (lastKept != last) {
+        text.Replace(GetPlace(lastKept).end, GetPlace(last).end, std::string());
+    }
+}
+
+bool EditedMail::KeepsChildren(uint32_t parent) const {
+    uint32_t child = parent + 1;
+    while (child < GetPlace(parent).subtreeEnd && IsRemoved(child)) {
+        child = GetPlace(child).subtreeEnd;
+    }
+    return child < GetPlace(parent).subtreeEnd;
+}
+
+bool EditedMail::IsRemoved(uint32_t index) const {
+    const auto change = changes_.find(index);
+    return change != changes_.end() && change->second.isRemoved;
+}
+
+/// Puts new children after the last one, each after a copy of the last child's boundary line.
+void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, UniqueText& unique,
+                             SplicedText& text) const {
+    uint32_t last = index + 1;
+    while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) last = GetPlace(last).subtreeEnd;
+    const std::string_view before = source_.substr(0, static_cast<size_t>(GetPlace(last).begin));
+    const size_t start = before.find_last_of('\n', before.size() - 2) + 1;
+    const std::string line = std::string(lineEnd_) + std::string(before.substr(start)) +
+                             GetEndBefore(GetPlace(last).begin);
+    const uint64_t at = GetPlace(last).end;
+    for (const Draft& draft : added) {
+        text.Replace(at, at, line);
+        text.Replace(at, at, WriteLater(Plan(draft, GetBoundaries(index), unique), lineEnd_));
+    }
+}
+
+/// @param topHeader  receives the header block of the mail, where it was changed.
+SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
+    SplicedText text(source_, tree_->file);
+    std::set<uint32_t> parents;  // that lose children
+    for (const auto& [index, change] : changes_) {
+        const EntityPlace& place = GetPlace(index);
+        if (change.isRemoved) parents.insert(place.parent);
+        if (change.isRemoved) continue;
+        if (index == 0) topHeader = change.header;
+        if (index == 0 && change.replacement) continue;
+        if (change.replacement) {
+            text.Replace(place.begin, place.begin, GetEndBefore(place.begin));
+            text.Replace(place.begin, place.end,
+                         WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique),
+                                    lineEnd_));
+            continue;
+        }
+        std::optional<HeaderEdit> header = change.header;
+        if (!change.footer.empty()) {
+            SpliceFooter(index, change.footer, header, text);
+        } else if (header && (index != 0 || !TakesTopApart())) {
+            SpliceHeader(index, *header, false, text);
+        }
+        if (index == 0) topHeader = std::move(header);
+    }
+    for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);
+    // Where several multiparts end at one place, the innermost comes first.
+    for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
+        const auto& [index, change] = *entry;
+        if (change.IsGone()) continue;
+        std::span<const Draft> added = change.added;
+        if (!added.empty() && !KeepsChildren(index)) added = added.subspan(1);
+        if (!added.empty()) SpliceAdded(index, added, unique, text);
+    }
+    return text;
+}
+
+/// Is the header block of the mail divided into what is about its content and the rest?
+bool EditedMail::TakesTopApart() const {
+    if (signer_) return true;
+    const auto top = changes_.find(0);
+    return top != changes_.end() && (top->second.replacement || !top->second.attached.empty());
+}
+
+void EditedMail::Write(const Take& take) const {
+    if (firstError) throw WriteFailure{*firstError};
+    UniqueText unique;
+    std::optional<HeaderEdit> topHeader;
+    SplicedText text = MakeText(unique, topHeader);
+    if (!TakesTopApart()) {
+        text.Sort();
+        return text.Write(0, take);
+    }
+    if (!topHeader) topHeader.emplace(*tree_, 0, lineEnd_);
+    const TopText top = MakeTop(*topHeader, text, unique);
+    text.Sort();
+    const auto writeContent = [&](const Take& takeContent) {
+        top.inner(takeContent);
+        text.Write(top.rest, takeContent);
+    };
+    if (!signer_) {
+        take(source_.substr(0, static_cast<size_t>(GetPlace(0).fields)));
+        take(GetEndBefore(GetPlace(0).fields));
+        take(top.outer);
+        take(top.version);
+        return writeContent(take);
+    }
+    CheckCanBeSigned(writeContent);
+    signer_->Write(top.outer, MakeFreeBoundary(unique), writeContent, take);
+}
+
+}  // namespace MIME
