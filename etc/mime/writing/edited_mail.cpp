@@ -416,6 +416,19 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
     }
 }
 
+/// Ends the header blocks around a changed entity that have no empty line: what is new inside may have
+/// fields, and readers would take them for a part of that block.
+void EditedMail::SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText& text) const {
+    for (const uint32_t index : parents) {
+        const EntityPlace& place = GetPlace(index);
+        const auto own = changes_.find(index);
+        const bool isWritten =
+            own != changes_.end() && (own->second.header || own->second.IsGone());
+        if (place.fieldsEnd != place.body || isWritten || (index == 0 && TakesTopApart())) continue;
+        text.Replace(place.body, place.body, std::string(lineEnd_));
+    }
+}
+
 /// @param topHeader  receives the header block of the mail, where it was changed.
 SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
     SplicedText text(source_);
@@ -442,6 +455,12 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0) topHeader = std::move(header);
     }
     for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);
+    std::set<uint32_t> around;
+    for (const auto& [index, change] : changes_) {
+        uint32_t i = change.added.empty() ? GetPlace(index).parent : index;
+        while (i != EntityPlace::kNone && around.insert(i).second) i = GetPlace(i).parent;
+    }
+    SpliceEmptyLines(around, text);
     // Where several multiparts end at one place, the innermost comes first.
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
