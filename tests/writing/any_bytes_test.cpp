@@ -237,6 +237,12 @@ TEST(AnyBytesTest, FootersOfBareMails) {
     EXPECT_EQ(tell(Edit(*odd).SetField("A", "y").ToString()), "Content-XAReceived body\n");
     EXPECT_EQ(tell(Edit(*odd).AttachBytes("x", {"y"}).ToString()),
               "AReceivedMIME-VersionContent-Type body\n");
+    const Result<Mail> joined = Mail::Parse(
+        "A: b\nContent-Type: multipart/mixed; boundary=a\nte\n--a\n\n1\n--a\n\n2\n--a--\n");
+    ASSERT_EQ(joined->GetEntities().size(), 3u);
+    const Result<std::string> replaced =
+        Edit(*joined).Replace(*joined->FindByPath("1"), "x").ToString();
+    EXPECT_EQ(Mail::Parse(*replaced)->GetEntities().size(), 3u) << *replaced;
     for (const std::string source : kMails) {
         for (const std::string footer : {"Bcc: x@y.org", "\u00FC: x", "\r\nx", "From x", "--a"}) {
             SCOPED_TRACE(Escape(source) + " and " + Escape(footer));

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -93,6 +94,8 @@ private:
                       SplicedText& text) const;
     Writing EncodeNewText(uint32_t index, std::string newText,
                           std::optional<HeaderEdit>& header) const;
+    std::set<uint32_t> FindAround() const;
+    void SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText& text) const;
     void SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText& text) const;
     void SpliceAdded(uint32_t index, std::span<const Draft> added, UniqueText& unique,
                      SplicedText& text) const;

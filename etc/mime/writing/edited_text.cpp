@@ -172,6 +172,9 @@ void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
     if (footer.insertion) {
         begin = end = place.body + footer.insertion->offset;
         write = [added = std::move(footer.insertion->text)](const Take& take) { take(added); };
+    } else if (changes_.at(index).hasNewType) {
+        Fail(ErrorCode::cannotEdit,
+             "has a new Content-Type, and the text to be added needs another");
     } else {
         write = EncodeNewText(index, std::move(footer.text), header);
     }
@@ -270,6 +273,29 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
     }
 }
 
+/// The entities around those that change.
+std::set<uint32_t> EditedMail::FindAround() const {
+    std::set<uint32_t> around;
+    for (const auto& [index, change] : changes_) {
+        uint32_t i = change.added.empty() ? GetPlace(index).parent : index;
+        while (i != EntityPlace::kNone && around.insert(i).second) i = GetPlace(i).parent;
+    }
+    return around;
+}
+
+/// Ends the header blocks around a changed entity that have no empty line: what is new inside may have
+/// fields, and readers would take them for a part of that block.
+void EditedMail::SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText& text) const {
+    for (const uint32_t index : parents) {
+        const EntityPlace& place = GetPlace(index);
+        const auto own = changes_.find(index);
+        const bool isWritten =
+            own != changes_.end() && (own->second.header || own->second.IsGone());
+        if (place.fieldsEnd != place.body || isWritten || (index == 0 && TakesTopApart())) continue;
+        text.Replace(place.body, place.body, std::string(lineEnd_));
+    }
+}
+
 /// @param topHeader  receives the header block of the mail, where it was changed.
 SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
     SplicedText text(source_, tree_->file);
@@ -296,6 +322,7 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0) topHeader = std::move(header);
     }
     for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);
+    SpliceEmptyLines(FindAround(), text);
     // Where several multiparts end at one place, the innermost comes first.
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
