@@ -32,6 +32,19 @@ refuse "a conditional for a system" \
 refuse "a header of an operating system" \
   '^[[:space:]]*#[[:space:]]*include[[:space:]]*<(windows|winsock2?|unistd|fcntl|dirent|io|pthread|poll|sys/[a-z]+)\.h>'
 
+# docs/errors.md has every error text. What the writer says is taken from its calls of Fail on one line.
+while IFS= read -r text; do
+  grep -qF -- "$text" docs/errors.md && continue
+  echo "docs/errors.md lacks this error: $text" >&2
+  status=1
+done < <(
+  sed -nE 's/^MIME_ERROR\((.*), "(.*)"\)$/| `\1` | \2 |/p' etc/mime/mail/errors.inc
+  sed -nE 's/^ *\{(kError.*), "(.*)"\},$/| `\1` | \2 |/p' kivgui/platform/posix/system.cpp
+  sed -nE 's/^inline constexpr std::string_view k.* = "(.*)";$/| `\1` |/p' etc/mime/parser/report.h
+  sed -nE 's/.*\bFail.*"(([^"\\]|\\.)*[a-z] [a-z]([^"\\]|\\.)*)".*/\1/p' etc/mime/writing/*.cpp |
+    sed 's/\\"/"/g; s/^[: ]*//'
+)
+
 scripts/check_guards.py || status=1
 
 exit $status
