@@ -97,6 +97,9 @@ bool ListFolder(const char* path, NameTaker& taker) noexcept;
 const char* MapFile(FileHandle file, uint64_t size) noexcept;
 void UnmapFile(const char* start, uint64_t size) noexcept;
 
+/// A hint that memory is better made of pages of 2 MiB, at whose multiples it begins and ends.
+void UseLargePages(void* memory, size_t size) noexcept;
+
 /// The folder for temporary files, with a separator at its end; empty on failure.
 AnsiStr GetTempFolder() noexcept;
 
