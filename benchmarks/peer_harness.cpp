@@ -4,8 +4,11 @@
 // usage: peer_harness CORPUSDIR NAME TASK [TMPDIR [REPS [BUDGET_SECONDS]]]
 //   a  read every message with the exact rules; each decoded body is written to a new file
 //   m  the same with the mail rules
+//   p  parse every message as a mail; nothing is decoded
+//   b  parse every message as a mail; each body is decoded into memory
 //   e  write trees whose bodies are held decoded, one new file per message
 //   s  print the sha256 of all decoded bodies in document order, untimed
+//   t  the same of what b decodes
 // The first round is a warm-up; deleting files is not timed.
 
 #include <openssl/evp.h>
@@ -23,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "mime/mail.h"
 #include "mime/mime.h"
 
 namespace {
@@ -74,6 +78,12 @@ double GetCpuSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
+/// Bodies, in files or in memory.
+struct Counts {
+    size_t files = 0;
+    size_t bytes = 0;
+};
+
 std::unique_ptr<MIME::Part> Read(const std::string& message) {
     auto tree = std::make_unique<MIME::Part>();
     MIME::AnsiStr error;
@@ -81,7 +91,7 @@ std::unique_ptr<MIME::Part> Read(const std::string& message) {
     return tree;
 }
 
-void ReadAsMail(const std::string& message) {
+Counts ReadAsMail(const std::string& message) {
     static const auto options = [] {
         auto mail = MIME::ReadOptions::Mail();
         mail.ownFiles = false;  // deleting them is not timed
@@ -90,6 +100,7 @@ void ReadAsMail(const std::string& message) {
     MIME::Part tree;
     MIME::AnsiStr error;
     if (!tree.Read(message.data(), message.size(), error, options)) Fail(error.GetStr());
+    return {};
 }
 
 /// Calls `use` with every part that has a body file, in document order.
@@ -103,10 +114,45 @@ void ForEachLeaf(const MIME::Part& top, const std::function<void(const MIME::Par
     }
 }
 
-struct Counts {
-    size_t files = 0;
-    size_t bytes = 0;
-};
+MIME::Mail Parse(const std::string& message) {
+    MIME::Result<MIME::Mail> mail = MIME::Mail::Parse(std::string_view(message));
+    if (!mail) Fail(std::string(mail.error().GetText()));
+    return std::move(*mail);
+}
+
+/// Parses a message and looks at the place of every entity.
+Counts ParseOnly(const std::string& message) {
+    const MIME::Mail mail = Parse(message);
+    Counts counts;
+    for (const MIME::Entity& entity : mail.GetEntities()) {
+        if (entity.HasChildren()) continue;
+        ++counts.files;
+        counts.bytes += entity.GetBodyRange().size;
+    }
+    return counts;
+}
+
+/// Calls `use` with every decoded body, in document order.
+void ForEachBody(const std::string& message, const std::function<void(const std::string&)>& use) {
+    const MIME::Mail mail = Parse(message);
+    for (const MIME::Entity& entity : mail.GetEntities()) {
+        if (!entity.HasChildren()) use(entity.Decode());
+    }
+}
+
+/// Decodes all bodies and looks at a byte of every page of them.
+Counts DecodeAll(const std::string& message) {
+    constexpr size_t kPage = 4096;
+    static volatile char seen;
+    Counts counts;
+    ForEachBody(message, [&](const std::string& body) {
+        ++counts.files;
+        counts.bytes += body.size();
+        for (size_t at = 0; at < body.size(); at += kPage) seen = body[at];
+    });
+    static_cast<void>(seen);
+    return counts;
+}
 
 /// Counts the files in a folder and deletes them.
 Counts WipeFolder(const fs::path& folder) {
@@ -127,8 +173,9 @@ struct Result {
     std::string sha256;
 };
 
+/// @param work  counts the bodies that it makes, unless they are files in the folder.
 Result Measure(const fs::path& outputFolder, int reps, double budget,
-               const std::function<void()>& work) {
+               const std::function<Counts()>& work) {
     Result result;
     result.baseKb = GetStatusKb("VmRSS");
     ResetPeakMemory();
@@ -136,11 +183,11 @@ Result Measure(const fs::path& outputFolder, int reps, double budget,
     for (int round = 0; round <= reps; ++round) {
         const double wallStart = GetWallSeconds();
         const double cpuStart = GetCpuSeconds();
-        work();
+        const Counts counts = work();
         const double cpu = GetCpuSeconds() - cpuStart;
         const double wall = GetWallSeconds() - wallStart;
         total += wall;
-        result.counts = WipeFolder(outputFolder);
+        result.counts = counts.files != 0 ? counts : WipeFolder(outputFolder);
         if (round > 0 || total > budget) {
             result.wall.push_back(wall);
             result.cpu.push_back(cpu);
@@ -156,30 +203,81 @@ std::vector<std::unique_ptr<MIME::Part>> ReadAll(const std::vector<std::string>&
     return trees;
 }
 
-Result Digest(const std::vector<std::string>& messages) {
-    Result result{{0}, {0}, {}, 0, {}};
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                          &EVP_MD_CTX_free);
-    EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr);
+/// The sha256 of all bodies that are added, and their number.
+class Digest {
+public:
+    Digest() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+        EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr);
+    }
+
+    void Add(const std::string& body) {
+        ++counts_.files;
+        counts_.bytes += body.size();
+        EVP_DigestUpdate(context_.get(), body.data(), body.size());
+    }
+    Result Finish() {
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned length = 0;
+        EVP_DigestFinal_ex(context_.get(), digest, &length);
+        Result result{{0}, {0}, counts_, 0, {}};
+        for (unsigned i = 0; i < length; ++i) {
+            char hex[3];
+            std::snprintf(hex, sizeof hex, "%02x", digest[i]);
+            result.sha256 += hex;
+        }
+        return result;
+    }
+
+private:
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+    Counts counts_;
+};
+
+Result DigestFiles(const std::vector<std::string>& messages) {
+    Digest digest;
     for (const auto& message : messages) {
         ForEachLeaf(*Read(message), [&](const MIME::Part& leaf) {
             const fs::path path = leaf.data.file.GetPath().GetStr();
-            const std::string body = ReadWholeFile(path);
+            digest.Add(ReadWholeFile(path));
             fs::remove(path);
-            ++result.counts.files;
-            result.counts.bytes += body.size();
-            EVP_DigestUpdate(context.get(), body.data(), body.size());
         });
     }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned length = 0;
-    EVP_DigestFinal_ex(context.get(), digest, &length);
-    for (unsigned i = 0; i < length; ++i) {
-        char hex[3];
-        std::snprintf(hex, sizeof hex, "%02x", digest[i]);
-        result.sha256 += hex;
+    return digest.Finish();
+}
+
+Result DigestBodies(const std::vector<std::string>& messages) {
+    Digest digest;
+    for (const auto& message : messages) {
+        ForEachBody(message, [&](const std::string& body) { digest.Add(body); });
     }
-    return result;
+    return digest.Finish();
+}
+
+/// A task for one message, done for all.
+using MessageTask = Counts (*)(const std::string& message);
+
+Counts ForAll(const std::vector<std::string>& messages, MessageTask task) {
+    Counts sum;
+    for (const auto& message : messages) {
+        const Counts counts = task(message);
+        sum.files += counts.files;
+        sum.bytes += counts.bytes;
+    }
+    return sum;
+}
+
+Counts ReadOnly(const std::string& message) {
+    Read(message);
+    return {};
+}
+
+/// Null for a task that is not done message by message.
+MessageTask FindTask(const std::string& task) {
+    if (task == "a") return ReadOnly;
+    if (task == "m") return ReadAsMail;
+    if (task == "p") return ParseOnly;
+    if (task == "b") return DecodeAll;
+    return nullptr;
 }
 
 void Print(const char* task, const char* corpus, size_t bytes, Result result) {
@@ -218,7 +316,7 @@ private:
 
 int main(int argc, char** argv) {
     if (argc < 4) {
-        std::fprintf(stderr, "usage: %s CORPUSDIR NAME a|m|e|s [TMPDIR [REPS [BUDGET]]]\n",
+        std::fprintf(stderr, "usage: %s CORPUSDIR NAME a|m|p|b|e|s|t [TMPDIR [REPS [BUDGET]]]\n",
                      argv[0]);
         return 2;
     }
@@ -232,15 +330,13 @@ int main(int argc, char** argv) {
 
     const fs::path parent = argc > 4 ? argv[4] : "/dev/shm";
     const WorkFolder bodies(parent);
-    if (task == "s") {
-        Print("s", corpus, bytes, Digest(messages));
-    } else if (task == "a") {
-        Print("a", corpus, bytes, Measure(bodies.GetPath(), reps, budget, [&] {
-                  for (const auto& message : messages) Read(message);
-              }));
-    } else if (task == "m") {
-        Print("m", corpus, bytes, Measure(bodies.GetPath(), reps, budget, [&] {
-                  for (const auto& message : messages) ReadAsMail(message);
+    const MessageTask messageTask = FindTask(task);
+    if (task == "s" || task == "t") {
+        Print(task.c_str(), corpus, bytes,
+              task == "s" ? DigestFiles(messages) : DigestBodies(messages));
+    } else if (messageTask != nullptr) {
+        Print(task.c_str(), corpus, bytes, Measure(bodies.GetPath(), reps, budget, [&] {
+                  return ForAll(messages, messageTask);
               }));
     } else if (task == "e") {
         const auto trees = ReadAll(messages);
@@ -251,6 +347,7 @@ int main(int argc, char** argv) {
                       const auto path = output.GetPath() / (std::to_string(number++) + ".eml");
                       if (!tree->Write(MIME::File(path.c_str()))) Fail("write failed");
                   }
+                  return Counts();
               }));
     } else {
         std::printf("{\"peer\":\"kivmime\",\"task\":\"%s\",\"corpus\":\"%s\",\"na\":true}\n",

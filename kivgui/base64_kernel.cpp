@@ -106,8 +106,11 @@ KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) n
     return done;
 }
 
-/// Decodes in steps of 32 characters up to the first step with a character outside the alphabet.
-KIV_AVX2 size_t DecodeAvx2(const char* text, size_t size, unsigned char* out) noexcept {
+constexpr size_t kDecodeStep = 32;
+
+/// Decodes 32 characters into 24 bytes, if none of them is outside the alphabet.
+KIV_AVX2 [[gnu::always_inline]] inline bool DecodeStep(const char* text,
+                                                       unsigned char* out) noexcept {
     // A character is foreign when the classes of its low and of its high nibble share a bit.
     const __m256i lowClass = KIV_TWICE(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
                                        0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
@@ -118,25 +121,48 @@ KIV_AVX2 size_t DecodeAvx2(const char* text, size_t size, unsigned char* out) no
     const __m256i pack = KIV_TWICE(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
     const __m256i join = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 6, 6);
     const __m256i nibble = _mm256_set1_epi8(0x2F);
-    constexpr size_t kStep = 32;
+    const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text));
+    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(in, 4), nibble);
+    const __m256i foreign =
+        _mm256_and_si256(_mm256_shuffle_epi8(lowClass, _mm256_and_si256(in, nibble)),
+                         _mm256_shuffle_epi8(highClass, high));
+    if (!_mm256_testz_si256(foreign, foreign)) return false;
+    const __m256i slash = _mm256_cmpeq_epi8(in, nibble);
+    const __m256i value =
+        _mm256_add_epi8(in, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(slash, high)));
+    const __m256i pairs = _mm256_maddubs_epi16(value, _mm256_set1_epi32(0x01400140));
+    const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
+    const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, pack), join);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(bytes));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(bytes, 1));
+    return true;
+}
+
+/// Decodes in steps of 32 characters up to the first step with a character outside the alphabet.
+KIV_AVX2 size_t DecodeAvx2(const char* text, size_t size, unsigned char* out) noexcept {
     size_t taken = 0;
-    for (; size - taken >= kStep; taken += kStep, out += 24) {
-        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + taken));
-        const __m256i high = _mm256_and_si256(_mm256_srli_epi32(in, 4), nibble);
-        const __m256i foreign =
-            _mm256_and_si256(_mm256_shuffle_epi8(lowClass, _mm256_and_si256(in, nibble)),
-                             _mm256_shuffle_epi8(highClass, high));
-        if (!_mm256_testz_si256(foreign, foreign)) break;
-        const __m256i slash = _mm256_cmpeq_epi8(in, nibble);
-        const __m256i value =
-            _mm256_add_epi8(in, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(slash, high)));
-        const __m256i pairs = _mm256_maddubs_epi16(value, _mm256_set1_epi32(0x01400140));
-        const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, pack), join);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(bytes));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(bytes, 1));
+    for (; size - taken >= kDecodeStep; taken += kDecodeStep, out += kDecodeStep / 4 * 3) {
+        if (!DecodeStep(text + taken, out)) break;
     }
     return taken;
+}
+
+/// Decodes lines of at least one step. The last step of a line goes back to where its end is that of
+/// the line, and gives what it decodes again the same bytes.
+KIV_AVX2 size_t DecodeLinesAvx2(const char* text, size_t count, size_t lineLength,
+                                std::string_view lineEnd, unsigned char* out) noexcept {
+    const size_t lastStep = lineLength - kDecodeStep;
+    for (size_t line = 0; line < count; ++line) {
+        for (size_t at = 0; at < lastStep; at += kDecodeStep) {
+            if (!DecodeStep(text + at, out + at / 4 * 3)) return line;
+        }
+        if (!DecodeStep(text + lastStep, out + lastStep / 4 * 3)) return line;
+        text += lineLength;
+        if (text[0] != lineEnd.front() || text[lineEnd.size() - 1] != lineEnd.back()) return line;
+        text += lineEnd.size();
+        out += lineLength / 4 * 3;
+    }
+    return count;
 }
 
 #undef KIV_TWICE
@@ -152,6 +178,10 @@ size_t EncodeAvx2(const unsigned char*, size_t, char*) noexcept {
     return 0;
 }
 size_t DecodeAvx2(const char*, size_t, unsigned char*) noexcept {
+    return 0;
+}
+constexpr size_t kDecodeStep = 32;
+size_t DecodeLinesAvx2(const char*, size_t, size_t, std::string_view, unsigned char*) noexcept {
     return 0;
 }
 constexpr bool HasAvx2() noexcept {
@@ -175,6 +205,21 @@ void EncodeGroups(const unsigned char* bytes, size_t size, char* out) noexcept {
 size_t DecodeGroups(const char* text, size_t size, unsigned char* out) noexcept {
     const size_t taken = HasAvx2() ? DecodeAvx2(text, size, out) : 0;
     return taken + DecodePortable(text + taken, size - taken, out + taken / 4 * 3);
+}
+
+size_t DecodeLines(const char* text, size_t size, size_t lineLength, std::string_view lineEnd,
+                   unsigned char* out) noexcept {
+    const size_t count = size / (lineLength + lineEnd.size());
+    if (HasAvx2() && lineLength >= kDecodeStep) {
+        return DecodeLinesAvx2(text, count, lineLength, lineEnd, out);
+    }
+    for (size_t line = 0; line < count; ++line, out += lineLength / 4 * 3) {
+        if (DecodePortable(text, lineLength, out) != lineLength) return line;
+        text += lineLength;
+        if (!std::string_view(text, lineEnd.size()).starts_with(lineEnd)) return line;
+        text += lineEnd.size();
+    }
+    return count;
 }
 
 }  // namespace KivGuiBase::Base64

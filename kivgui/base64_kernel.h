@@ -22,6 +22,13 @@ void EncodeGroups(const unsigned char* bytes, size_t size, char* out) noexcept;
 /// @return the number of characters decoded, a multiple of 4.
 size_t DecodeGroups(const char* text, size_t size, unsigned char* out) noexcept;
 
+/// Decodes lines of `lineLength` characters (a multiple of 4, not 0) and `lineEnd` (1 or 2 characters)
+/// after each, up to the first that is no such line or holds anything outside the alphabet. `out` has
+/// room for the bytes of as many lines as fit into `size` characters, and is written to no further.
+/// @return the number of lines decoded.
+size_t DecodeLines(const char* text, size_t size, size_t lineLength, std::string_view lineEnd,
+                   unsigned char* out) noexcept;
+
 /// Encodes bytes as lines of `lineLength` characters (a multiple of 4; 0 for one line) with
 /// `separator` between them and padding at the end. `out` must have room for all of it.
 /// @return the end of the text.

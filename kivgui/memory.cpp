@@ -28,6 +28,15 @@ void* Reallocate(void* block, size_t size) noexcept {
     return result;
 }
 
+void UseLargePages(void* block, size_t size) noexcept {
+    constexpr size_t kPage = 0x200000;
+    constexpr size_t kWorthwhile = 2 * kPage;
+    if (size < kWorthwhile) return;
+    char* const begin = static_cast<char*>(block);
+    const size_t before = (kPage - reinterpret_cast<uintptr_t>(begin) % kPage) % kPage;
+    Platform::UseLargePages(begin + before, (size - before) / kPage * kPage);
+}
+
 void* AllocParticle(size_t size) noexcept {
     return Allocate(size);
 }

@@ -17,6 +17,11 @@ namespace KivGuiBase {
 [[nodiscard]] void* Allocate(size_t size) noexcept;
 [[nodiscard]] void* Reallocate(void* block, size_t size) noexcept;
 
+/// Tells the system that a block of many megabytes is about to be filled, so that it may give large
+/// pages, which cost a small part of what as many usual ones do. Only a hint, of the whole large pages
+/// in the block.
+void UseLargePages(void* block, size_t size) noexcept;
+
 /// Counts a failed allocation of the calling thread that was not made by a function above, and sets
 /// the last error.
 KIV_EXPORT void NoteMissingMemory() noexcept;

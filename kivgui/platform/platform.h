@@ -99,6 +99,9 @@ void UnmapFile(const char* start, uint64_t size) noexcept;
 /// The whole pages of a part of a mapped file need not stay in memory.
 void ReleasePages(const char* start, size_t size) noexcept;
 
+/// A hint that memory is better made of pages of 2 MiB, at whose multiples it begins and ends.
+void UseLargePages(void* memory, size_t size) noexcept;
+
 /// The folder for temporary files, with a separator at its end; empty on failure.
 AnsiStr GetTempFolder() noexcept;
 

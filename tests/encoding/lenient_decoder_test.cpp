@@ -49,7 +49,7 @@ TEST(LenientDecoderTest, PiecesMayEndAnywhere) {
     Random random(5);
     for (int round = 0; round < 6000; ++round) {
         // Of more blanks in a run not all can be held back.
-        std::string text = random.Text(random.Below(80), "= \t\r\nA4=\n z");
+        std::string text = random.Text(random.Below(300), "= \t\r\nA4=\n z");
         for (size_t at; (at = text.find("  ")) != std::string::npos;) text.erase(at, 1);
         for (char& c : text) c = c == '\t' && random.Below(2) == 0 ? 'x' : c;
         LenientQuotedPrintable qp;
@@ -68,6 +68,47 @@ TEST(LenientDecoderTest, PiecesMayEndAnywhere) {
         ASSERT_EQ(Escape(DecodeInPieces(base64, text, random)), Escape(decoded.body))
             << Escape(text);
         ASSERT_EQ(base64.GetBehindPadding().first, decoded.firstBehindPadding) << Escape(text);
+    }
+}
+
+/// Text of long runs, and escapes and line ends that are whole more often than not.
+TEST(LenientDecoderTest, UsualTextIsDecodedAsAnyOther) {
+    constexpr std::string_view kPieces[] = {"a long run of plain text",
+                                            "=3D",
+                                            "=\r\n",
+                                            "\r\n",
+                                            "\n",
+                                            "x",
+                                            " ",
+                                            "=e4",
+                                            "=20",
+                                            "\r",
+                                            "=",
+                                            "=4"};
+    Random random(6);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (size_t left = random.Below(60); left-- > 0;) {
+            text += kPieces[std::min(random.Below(12), random.Below(12))];
+        }
+        LenientQuotedPrintable qp;
+        const Body whole = DecodeQp(text);
+        ASSERT_EQ(Escape(DecodeInPieces(qp, text, random)), Escape(whole.body)) << Escape(text);
+        ASSERT_EQ(qp.GetMalformed().first, whole.firstMalformed) << Escape(text);
+
+        text = random.Text(random.Below(400), "QUJD4z+/");
+        const size_t length = 4 * (1 + random.Below(25));
+        const std::string_view lineEnd = random.Below(2) == 0 ? "\n" : "\r\n";
+        for (size_t at = length; at < text.size(); at += length + lineEnd.size()) {
+            text.insert(at, lineEnd);
+        }
+        if (round % 2 == 0 && !text.empty()) text[random.Below(text.size())] = "-\r\nA="[round % 5];
+        LenientBase64 base64;
+        std::string body(text.size() + 2 * kLenientRoom, '\0');
+        size_t taken = 0;
+        size_t used = base64.DecodePlain(text, body.data(), taken);
+        used += base64.DecodeLast(std::string_view(text).substr(taken), body.data() + used);
+        ASSERT_EQ(Escape(body.substr(0, used)), Escape(DecodeBase64(text).body)) << Escape(text);
     }
 }
 

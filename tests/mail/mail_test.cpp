@@ -24,11 +24,15 @@ using Test::FindMessages;
 using Test::ReadWholeFile;
 using Test::TempFolder;
 
-TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
-    const TempFolder folder;
+const ReadOptions kMailInMemory = [] {
     ReadOptions options = ReadOptions::Mail();
     options.bodies = Bodies::memory;
     options.memoryLimit = AnsiStr::kMaxLength;
+    return options;
+}();
+
+TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
+    const TempFolder folder;
     for (const fs::path& path : FindMessages()) {
         const std::string text = ReadWholeFile(path.string());
         Part part;
@@ -36,16 +40,57 @@ TEST(MailTest, IsTheTreeOfPartsAndMakesNoFile) {
         ReadReport report, same;
         MailOptions withReport;
         withReport.report = &same;
-        const bool isRead = part.Read(text.data(), text.size(), error, options, &report);
+        const bool isRead = part.Read(text.data(), text.size(), error, kMailInMemory, &report);
         const Result<Mail> mail = Mail::Open(path, withReport);
         ASSERT_EQ(static_cast<bool>(mail), isRead) << path;
         if (mail) {
             EXPECT_EQ(FindDifference(*mail, part), "") << path;
+            EXPECT_EQ(FindDifference(*Mail::Parse(text), part), "") << path;
         }
         EXPECT_EQ(same.worst, report.worst) << path;
         EXPECT_EQ(same.deviations.GetCount(), report.deviations.GetCount()) << path;
     }
     EXPECT_TRUE(folder.List().empty());
+}
+
+/// Without a report, the fields that steer the reading are read in the text where they are plain.
+TEST(MailTest, PlainFieldsMeanWhatTheGrammarSays) {
+    constexpr const char* kTypes[] = {"",
+                                      "TEXT",
+                                      "text/plain",
+                                      "text/plain; a=\"b",
+                                      "text/plain boundary=b",
+                                      "message/rfc822",
+                                      "Message/Global;",
+                                      "multipart/mixed",
+                                      "multipart/digest;boundary=b",
+                                      "multipart/x;;a=b ;",
+                                      "multipart/x; a=\"boundary=c\"; BOUNDARY=\"b\"; boundary=c",
+                                      "multipart/x;\n boundary=b\n",
+                                      "multipart/x; boundary=(c)b",
+                                      "multipart/x; boundary=\"\\b\"",
+                                      "multipart/x; boundary=b b",
+                                      "multipart/x; boundary*=''%62",
+                                      "multipart/x; boundary==?us-ascii?q?b?=",
+                                      "multipart/x;b",
+                                      "multipart/x; boundary=\"b \"",
+                                      "multipart/x; boundary=",
+                                      "multipart/x boundary=b",
+                                      "multipart/x (;) ; boundary=b",
+                                      "\"multipart/x\"; boundary=b",
+                                      "multipart/x; a=b; boundary=\"b"};
+    constexpr const char* kEncodings[] = {"", "BASE64", "7bit (8)", "quoted-printable;", "x-uue"};
+    for (const char* type : kTypes) {
+        for (const char* encoding : kEncodings) {
+            const std::string text = std::string("Content-type: ") + type +
+                                     "\nContent-Type: a/b\nContent-Transfer-Encoding: " + encoding +
+                                     "\n\nA: b\n\n--b\n\nYmI=\n--b--\n";
+            Part part;
+            AnsiStr error;
+            ASSERT_TRUE(part.Read(text.data(), text.size(), error, kMailInMemory));
+            EXPECT_EQ(FindDifference(*Mail::Parse(text), part), "") << text;
+        }
+    }
 }
 
 TEST(MailTest, EncodedMessagesAreTextsOfTheirOwn) {

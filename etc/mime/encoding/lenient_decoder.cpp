@@ -1,11 +1,13 @@
 #include "mime/encoding/lenient_decoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "kivgui/ascii.h"
 #include "kivgui/base64_kernel.h"
 #include "kivgui/hex.h"
+#include "mime/foundation/char_class.h"
 #include "mime/foundation/vector16.h"
 
 // Both decoders run well-formed text through a kernel and look closer only where it stops. What the end of a
@@ -21,6 +23,9 @@ using KivGuiBase::kHexEscapeLength;
 using KivGuiBase::kNoHexDigit;
 
 namespace {
+
+/// What quoted-printable does not always keep.
+constexpr ByteSet kStopBytes = ByteSet().WithAll("=\r\n");
 
 constexpr bool IsHexDigit(char c) noexcept {
     return GetHexValue(c) != kNoHexDigit;
@@ -54,19 +59,26 @@ size_t LenientBase64::Decode(std::string_view piece, char* out) noexcept {
 
 size_t LenientBase64::DecodePlain(std::string_view piece, char* out, size_t& taken) noexcept {
     std::string_view rest = piece;
-    char* put = out;
+    auto* put = reinterpret_cast<unsigned char*>(out);
     while (open_ == 0 && !isPadded_) {
-        const size_t groups = KivGuiBase::Base64::DecodeGroups(
-            rest.data(), rest.size() / 4 * 4, reinterpret_cast<unsigned char*>(put));
+        const size_t groups =
+            KivGuiBase::Base64::DecodeGroups(rest.data(), rest.size() / 4 * 4, put);
         put += groups / 4 * 3;
         rest.remove_prefix(groups);
-        const size_t lineEnd = rest.starts_with("\r\n") ? 2 : rest.starts_with('\n') ? 1 : 0;
-        rest.remove_prefix(lineEnd);
-        if (groups == 0 || lineEnd == 0) break;
+        const std::string_view lineEnd = rest.substr(0, rest.starts_with("\r\n") ? 2
+                                                        : rest.starts_with('\n') ? 1
+                                                                                 : 0);
+        rest.remove_prefix(lineEnd.size());
+        if (groups == 0 || lineEnd.empty()) break;
+        // The lines of a body have one length.
+        const size_t lines =
+            KivGuiBase::Base64::DecodeLines(rest.data(), rest.size(), groups, lineEnd, put);
+        put += lines * (groups / 4 * 3);
+        rest.remove_prefix(lines * (groups + lineEnd.size()));
     }
     taken = piece.size() - rest.size();
     position_ += taken;
-    return static_cast<size_t>(put - out);
+    return static_cast<size_t>(put - reinterpret_cast<unsigned char*>(out));
 }
 
 size_t LenientBase64::Take(char c, uint64_t offset, char* out) noexcept {
@@ -176,43 +188,92 @@ void LenientQuotedPrintable::Hold(std::string_view rest) noexcept {
     heldSize_ = rest.copy(held_, kLenientRoom);
 }
 
+namespace {
+
+/// 64 places of a text.
+struct Block {
+    static constexpr size_t kSize = 4 * Vector16::kSize;
+
+    explicit Block(const char* text) noexcept {
+        for (size_t i = 0; i < kSize; i += Vector16::kSize) {
+            const Vector16 bytes(text + i);
+            const PlaceMask equals = bytes.Are('=');
+            escapes |= uint64_t{equals} << i;
+            stops |= uint64_t{equals | bytes.Are('\r') | bytes.Are('\n')} << i;
+        }
+    }
+    static void Copy(const char* text, char* out) noexcept {
+        for (size_t i = 0; i < kSize; i += Vector16::kSize) Vector16(text + i).Store(out + i);
+    }
+
+    uint64_t escapes = 0;  ///< the places with "="
+    uint64_t stops = 0;    ///< these, CRs and LFs
+};
+
+/// What an "=", a CR or a LF stands for.
+struct Stop {
+    /// @param isAfterBlank  white space may end its line there.
+    Stop(const char* text, bool isEscape, bool isAfterBlank) noexcept {
+        const unsigned high = GetHexValue(text[1]);
+        const unsigned low = GetHexValue(text[2]);
+        const bool isHex = (high | low) < 16;
+        const bool isBreak = (text[1] == '\r') & (text[2] == '\n');
+        const bool isReturn = text[0] == '\r';
+        const bool isLineEnd = !isReturn | (text[1] == '\n');
+        isPlain = isEscape ? isHex | isBreak : isLineEnd & !isAfterBlank;
+        first = isEscape ? static_cast<char>(high << 4 | low) : text[0];
+        written = isEscape ? isHex : 1u + isReturn;
+        length = isEscape ? kHexEscapeLength : 1u + isReturn;
+    }
+
+    bool isPlain;     ///< nothing to decide or to report
+    char first;       ///< byte; a second one is LF
+    size_t written;   ///< bytes that it stands for
+    unsigned length;  ///< of the text
+};
+
+}  // namespace
+
 /// Decodes well-formed text up to what needs a closer look, or near the end. In locals, because
-/// bytes that are written could be those of any object that the compiler does not see whole.
+/// bytes that are written could be those of any object that the compiler does not see whole. No processor
+/// can tell escapes from line ends in advance, so both take the same steps, without a branch.
 void LenientQuotedPrintable::TakeCleanText(Run& run) noexcept {
-    constexpr size_t kReach = Vector16::kSize + kHexEscapeLength;  // a vector, an escape after it
+    constexpr size_t kReach = 2 * Block::kSize + kHexEscapeLength;  // a copy begins in the block
     const char* next = run.next;
     const char* const end = run.end;
     char* put = run.put;
-    const char* lineStart = run.lineStart;
-    while (static_cast<size_t>(end - next) >= kReach) {
-        // The text only shrinks, so the store ends before the room does.
-        const Vector16 bytes(next);
-        bytes.Store(put);
-        const unsigned plain = CountLeading(~(bytes.Are('=') | bytes.Are('\r') | bytes.Are('\n')));
-        next += plain;
-        put += plain;
-        if (plain == Vector16::kSize) continue;
-        if (*next == '=') {
-            const unsigned high = GetHexValue(next[1]);
-            const unsigned low = GetHexValue(next[2]);
-            if ((high | low) < 16) {
-                *put++ = static_cast<char>(high << 4 | low);
-            } else if (next[1] != '\r' || next[2] != '\n') {
-                break;
-            }
-            next += kHexEscapeLength;
-        } else {
-            const bool hasBlanks = put != lineStart && IsBlankAscii(put[-1]);
-            const bool isCrLf = *next == '\r' && next[1] == '\n';
-            if (hasBlanks || (*next == '\r' && !isCrLf)) break;
-            if (isCrLf) *put++ = *next++;
-            *put++ = *next++;
+    const char* plain = next - (put - run.lineStart);  // as it is in the text since there
+    bool isClean = true;
+    while (isClean && static_cast<size_t>(end - next) >= kReach) {
+        const Block block(next);
+        const char* const blockEnd = next + Block::kSize;
+        uint64_t stops = block.stops;
+        while (stops != 0) {
+            const auto place = static_cast<unsigned>(std::countr_zero(stops));
+            const char* const at = blockEnd - Block::kSize + place;
+            // The text only shrinks, so the store ends before the room does.
+            Block::Copy(next, put);
+            put += at - next;
+            next = at;
+            const bool isAfterBlank = at != plain && IsBlankAscii(at[-1]);
+            const Stop stop(at, (block.escapes >> place & 1) != 0, isAfterBlank);
+            isClean = stop.isPlain;
+            if (!isClean) break;
+            put[0] = stop.first;
+            put[1] = '\n';
+            put += stop.written;
+            plain = next = at + stop.length;
+            stops = stops >> place >> stop.length << stop.length << place;
         }
-        lineStart = put;
+        if (isClean && next < blockEnd) {
+            Block::Copy(next, put);
+            put += blockEnd - next;
+            next = blockEnd;
+        }
     }
+    run.lineStart = put - (next - plain);
     run.next = next;
     run.put = put;
-    run.lineStart = lineStart;
 }
 
 /// Decodes as much as can be decided: leaves at most kLenientRoom bytes, none of the last text.
@@ -225,8 +286,10 @@ size_t LenientQuotedPrintable::DecodeRun(std::string_view& text, bool isLast, ch
             if (!TakeEscape(run)) break;
         } else if (*run.next == '\r' || *run.next == '\n') {
             if (!TakeLineEnd(run)) break;
-        } else {
-            *run.put++ = *run.next++;
+        } else {  // near the end
+            do {
+                *run.put++ = *run.next++;
+            } while (run.next != run.end && !kStopBytes.Has(*run.next));
         }
     }
     if (isLast) {

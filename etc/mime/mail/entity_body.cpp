@@ -14,6 +14,7 @@
 #include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
 #include "mime/parser/body_codecs.h"
+#include "mime/parser/text_output.h"
 
 namespace MIME {
 
@@ -153,15 +154,15 @@ Result<void> Entity::DecodeTo(const Sink& sink) const {
 
 std::string Entity::Decode() const {
     std::string body;
-    if (!IsUuencoded() && TransferEncoding::IsIdentity(GetEncoding(*tree_, index_))) {
-        body = GetRawBody();
+    const std::string_view raw = GetRawBody();
+    TextOutput output(body, nullptr);
+    const TransferEncoding::keys encoding = GetEncoding(*tree_, index_);
+    if (!IsUuencoded()) output.Reserve(raw.size(), encoding);
+    if (!IsUuencoded() && TransferEncoding::IsIdentity(encoding)) {
+        body = raw;
         return body;
     }
-    const Result<void> decoded = DecodeTo([&](std::string_view piece) {
-        body += piece;
-        return true;
-    });
-    if (!decoded) throw std::bad_alloc();  // nothing else stops it
+    if (!DecodeBody(*tree_, index_, output) || !output.Close()) throw std::bad_alloc();
     return body;
 }
 

@@ -5,8 +5,9 @@
 // closing boundary line: so each boundary line gives their ends to all entities that it ends, and to the
 // one that closed last before it. Each entity is given an end once; the cost is linear.
 //
-// Only the Content- fields steer the reading. They are kept in one scratch part and read by the same
-// functions as those of the tree of parts, so both builders see the same structure.
+// Only two fields steer the reading. Where they are written as usual they are read in the text; otherwise,
+// and for a report, they are kept in one scratch part and read by the same functions as those of the tree of
+// parts. Both ways see the same structure.
 
 #include "mime/mail/message_tree.h"
 
@@ -14,17 +15,16 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
+#include "mime/parser/plain_fields.h"
 
 namespace MIME {
 
+using KivGuiBase::EqualsCaseless;
+
 namespace {
 
-/// Takes a body without looking at it.
-class NoCodec final : public BodyCodec {
-public:
-    bool Take(std::string_view /*piece*/) override { return true; }
-    bool TakeLast(std::string_view /*piece*/) override { return true; }
-};
+constexpr std::string_view kType = "Content-Type";
+constexpr std::string_view kEncoding = "Content-Transfer-Encoding";
 
 /// Where bodies go that are decoded for the report alone.
 class Nowhere final : public BodyOutput {
@@ -54,59 +54,80 @@ bool PlaceBuilder::BeginEntity() {
     }
     tree_.places.push_back(place);
     open_.push_back({index});
+    type_ = encoding_ = {};
+    if (reading_.report.IsWanted()) ClearScratch();
+    return true;
+}
+
+void PlaceBuilder::ClearScratch() {
     scratch_.headers.Clear();
     scratch_.info = Info();
-    return true;
 }
 
 bool PlaceBuilder::TakeField(std::string_view name, std::string_view value) {
     // A report wants to know of every field what is wrong with it.
-    if (!reading_.report.IsWanted() && !KivGuiBase::StartsWithCaseless(name, "Content-"))
-        return true;
-    return name.empty() || fields_.Store(scratch_.headers, name, value);
+    if (reading_.report.IsWanted()) {
+        return name.empty() || fields_.Store(scratch_.headers, name, value);
+    }
+    if (name.size() == kType.size() && type_.data() == nullptr && EqualsCaseless(name, kType)) {
+        type_ = value;
+    } else if (name.size() == kEncoding.size() && encoding_.data() == nullptr &&
+               EqualsCaseless(name, kEncoding)) {
+        encoding_ = value;
+    }
+    return true;
 }
 
 bool PlaceBuilder::TakeContentType(std::string_view value) {
-    return fields_.StoreContentType(scratch_.headers, value);
+    type_ = value;
+    return !reading_.report.IsWanted() || fields_.StoreContentType(scratch_.headers, value);
 }
 
-bool PlaceBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape& shape) {
-    if (!SetInfoFromHeaders(scratch_, reading_, text.data(), isInDigest)) return false;
+/// Reads the fields that steer the reading.
+bool PlaceBuilder::SetShape(const char* where, bool isInDigest, EntityShape& shape) {
+    if (!reading_.report.IsWanted()) {
+        if (ReadPlainFields(type_, encoding_, isInDigest, reading_, shape)) return true;
+        ClearScratch();
+        if (!fields_.Store(scratch_.headers, kType, type_)) return false;
+        if (!fields_.Store(scratch_.headers, kEncoding, encoding_)) return false;
+    }
+    if (!SetInfoFromHeaders(scratch_, reading_, where, isInDigest)) return false;
     const Info& info = scratch_.info;
     shape.boundary = info.boundary;
     shape.isMessage = info.isMessage;
     shape.encoding = info.transferEncoding;
     shape.isPlainText = IsPlainText(info.contentType);
-    shape.isDigest =
-        KivGuiBase::EqualsCaseless(info.contentType.GetStr().GetStr(), "multipart/digest");
+    shape.isDigest = EqualsCaseless(info.contentType.GetStr().GetStr(), "multipart/digest");
+    return true;
+}
+
+bool PlaceBuilder::EndHeader(std::string_view text, bool isInDigest, EntityShape& shape) {
+    if (!SetShape(text.data(), isInDigest, shape)) return false;
     EntityPlace& place = GetPlace();
-    place.encoding = info.transferEncoding;
-    place.isMessage = info.isMessage;
+    place.encoding = shape.encoding;
+    place.isMessage = shape.isMessage;
     place.isInDigest = isInDigest;
     place.isPlainText = shape.isPlainText;
-    place.hasBoundary = !info.boundary.IsEmpty();
+    place.hasBoundary = !shape.boundary.IsEmpty();
     place.fieldsEnd = GetOffset(text.data() + text.size());
     place.body = GetOffset(reading_.cursor.GetNext());
     // An mbox line before the fields belongs to the entity, but is no field.
+    if (place.parent != EntityPlace::kNone && !tree_.places[place.parent].isMessage) return true;
+    if (!text.starts_with('F') && !text.starts_with('>')) return true;
     Reading block(text.data(), Cursor(text.data(), text.size()), reading_.error, reading_.options,
                   nullptr);
     Line line;
-    if (place.parent == EntityPlace::kNone || tree_.places[place.parent].isMessage) {
-        if (!PeekMboxLine(block, line)) return false;
-        place.fields += line.extent;
-    }
+    if (!PeekMboxLine(block, line)) return false;
+    place.fields += line.extent;
     return true;
 }
 
 BodyCodec* PlaceBuilder::BeginBody(AnsiStr& contentLength) {
+    if (!reading_.report.IsWanted()) return &noCodec_;
     const HeaderMap::Node* const field = scratch_.headers.Find("Content-Length");
     if (field != nullptr) contentLength = field->value.value;
-    if (reading_.report.IsWanted()) {
-        nowhere_ = std::make_unique<Nowhere>();
-        codec_ = MakeBodyCodec(scratch_.info.transferEncoding, *nowhere_, reading_);
-    } else {
-        codec_ = std::make_unique<NoCodec>();
-    }
+    nowhere_ = std::make_unique<Nowhere>();
+    codec_ = MakeBodyCodec(scratch_.info.transferEncoding, *nowhere_, reading_);
     return codec_.get();
 }
 

@@ -146,6 +146,16 @@ private:
         const char* begin;
     };
 
+    /// Takes a body without looking at it.
+    class NoCodec final : public BodyCodec {
+    public:
+        bool Take(std::string_view /*piece*/) override { return true; }
+        bool TakeLast(std::string_view /*piece*/) override { return true; }
+    };
+
+    void ClearScratch();
+    bool SetShape(const char* where, bool isInDigest, EntityShape& shape);
+
     uint64_t GetOffset(const char* place) const noexcept {
         return static_cast<uint64_t>(place - text_.begin);
     }
@@ -155,10 +165,13 @@ private:
     MessageTree& tree_;
     Reading& reading_;
     FieldReader fields_;
-    Part scratch_;  ///< the fields of the entity being read
+    std::string_view type_;      ///< the first Content-Type value of the entity being read
+    std::string_view encoding_;  ///< and the first Content-Transfer-Encoding
+    Part scratch_;               ///< or all fields, for a report or where these two are not plain
     std::vector<Open> open_;
     Text text_;
     std::vector<Text> outer_;  ///< the texts around it
+    NoCodec noCodec_;
     std::unique_ptr<BodyOutput> nowhere_;
     std::unique_ptr<BodyCodec> codec_;
 };

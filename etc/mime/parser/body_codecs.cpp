@@ -84,6 +84,15 @@ bool ExactBase64::TakePlain(Cursor& cursor) noexcept {
         if (length == 0 || !cursor.GetRest().substr(length).starts_with("\r\n")) return true;
         output_.Commit(length / 4 * 3);
         cursor.Skip(length + 2);
+        // The lines of a body have one length.
+        const std::string_view next = cursor.GetRest().substr(0, kLongestLine);
+        room = output_.GetRoom(kLongestLine / 4 * 3);
+        if (room == nullptr) return output_.Fail();
+        out = reinterpret_cast<unsigned char*>(room);
+        const size_t lines =
+            KivGuiBase::Base64::DecodeLines(next.data(), next.size(), length, "\r\n", out);
+        output_.Commit(lines * (length / 4 * 3));
+        cursor.Skip(lines * (length + 2));
     }
 }
 

@@ -193,11 +193,15 @@ private:
     size_t pieceSize_ = 0;
     std::vector<Level> levels_;
     std::unordered_map<std::string_view, size_t> innermost_;  ///< level by boundary
-    size_t longest_ = 0;  ///< no boundary so far was longer, with its blanks
+    BoundaryLine found_;             ///< the one after the last body, while the levels are the same
+    const char* bodyEnd_ = nullptr;  ///< where that body ended
+    size_t longest_ = 0;             ///< no boundary so far was longer, with its blanks
 };
 
 void MailDelimiters::Open(const AnsiStr& boundary) {
-    const AnsiStr wanted = TrimBlanks(boundary);
+    found_.before = nullptr;
+    const std::string_view trimmed = TrimBlanks(boundary);
+    const AnsiStr wanted = trimmed.size() == boundary.GetLength() ? boundary : AnsiStr(trimmed);
     levels_.push_back({wanted, kNone});
     if (wanted.IsEmpty()) return;
     NotePrefixes(wanted);
@@ -207,6 +211,7 @@ void MailDelimiters::Open(const AnsiStr& boundary) {
 }
 
 void MailDelimiters::Close() noexcept {
+    found_.before = nullptr;
     const Level& level = levels_.back();
     const auto place = innermost_.find(level.boundary);
     if (place != innermost_.end()) {
@@ -220,6 +225,11 @@ void MailDelimiters::Close() noexcept {
 }
 
 bool MailDelimiters::Lookup(std::string_view boundary, size_t& level) const noexcept {
+    if (boundary.empty() || levels_.empty()) return false;
+    if (levels_.back().boundary == boundary) {
+        level = levels_.size() - 1;
+        return true;
+    }
     const auto place = innermost_.find(boundary);
     if (place == innermost_.end()) return false;
     level = place->second;
@@ -271,7 +281,9 @@ bool MailDelimiters::Find(const char* lineStart, const char* from, const char* s
 
 bool MailDelimiters::SkipToBoundary(BoundaryLine& found) {
     Cursor& cursor = reading_.cursor;
-    if (!Find(cursor.GetNext(), cursor.GetNext(), textEnd_, found)) {
+    if (found_.before != nullptr && cursor.GetNext() == bodyEnd_) {
+        found = found_;
+    } else if (!Find(cursor.GetNext(), cursor.GetNext(), textEnd_, found)) {
         found = {textEnd_, textEnd_};
         found.isEnd = true;
     }
@@ -289,6 +301,8 @@ bool MailDelimiters::NextPiece(BodyPiece& piece) {
         piece.text = text.substr(0, static_cast<size_t>(found.before - text.data()));
         piece.text = TrimLineEnd(piece.text, Rules::mail);
         piece.isLast = true;
+        found_ = found;
+        bodyEnd_ = text.data() + piece.text.size();
     } else if (piece.text.size() == text.size()) {
         piece.isLast = true;
     } else {

@@ -295,15 +295,6 @@ namespace {
 
 // Field values are compared up to their first NUL, as hosts do that take them as C strings.
 
-bool IsMultipart(const AnsiStr& type) noexcept {
-    return StartsWithCaseless(type.GetStr(), "multipart/");
-}
-
-bool IsMessageType(const AnsiStr& type) noexcept {
-    return EqualsCaseless(type.GetStr(), "message/rfc822") ||
-           EqualsCaseless(type.GetStr(), "message/global");
-}
-
 bool IsUuencode(std::string_view encoding) noexcept {
     return EqualsCaseless(encoding, "x-uuencode") || EqualsCaseless(encoding, "x-uue") ||
            EqualsCaseless(encoding, "uuencode") || EqualsCaseless(encoding, "uue");
@@ -326,7 +317,8 @@ bool SetUsualKeys(ContentType& keys, const AnsiStr& type) noexcept {
         keys.subType = EqualsCaseless(text, "text/plain") ? SubType::plain : SubType::html;
         return true;
     }
-    if (!IsMultipart(type) || EqualsCaseless(text, "multipart/voice-message")) return false;
+    if (!IsMultipart(GetCText(type)) || EqualsCaseless(text, "multipart/voice-message"))
+        return false;
     keys.type = Type::multipart;
     return true;
 }
@@ -344,7 +336,7 @@ void SetTypeFromField(ContentType& target, const AnsiStr& field, bool isInDigest
     if (EqualsCaseless(CanonicType(keys.type, keys.subType), type.GetStr())) {
         target.type = keys.type;
         target.subType = keys.subType;
-    } else if (IsMultipart(type)) {
+    } else if (IsMultipart(GetCText(type))) {
         target.type = Type::multipart;
     }
 }
@@ -359,25 +351,16 @@ constexpr EncodingRow kEncodings[] = {
 #include "mime/encoding/transfer_encodings.inc"
 };
 
-/// RFC 2045, 6.1; an absent field means binary here, not 7bit.
-bool ParseTransferEncoding(const AnsiStr& text, TransferEncoding::keys& encoding) noexcept {
-    if (text.IsEmpty()) {
-        encoding = TransferEncoding::binary;
-        return true;
-    }
-    for (const EncodingRow& row : kEncodings) {
-        if (EqualsCaseless(text.GetStr(), row.text)) {
-            encoding = row.key;
-            return true;
-        }
-    }
-    return false;
+bool IsEncoded(TransferEncoding::keys encoding) noexcept {
+    return encoding == TransferEncoding::base64 || encoding == TransferEncoding::quoted_printable;
 }
 
 bool SetTransferEncoding(Part& part, Reading& reading, const AnsiStr& text, const char* where) {
-    if (ParseTransferEncoding(text, part.info.transferEncoding)) return true;
-    if (!reading.IsMail()) return reading.Fail(Messages::UnsupportedTransferEncoding(text));
+    // An absent field means binary here, not 7bit (RFC 2045, 6.1).
     part.info.transferEncoding = TransferEncoding::binary;
+    if (text.IsEmpty()) return true;
+    if (FindTransferEncoding(GetCText(text), part.info.transferEncoding)) return true;
+    if (!reading.IsMail()) return reading.Fail(Messages::UnsupportedTransferEncoding(text));
     reading.Note(
         IsUuencode(text.GetStr()) ? Deviation::uuencodedBody : Deviation::unknownTransferEncoding,
         where);
@@ -401,17 +384,15 @@ void NoteFileNames(const HeaderMap& headers, Reading& reading, const char* where
 /// Is the entity a message? Reports where its type and its encoding do not go together.
 void SetStructure(Part& part, Reading& reading, const AnsiStr& type, const char* where,
                   bool isInDigest) {
-    const TransferEncoding::keys encoding = part.info.transferEncoding;
-    const bool isEncoded =
-        encoding == TransferEncoding::base64 || encoding == TransferEncoding::quoted_printable;
-    if (IsMultipart(type)) {
+    const bool isEncoded = IsEncoded(part.info.transferEncoding);
+    if (IsMultipart(GetCText(type))) {
         if (part.info.boundary.IsEmpty()) reading.Note(Deviation::unusableBoundary, where);
         if (isEncoded) reading.Note(Deviation::encodedMultipart, where);
         return;
     }
     if (!reading.IsMail()) return;
-    if (!IsMessageType(type) && !(isInDigest && type.IsEmpty())) return;
-    part.info.isMessage = !isEncoded || reading.decodedLevels < Reading::kMaxDecodedLevels;
+    if (!CarriesMessage(GetCText(type), isInDigest && type.IsEmpty())) return;
+    part.info.isMessage = MayDescend(part.info.transferEncoding, reading);
     if (!isEncoded) return;
     reading.Note(part.info.isMessage ? Deviation::decodedMessage : Deviation::encodedMessage,
                  where);
@@ -419,12 +400,35 @@ void SetStructure(Part& part, Reading& reading, const AnsiStr& type, const char*
 
 }  // namespace
 
+bool IsMultipart(std::string_view type) noexcept {
+    return StartsWithCaseless(type, "multipart/");
+}
+
+bool CarriesMessage(std::string_view type, bool isInDigest) noexcept {
+    return EqualsCaseless(type, "message/rfc822") || EqualsCaseless(type, "message/global") ||
+           (isInDigest && type.empty());
+}
+
+bool MayDescend(TransferEncoding::keys encoding, const Reading& reading) noexcept {
+    return !IsEncoded(encoding) || reading.decodedLevels < Reading::kMaxDecodedLevels;
+}
+
+bool FindTransferEncoding(std::string_view text, TransferEncoding::keys& encoding) noexcept {
+    for (const EncodingRow& row : kEncodings) {
+        if (EqualsCaseless(text, row.text)) {
+            encoding = row.key;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool SetInfoFromHeaders(Part& part, Reading& reading, const char* where, bool isInDigest) {
     const HeaderMap::Node* field = part.headers.FindOrInsert(Header::Content_Type);
     const HeaderMap::Node* encoding = part.headers.FindOrInsert(Header::Content_Transfer_Encoding);
     if (field == nullptr || encoding == nullptr) return false;
     const AnsiStr& type = field->value.value;
-    const bool isMultipart = IsMultipart(type);
+    const bool isMultipart = IsMultipart(GetCText(type));
     const ParameterMap::Node* boundary =
         isMultipart ? field->value.parameters.Find("boundary") : nullptr;
     part.info.boundary = boundary != nullptr ? boundary->value.value : AnsiStr();

@@ -31,6 +31,16 @@ bool HoldsAddresses(std::string_view name) noexcept;
 /// Returns true for the fields that have parameters by the mail rules, "Content-Type" and the like.
 bool HoldsParameters(std::string_view name) noexcept;
 
+/// Is a media type one of the multiparts?
+bool IsMultipart(std::string_view type) noexcept;
+/// By the mail rules: does an entity with this media type, empty without the field, carry a message? In
+/// a digest also one without (RFC 2046, 5.1.5).
+bool CarriesMessage(std::string_view type, bool isInDigest) noexcept;
+/// Is a message that is carried in this encoding read? Not inside too many encoded messages.
+bool MayDescend(TransferEncoding::keys encoding, const Reading& reading) noexcept;
+/// The encoding of that name (RFC 2045, 6.1). @return false for an unknown one, which stays what it was.
+bool FindTransferEncoding(std::string_view text, TransferEncoding::keys& encoding) noexcept;
+
 /// Is it text that is read as it is? By the mail rules only.
 bool IsPlainText(const ContentType& type) noexcept;
 

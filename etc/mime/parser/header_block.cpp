@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "kivgui/ascii.h"
+#include "mime/foundation/char_class.h"
 #include "mime/parser/report.h"
 
 namespace MIME {
@@ -28,12 +29,11 @@ bool IsBlankText(std::string_view text) noexcept {
 /// Does the line begin a field: a name of visible characters, which may be missing, and ":"
 /// (RFC 5322, 2.2)? White space between the two is obsolete (4.5) and allowed.
 bool BeginsField(std::string_view line) noexcept {
-    const size_t colon = line.find(':');
-    if (colon == std::string_view::npos) return false;
-    size_t end = colon;
-    while (end > 0 && IsBlankAscii(line[end - 1])) --end;
-    return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end),
-                       [](char c) noexcept { return c > ' ' && c < '\x7F'; });
+    constexpr ByteSet kNameBytes = ByteSet().With(0x21, 0x7E).Without(":");
+    size_t at = 0;
+    while (at < line.size() && kNameBytes.Has(line[at])) ++at;
+    while (at < line.size() && IsBlankAscii(line[at])) ++at;
+    return at < line.size() && line[at] == ':';
 }
 
 /// Only a header block has these fields; a body may well begin with "From: " or "Note: ".

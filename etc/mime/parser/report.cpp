@@ -62,12 +62,12 @@ unsigned MeasureStep(unsigned number) noexcept {
 
 }  // namespace
 
-void Report::EnterEntity(unsigned number) {
+void Report::Push(unsigned number) {
     entities_.push_back({number});
     pathLength_ += MeasureStep(number);
 }
 
-void Report::LeaveEntity() noexcept {
+void Report::Pop() noexcept {
     pathLength_ -= MeasureStep(entities_.back().number);
     entities_.pop_back();
 }

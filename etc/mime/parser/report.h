@@ -9,7 +9,7 @@
 namespace MIME {
 
 /// Fills a ReadReport: what was tolerated, in which entity, and where reading failed. Without one it
-/// keeps the path of the current entity and nothing else.
+/// keeps nothing.
 class Report {
 public:
     /// @param target  null, or the report to fill.
@@ -32,10 +32,16 @@ public:
     void NoteFailure(const char* where) noexcept;
 
     /// The current entity is child `number`, from 1, of the one before, until LeaveEntity.
-    void EnterEntity(unsigned number);
-    void LeaveEntity() noexcept;
+    void EnterEntity(unsigned number) {
+        if (target_ != nullptr) Push(number);
+    }
+    void LeaveEntity() noexcept {
+        if (target_ != nullptr) Pop();
+    }
 
 private:
+    void Push(unsigned number);
+    void Pop() noexcept;
     AnsiStr MakePath() const noexcept;
 
     struct Entity {

@@ -11,13 +11,12 @@
 
 #include "mime/parser/scanner.h"
 
-#include <algorithm>
-#include <new>
 #include <utility>
 
 #include "kivgui/convert.h"
 #include "mime/mail/uuencode.h"
 #include "mime/parser/report.h"
+#include "mime/parser/text_output.h"
 
 namespace MIME {
 
@@ -201,63 +200,15 @@ void Scanner::KeepText(const char* begin, const char* end) {
 
 // -------------------------------------------------------------------------- encoded messages --
 
-namespace {
-
-/// Collects a decoded body.
-class TextOutput final : public BodyOutput {
-public:
-    /// @param limits  null when what is decoded does not count.
-    TextOutput(std::string& text, Limits* limits) noexcept : text_(text), limits_(limits) {}
-
-    /// @return false past the limit. Throws std::bad_alloc when there was no memory for all of it.
-    bool Close() {
-        Flush();
-        if (isOutOfMemory_) throw std::bad_alloc();
-        text_.resize(used_);
-        text_.shrink_to_fit();
-        return !isTooMuch_;
-    }
-    bool Fail() noexcept override { return isTooMuch_ && limits_->FailDecoded(); }
-
-private:
-    bool WriteBytes(std::string_view bytes) noexcept override {
-        char* const room = MakeRoom(static_cast<unsigned>(bytes.size()));
-        if (room == nullptr) return false;
-        std::copy(bytes.begin(), bytes.end(), room);
-        CommitRoom(static_cast<unsigned>(bytes.size()));
-        return !isTooMuch_;
-    }
-    char* MakeRoom(unsigned size) noexcept override {
-        if (isTooMuch_) return nullptr;
-        try {
-            text_.resize(used_ + size);
-            return text_.data() + used_;
-        } catch (const std::bad_alloc&) {
-            isOutOfMemory_ = true;
-            return nullptr;
-        }
-    }
-    void CommitRoom(unsigned size) noexcept override {
-        used_ += size;
-        if (limits_ != nullptr && !limits_->CountDecoded(size)) isTooMuch_ = true;
-    }
-
-    std::string& text_;
-    Limits* limits_;
-    size_t used_ = 0;
-    bool isTooMuch_ = false;
-    bool isOutOfMemory_ = false;
-};
-
-}  // namespace
-
 /// Decodes the body at the cursor, which moves to its end.
 bool Scanner::DecodeBody(std::string& text, Limits* limits) {
     TextOutput output(text, limits);
     const std::unique_ptr<BodyCodec> codec = MakeBodyCodec(shape_.encoding, output, reading_);
     delimiters_->BeginBody(TransferEncoding::IsIdentity(shape_.encoding));
     const bool isComplete = TakeBody(*codec, *delimiters_, reading_);
-    return output.Close() ? isComplete : output.Fail();
+    const bool isWhole = output.Close();
+    text.shrink_to_fit();
+    return isWhole ? isComplete : output.Fail();
 }
 
 /// The entity whose header block was read last carries an encoded message: reading goes on in it.

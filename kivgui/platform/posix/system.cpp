@@ -1,5 +1,7 @@
 #include "kivgui/platform/posix/system.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
@@ -91,6 +93,15 @@ AnsiStr GetErrorText(uint32_t code) noexcept {
         if (row.code == code) return row.text;
     }
     return {};
+}
+
+void UseLargePages(void* memory, size_t size) noexcept {
+#ifdef MADV_HUGEPAGE
+    (void)madvise(memory, size, MADV_HUGEPAGE);
+#else
+    (void)memory;
+    (void)size;
+#endif
 }
 
 }  // namespace KivGuiBase::Platform

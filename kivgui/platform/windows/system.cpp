@@ -92,4 +92,7 @@ AnsiStr GetErrorText(uint32_t code) noexcept {
     return ToUtf8({text, length});
 }
 
+// Large pages need a privilege here.
+void UseLargePages(void* /*memory*/, size_t /*size*/) noexcept {}
+
 }  // namespace KivGuiBase::Platform
