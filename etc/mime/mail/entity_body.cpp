@@ -87,7 +87,7 @@ bool DecodeBody(const MessageTree& tree, uint32_t index, BodyOutput& output) {
     AnsiStr error;
     Reading reading(text, Cursor(text + place.body, place.end - place.body), error, options,
                     nullptr);
-    if (place.text == 0) reading.passed = tree.file.Pass(reading.cursor.GetNext());
+    if (place.text == 0) reading.passed = tree.Pass(reading.cursor.GetNext());
     const TransferEncoding::keys encoding = GetEncoding(tree, index);
     const std::unique_ptr<BodyCodec> codec = MakeBodyCodec(encoding, output, reading);
     const std::unique_ptr<Delimiters> delimiters = Delimiters::Make(reading);

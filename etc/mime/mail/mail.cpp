@@ -87,7 +87,7 @@ Result<Mail> Mail::Read(std::unique_ptr<MessageTree> tree, const MailOptions& op
     AnsiStr message;
     Reading reading(tree->text.data(), Cursor::AtMessage(tree->text), message, rules,
                     options.report);
-    reading.passed = tree->file.Pass(reading.cursor.GetNext());
+    reading.passed = tree->Pass(reading.cursor.GetNext());
     PlaceBuilder builder(*tree, reading);
     const bool isRead = Scanner(reading, builder).ReadEntity(contentType);
     if (watch.HasFailed()) throw std::bad_alloc();
@@ -113,7 +113,8 @@ Result<Mail> Mail::Open(const std::filesystem::path& path, const MailOptions& op
 
 Result<Mail> Mail::Parse(const FolderEntry& entry, const MailOptions& options) {
     auto tree = std::make_unique<MessageTree>();
-    const bool mayBeQuoted = entry.GetText().find(">From ") != std::string_view::npos;
+    const bool mayBeQuoted =
+        !entry.GetFromLine().empty() && entry.GetText().find(">From ") != std::string_view::npos;
     if (mayBeQuoted) tree->owned = entry.GetUnquotedText();
     tree->entry = entry;
     tree->text = mayBeQuoted ? std::string_view(tree->owned) : entry.GetText();

@@ -38,6 +38,10 @@ std::string FolderEntry::GetUnquotedText() const {
     return fromLine_.empty() ? std::string(text_) : UnquoteMbox(text_);
 }
 
+const MappedText& FolderEntry::GetFile() const noexcept {
+    return source_->text;
+}
+
 const fs::path& FolderEntry::GetPath() const noexcept {
     return source_->path;
 }

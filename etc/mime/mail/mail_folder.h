@@ -14,6 +14,8 @@
 
 namespace MIME {
 
+class MappedText;
+
 /// One message of a MailFolder. It keeps the file that it is in open, or in memory, so it may outlive
 /// the folder; a copy shares that. Any number of threads may look at one entry.
 class KIV_EXPORT FolderEntry {
@@ -51,10 +53,13 @@ public:
 
 private:
     friend class MailFolder;
+    friend struct MessageTree;
     struct Source;
     FolderEntry(std::shared_ptr<const Source> source, std::string_view fromLine,
                 std::string_view text) noexcept
         : source_(std::move(source)), fromLine_(fromLine), text_(text) {}
+
+    const MappedText& GetFile() const noexcept;
 
     std::shared_ptr<const Source> source_;
     std::string_view fromLine_;

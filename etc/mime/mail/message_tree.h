@@ -99,6 +99,11 @@ struct MessageTree {
     std::string_view Cut(const EntityPlace& place, uint64_t begin, uint64_t end) const noexcept {
         return GetText(place).substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
     }
+    /// A pass over the text, which begins at `next`.
+    PassedPages Pass(const char* next) const noexcept {
+        if (!owned.empty()) return {};
+        return entry ? entry->GetFile().Pass(next) : file.Pass(next);
+    }
     bool HasChildren(uint32_t index) const noexcept {
         return GetPlace(index).subtreeEnd > index + 1;
     }

@@ -76,7 +76,7 @@ std::string EditedMail::MakeFreeBoundary(UniqueText& unique) const {
 /// Is the text in the source?
 bool EditedMail::Occurs(std::string_view text) const {
     constexpr size_t kWindow = 0x400000;
-    PassedPages passed = tree_->file.Pass(source_.data());
+    PassedPages passed = tree_->Pass(source_.data());
     for (std::string_view rest = source_; !rest.empty();) {
         if (rest.substr(0, kWindow + text.size()).find(text) != std::string_view::npos) return true;
         rest.remove_prefix(std::min(kWindow, rest.size()));
@@ -298,7 +298,7 @@ void EditedMail::SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText
 
 /// @param topHeader  receives the header block of the mail, where it was changed.
 SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
-    SplicedText text(source_, tree_->file);
+    SplicedText text(*tree_);
     std::set<uint32_t> parents;  // that lose children
     for (const auto& [index, change] : changes_) {
         const EntityPlace& place = GetPlace(index);

@@ -22,7 +22,7 @@ void SplicedText::Sort() {
 void SplicedText::Write(uint64_t from, const Take& take) const {
     // Pieces, so that a target sees how a big mail proceeds.
     constexpr size_t kPiece = size_t{1} << 20;
-    PassedPages passed = file_.Pass(source_.data() + from);
+    PassedPages passed = tree_.Pass(source_.data() + from);
     const auto copy = [&](uint64_t begin, uint64_t end) {
         std::string_view rest =
             source_.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));

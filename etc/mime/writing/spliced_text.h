@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mail/mapped_text.h"
+#include "mime/mail/message_tree.h"
 #include "mime/writing/body_source.h"
 #include "mime/writing/target.h"
 
@@ -14,9 +14,9 @@ namespace MIME {
 /// A text with some of its ranges replaced. All else is passed on as it is.
 class SplicedText {
 public:
-    /// @param file  that of the source, if it is one.
-    SplicedText(std::string_view source, const MappedText& file) noexcept
-        : source_(source), file_(file) {}
+    /// The text of a mail, which must live as long.
+    explicit SplicedText(const MessageTree& source) noexcept
+        : tree_(source), source_(source.text) {}
 
     /// Replaces a range, which may be empty. Ranges do not overlap; where several begin at one place,
     /// the empty ones come first, in the order of the calls.
@@ -35,8 +35,8 @@ private:
         Writing with;
     };
 
+    const MessageTree& tree_;
     std::string_view source_;
-    const MappedText& file_;
     std::vector<Splice> splices_;
 };
 
