@@ -109,7 +109,7 @@ KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) n
 constexpr size_t kDecodeStep = 32;
 
 /// Decodes 32 characters into 24 bytes, if none of them is outside the alphabet.
-KIV_AVX2 [[gnu::always_inline]] inline bool DecodeStep(const char* text,
+[[gnu::always_inline]] KIV_AVX2 inline bool DecodeStep(const char* text,
                                                        unsigned char* out) noexcept {
     // A character is foreign when the classes of its low and of its high nibble share a bit.
     const __m256i lowClass = KIV_TWICE(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
