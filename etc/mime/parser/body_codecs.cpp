@@ -180,6 +180,7 @@ public:
         if constexpr (requires(size_t taken) { decoder_.DecodePlain({}, nullptr, taken); }) {
             constexpr size_t kPass = 0x8000;
             for (size_t taken = 1; taken != 0 && cursor.GetLeft() != 0; cursor.Skip(taken)) {
+                reading_.passed.Pass(cursor.GetNext());
                 const std::string_view text = cursor.GetRest().substr(0, kPass);
                 char* room = output_.GetRoom(text.size());
                 if (room == nullptr) return output_.Fail();
