@@ -129,6 +129,7 @@ void Inputs::SetText(Input& input, const MIME::FolderEntry& entry) {
     if (quoting_ == Quoting::removed && isQuoted) return Keep(input, entry.GetUnquotedText());
     input.text = entry.GetText();
     input.keeper = std::make_shared<const MIME::FolderEntry>(entry);
+    if (!isQuoted) input.entry = entry;
 }
 
 int ForEachInput(const Sources& sources, Inputs::Quoting quoting,
@@ -164,9 +165,13 @@ MIME::Mail ReadMail(const Input& input, const Sources& sources, MIME::ReadReport
     MIME::MailOptions options;
     options.report = report;
     options.contentType = sources.contentType;
-    auto mail = MIME::Mail::Parse(input.text, options);
-    if (!mail) throw InputFailure(input.name, mail.error().GetText());
-    return std::move(*mail);
+    auto mail = input.entry ? MIME::Mail::Parse(*input.entry, options)
+                            : MIME::Mail::Parse(input.text, options);
+    if (mail) return std::move(*mail);
+    std::string why = mail.error().GetText();
+    const std::string file = input.file + ": ";  // the message's name has more to it
+    if (input.entry && why.starts_with(file)) why.erase(0, file.size());
+    throw InputFailure(input.name, why);
 }
 
 }  // namespace Tool

@@ -34,7 +34,8 @@ struct Input {
     bool isAlone = true;  ///< one file was given, and has one message
     std::string failure;  ///< empty, or why nothing could be read
     std::string_view text;
-    std::shared_ptr<const void> keeper;  ///< of the text
+    std::shared_ptr<const void> keeper;      ///< of the text
+    std::optional<MIME::FolderEntry> entry;  ///< whose text it is, where nothing in it is quoted
 };
 
 /// The messages that the user gave, one after the other.
