@@ -161,7 +161,8 @@ void ComposedInput::TakeCommand(char command, ByteSource& source) {
     if (command == 'a' || command == 'n') return AddFile(source, command == 'n');
     const std::string text(source.TakeText());
     if (command == 'u' && Try([&](Composer& mail) { mail.Subject(text); })) subject_ = text;
-    if (command == 'i' && Try([&](Composer& mail) { mail.MessageId(text); })) messageId_ = text;
+    if (command == 'i' && Try([&](Composer& mail) { mail.MessageId(text); }))
+        messageId_ = TrimBlanks(text);
     if (command == 'p' && Try([&](Composer& mail) { mail.Text(text); }))
         text_ = {MakeLines(text), ""};
     if (command == 'h' && Try([&](Composer& mail) { mail.Html(text); }))
