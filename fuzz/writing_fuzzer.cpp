@@ -22,6 +22,7 @@
 
 #include "fuzz/byte_source.h"
 #include "fuzz/check.h"
+#include "kivgui/ascii.h"
 #include "mime/mail.h"
 #include "mime/writing/field_text.h"
 
@@ -162,7 +163,7 @@ void ComposedInput::TakeCommand(char command, ByteSource& source) {
     const std::string text(source.TakeText());
     if (command == 'u' && Try([&](Composer& mail) { mail.Subject(text); })) subject_ = text;
     if (command == 'i' && Try([&](Composer& mail) { mail.MessageId(text); }))
-        messageId_ = TrimBlanks(text);
+        messageId_ = KivGuiBase::TrimSpace(text);
     if (command == 'p' && Try([&](Composer& mail) { mail.Text(text); }))
         text_ = {MakeLines(text), ""};
     if (command == 'h' && Try([&](Composer& mail) { mail.Html(text); }))

@@ -132,6 +132,20 @@ bool IsPhrase(std::string_view text) noexcept {
                        [](char c) { return c == ' ' || IsAddressAtomByte(c); });
 }
 
+/// A domain literal without white space. A blank that has a backslash is dropped with it, which would
+/// otherwise belong to the next character.
+std::string DropSpaces(std::string_view literal) {
+    std::string text;
+    for (size_t i = 0; i < literal.size(); ++i) {
+        const bool isPair = literal[i] == '\\' && i + 1 < literal.size();
+        if (isPair) ++i;
+        if (IsLinearSpace(literal[i])) continue;
+        if (isPair) text += '\\';
+        text += literal[i];
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string MakeDisplayName(AddressTokens tokens) {
@@ -201,9 +215,7 @@ std::string MakeDomain(AddressTokens tokens) {
     for (const AddressToken& token : tokens) {
         if (!token.Is(Kind::comment)) text += token.text;
     }
-    if (text.starts_with('[')) {
-        text.erase(std::remove_if(text.begin(), text.end(), IsLinearSpace), text.end());
-    }
+    if (text.starts_with('[')) text = DropSpaces(text);
     return ToUtf8(std::move(text));
 }
 

@@ -118,20 +118,23 @@ Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& att
                          SplicedText& text, UniqueText& unique) const {
     const std::string boundary = MakeFreeBoundary(unique);
     const std::string end(lineEnd_);
-    std::string encoding;
+    const std::string delimiter = end + "--" + boundary;
     bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
     for (const Draft& draft : attached) {
         Draft planned = Plan(draft, {boundary}, unique);
         is8Bit = is8Bit || planned.Is8Bit();
-        text.Replace(source_.size(), source_.size(), end + "--" + boundary + end);
+        text.Replace(source_.size(), source_.size(), delimiter + end);
         text.Replace(source_.size(), source_.size(), WriteLater(std::move(planned), lineEnd_));
     }
-    text.Replace(source_.size(), source_.size(), end + "--" + boundary + "--" + end);
+    text.Replace(source_.size(), source_.size(), delimiter + "--" + end);
     const Parameter parameters[] = {{"boundary", boundary}};
     std::string fields =
         WriteParameterField("Content-Type", "multipart/mixed", parameters, lineEnd_);
     if (is8Bit) fields += "Content-Transfer-Encoding: 8bit" + end;
-    fields += end + "--" + boundary + end + header.GetContentFields() + end;
+    fields += delimiter;
+    fields += end;
+    fields += header.GetContentFields();
+    fields += end;
     return [fields = std::move(fields)](const Take& take) { take(fields); };
 }
 
