@@ -243,8 +243,11 @@ void MboxReader::Rewind() noexcept {
 }
 
 bool MboxReader::IsFromLine(size_t at) const noexcept {
+    std::string_view line = GetLine(file_.substr(at), kMaxFromLine);
+    // A word that is cut in two may look like a year.
+    if (line.size() == kMaxFromLine) line = line.substr(0, line.find_last_of(" \t") + 1);
     FromLine parsed;
-    return FromLine::Parse(GetLine(file_.substr(at), kMaxFromLine), parsed);
+    return FromLine::Parse(line, parsed);
 }
 
 /// The next From_ line after an empty line that is not before `begin`.
