@@ -1,5 +1,6 @@
 #include "mime/writing/edited_mail.h"
 
+#include <set>
 #include <utility>
 
 #include "kivgui/ascii.h"
@@ -89,6 +90,28 @@ void EditedMail::ChangeField(const Entity& entity, FieldChange change, std::stri
     if (index == 0) changedFields_.emplace_back(name);
 }
 
+/// A boundary line that counts for two multiparts is read as the inner one's, so that parts would be
+/// found elsewhere than they were put.
+/// @param index    of the multipart whose parts change.
+/// @param isAtEnd  a part is added after the last one.
+void EditedMail::CheckBoundaries(uint32_t index, bool isAtEnd) const {
+    constexpr const char* kWhy = "has the boundary of another multipart around or inside it";
+    const std::vector<std::string> around = GetBoundaries(index);
+    const std::set<std::string> all(around.begin(), around.end());
+    if (all.size() != around.size()) Fail(ErrorCode::cannotEdit, kWhy);
+    while (isAtEnd && tree_->HasChildren(index)) {
+        uint32_t last = index + 1;
+        while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) {
+            last = GetPlace(last).subtreeEnd;
+        }
+        index = last;
+        if (GetPlace(index).hasBoundary &&
+            all.count(GetEntity(index).GetParameter("Content-Type", "boundary")) != 0) {
+            Fail(ErrorCode::cannotEdit, kWhy);
+        }
+    }
+}
+
 const Draft& EditedMail::GetDraft(const NewPart& part) {
     if (part.draft_ == nullptr) throw WriteFailure{part.error_};
     return *part.draft_;
@@ -100,6 +123,7 @@ void EditedMail::Replace(const Entity& entity, const NewPart& part) {
         Fail(ErrorCode::cannotEdit, "is a message that cannot be replaced");
     }
     const Draft& draft = GetDraft(part);
+    if (index != 0) CheckBoundaries(GetPlace(index).parent, false);
     ForgetInside(index);
     Change& change = changes_[index];
     change.footer.clear();
@@ -113,6 +137,7 @@ void EditedMail::Remove(const Entity& entity) {
     if (GetPlace(GetPlace(index).parent).isMessage) {
         Fail(ErrorCode::cannotEdit, "is carried by a part, which can be removed instead");
     }
+    CheckBoundaries(GetPlace(index).parent, false);
     ForgetInside(index);
     changes_[index].isRemoved = true;
 }
@@ -122,6 +147,7 @@ void EditedMail::Add(const Entity& multipart, const NewPart& part) {
     if (!multipart.HasChildren() || GetPlace(index).isMessage) {
         Fail(ErrorCode::cannotEdit, "is no multipart with parts");
     }
+    CheckBoundaries(index, true);
     changes_[index].added.push_back(GetDraft(part));
 }
 
@@ -132,6 +158,7 @@ void EditedMail::Attach(const NewPart& part) {
              "nothing can be attached to a mail whose Content-Type is not in it");
     }
     const Draft& draft = GetDraft(part);
+    if (IsMixed()) CheckBoundaries(0, true);
     (IsMixed() ? changes_[0].added : changes_[0].attached).push_back(draft);
 }
 
