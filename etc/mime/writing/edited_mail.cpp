@@ -90,26 +90,29 @@ void EditedMail::ChangeField(const Entity& entity, FieldChange change, std::stri
     if (index == 0) changedFields_.emplace_back(name);
 }
 
-/// A boundary line that counts for two multiparts is read as the inner one's, so that parts would be
+/// Does a boundary line count for two multiparts? It is read as the inner one's, so that parts would be
 /// found elsewhere than they were put.
 /// @param index    of the multipart whose parts change.
 /// @param isAtEnd  a part is added after the last one.
-void EditedMail::CheckBoundaries(uint32_t index, bool isAtEnd) const {
-    constexpr const char* kWhy = "has the boundary of another multipart around or inside it";
+bool EditedMail::SharesBoundary(uint32_t index, bool isAtEnd) const {
     const std::vector<std::string> around = GetBoundaries(index);
     const std::set<std::string> all(around.begin(), around.end());
-    if (all.size() != around.size()) Fail(ErrorCode::cannotEdit, kWhy);
+    if (all.size() != around.size()) return true;
     while (isAtEnd && tree_->HasChildren(index)) {
         uint32_t last = index + 1;
         while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) {
             last = GetPlace(last).subtreeEnd;
         }
         index = last;
-        if (GetPlace(index).hasBoundary &&
-            all.count(GetEntity(index).GetParameter("Content-Type", "boundary")) != 0) {
-            Fail(ErrorCode::cannotEdit, kWhy);
-        }
+        // A multipart without parts would find its first one there.
+        if (all.count(GetEntity(index).GetParameter("Content-Type", "boundary")) != 0) return true;
     }
+    return false;
+}
+
+void EditedMail::CheckBoundaries(uint32_t index, bool isAtEnd) const {
+    if (!SharesBoundary(index, isAtEnd)) return;
+    Fail(ErrorCode::cannotEdit, "has the boundary of another multipart around or inside it");
 }
 
 const Draft& EditedMail::GetDraft(const NewPart& part) {
@@ -158,7 +161,6 @@ void EditedMail::Attach(const NewPart& part) {
              "nothing can be attached to a mail whose Content-Type is not in it");
     }
     const Draft& draft = GetDraft(part);
-    if (IsMixed()) CheckBoundaries(0, true);
     (IsMixed() ? changes_[0].added : changes_[0].attached).push_back(draft);
 }
 

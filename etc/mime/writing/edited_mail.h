@@ -67,6 +67,7 @@ private:
     bool IsRemoved(uint32_t index) const;
     bool IsOwnText(const Entity& entity) const;
     static bool IsLeafType(const Entity& entity, std::string_view type);
+    bool SharesBoundary(uint32_t index, bool isAtEnd) const;
     void CheckBoundaries(uint32_t index, bool isAtEnd) const;
     HeaderEdit& EditHeader(uint32_t index);
     static const Draft& GetDraft(const NewPart& part);

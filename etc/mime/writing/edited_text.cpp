@@ -31,7 +31,7 @@ Writing WriteLater(Draft draft, std::string_view lineEnd) {
 }  // namespace
 
 bool EditedMail::IsMixed() const {
-    return top_.IsType("multipart/mixed") && top_.HasChildren();
+    return top_.IsType("multipart/mixed") && top_.HasChildren() && !SharesBoundary(0, true);
 }
 
 /// The boundaries around what is inside an entity.
