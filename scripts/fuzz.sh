@@ -2,7 +2,8 @@
 # Builds the fuzz targets and runs all of them, or those named, each from its seeds:
 #   scripts/fuzz.sh SECONDS [TARGET...]       for example: scripts/fuzz.sh 60 read write
 # Prints for each what it did and found; the exit status is 1 when anything was found. Inputs that fail go
-# to build/fuzz/artifacts, logs to build/fuzz.
+# to build/fuzz/artifacts, logs to build/fuzz. KIVMIME_FUZZ_SEED makes runs start alike: CI sets it, so
+# that a change is judged by the inputs of the run before; searches by hand leave it out.
 set -eu
 . "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
 
@@ -55,6 +56,7 @@ fuzz_one() {
   [ "$name" != read ] || add_mails "$work/$name/corpus"
   [ "$name" != mail ] || cp tests/data/mail/*.eml "$work/$name/corpus"
   TMPDIR=$work/$name/tmp "$BUILD_ROOT/asan-ubsan/fuzz/${name}_fuzzer" -max_total_time="$seconds" \
+    -seed="${KIVMIME_FUZZ_SEED:-0}" \
     -print_final_stats=1 -max_len=1048576 -timeout=60 -dict=fuzz/mime.dict \
     -artifact_prefix="$results/artifacts/$name-" "$work/$name/corpus" >"$log" 2>&1 || status=$?
   units=$(last_number 'stat::number_of_executed_units:' "$log")
