@@ -15,15 +15,6 @@ namespace MIME {
 
 using KivGuiBase::EqualsCaseless;
 
-namespace {
-
-std::string_view FindLineEnd(std::string_view text) {
-    const size_t feed = text.find('\n');
-    return feed != std::string_view::npos && (feed == 0 || text[feed - 1] != '\r') ? "\n" : "\r\n";
-}
-
-}  // namespace
-
 EditedMail::EditedMail(const Mail& mail)
     : top_(mail.GetTop()),
       tree_(top_.tree_),

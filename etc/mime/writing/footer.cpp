@@ -7,6 +7,7 @@
 #include "kivgui/utf8.h"
 #include "mime/mail/text_charset.h"
 #include "mime/writing/body_encoder.h"
+#include "mime/writing/spliced_text.h"
 #include "mime/writing/write_failure.h"
 
 // Lines are added to the encoded body where that is possible, so that all before them stays byte for
@@ -149,12 +150,6 @@ std::optional<Footer::Insertion> Insert(const TextKind& kind, std::string_view b
     return Footer::Insertion{at, soft + text + soft};
 }
 
-std::string_view FindLineEnd(std::string_view text, std::string_view otherwise) {
-    const size_t feed = text.find('\n');
-    if (feed == std::string_view::npos) return otherwise;
-    return feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
-}
-
 std::string AddToText(const TextKind& kind, const std::string& text, const std::string& lines,
                       std::string_view lineEnd) {
     size_t at = kind.isHtml ? FindBodyEnd(text) : text.size();
@@ -183,7 +178,7 @@ Footer MakeFooter(const Entity& entity, TransferEncoding::keys encoding, std::st
     if (decoded.replaced > 0) {
         Fail(ErrorCode::cannotEdit, "the text has bytes that its charset does not have");
     }
-    const std::string_view ownEnd = FindLineEnd(decoded.text, "\r\n");
+    const std::string_view ownEnd = FindLineEnd(decoded.text);
     footer.text = AddToText(kind, decoded.text, makeLines(ownEnd), ownEnd);
     return footer;
 }

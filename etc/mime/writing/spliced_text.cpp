@@ -5,6 +5,12 @@
 
 namespace MIME {
 
+std::string_view FindLineEnd(std::string_view text) noexcept {
+    const size_t feed = text.find('\n');
+    if (feed == std::string_view::npos) return "\r\n";
+    return feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
+}
+
 void SplicedText::Replace(uint64_t begin, uint64_t end, Writing with) {
     splices_.push_back({begin, end, std::move(with)});
 }

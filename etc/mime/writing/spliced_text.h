@@ -11,6 +11,9 @@
 
 namespace MIME {
 
+/// How the lines of a text end: "\r\n" or "\n", as the first one does; "\r\n" where it has one line.
+std::string_view FindLineEnd(std::string_view text) noexcept;
+
 /// A text with some of its ranges replaced. All else is passed on as it is.
 class SplicedText {
 public:
