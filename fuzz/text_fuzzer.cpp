@@ -10,9 +10,9 @@
 
 #include "fuzz/check.h"
 #include "kivgui/utf8.h"
+#include "mime/encoding/uuencode.h"
 #include "mime/html.h"
 #include "mime/mail/text_charset.h"
-#include "mime/mail/uuencode.h"
 
 namespace {
 

@@ -84,7 +84,8 @@ def get_last_call(body):
 def is_mail(path):
     """Is this a file of mail.h, which hands out standard types?"""
     name = path.relative_to(ROOT).as_posix()
-    return name.startswith(("etc/mime/mail/", "etc/mime/writing/", "etc/mime/html/")) or name == "etc/mime/mail.h"
+    return name.startswith(("etc/mime/mail/", "etc/mime/writing/", "etc/mime/html/", "etc/mime/encoding/uuencode",
+                            "etc/mime/mail.h"))
 
 
 def find_mail_classes():

@@ -6,8 +6,8 @@
 
 #include "faults/faults.h"
 #include "faults/try_text.h"
+#include "mime/encoding/uuencode.h"
 #include "mime/mail.h"
-#include "mime/mail/uuencode.h"
 #include "support/temp_folder.h"
 #ifdef MIME_FAULTS_HTML
 #include "mime/html.h"

@@ -97,6 +97,7 @@ public:
     /// "Undisclosed recipients:;".
     std::vector<std::string> GetGroups() const;
 
+    /// What could not be read, in order; empty for a well-formed list.
     const std::vector<Problem>& GetProblems() const noexcept { return problems_; }
 
     /// The list as people read and write it, with commas and groups. Parse reads it as an equal list.

@@ -4,7 +4,7 @@
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
-#include "mime/mail/uuencode.h"
+#include "mime/encoding/uuencode.h"
 #include "mime/mail/whole.h"
 #include "mime/parser/header_block.h"
 

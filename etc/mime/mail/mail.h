@@ -52,8 +52,8 @@ struct Parameter {
 
 /// A header field as it is in the text.
 struct KIV_EXPORT Field {
-    std::string_view name;
-    std::string_view raw;  ///< the value with its folds, without white space around it
+    std::string_view name;  ///< as written; names are compared without regard to case
+    std::string_view raw;   ///< the value with its folds, without white space around it
 
     /// The value unfolded, its encoded words decoded (RFC 2047), without line ends. Bytes that are not
     /// UTF-8 are read in the charset `how.fallback`. In address fields the words of names and comments
@@ -130,6 +130,7 @@ public:
     Result<size_t> DecodeInto(std::span<char> memory) const;
     /// The same in pieces, in bounded memory. @return refused when the sink stopped it.
     Result<void> DecodeTo(const Sink& sink) const;
+    /// How many bytes Decode gives. They are counted, without memory for them.
     uint64_t GetDecodedSize() const;
     /// The decoded body as UTF-8, with the charset of the entity; line ends as they are.
     std::string GetText() const;
@@ -160,17 +161,20 @@ public:
     /// Its fields, without the empty line; of a uuencoded file, the line "begin".
     Range GetHeaderRange() const noexcept;
     Range GetBodyRange() const noexcept;  ///< encoded, or with all children
+    /// @name The text of these ranges, valid as long as the Mail
+    /// @{
     std::string_view GetRaw() const noexcept;
     std::string_view GetRawHeader() const noexcept;
     std::string_view GetRawBody() const noexcept;
+    /// @}
 
     /// "" is the top, "2.1" the first child of its second (the numbers of RFC 9051, 6.4.5, but for
     /// carried messages, which count as a child), "2.u1" the first uuencoded file in its second child.
     std::string GetPath() const;
-    EntityRange GetChildren() const noexcept;
+    EntityRange GetChildren() const noexcept;  ///< in order; without the uuencoded files
     /// The entity itself and all that is inside it, each before its children.
     EntityRange GetEntities() const noexcept;
-    std::optional<Entity> GetParent() const noexcept;
+    std::optional<Entity> GetParent() const noexcept;  ///< nothing for the top
     /// Of multipart/related, the child that "start" names, with or without angle brackets, or else the
     /// first (RFC 2387, 3.2); of anything else, the entity itself.
     Entity GetRoot() const;
@@ -195,6 +199,7 @@ private:
 /// Entities to walk over with range-for, or with the algorithms of the standard library.
 class KIV_EXPORT EntityRange {
 public:
+    /// An input iterator, valid as long as the Mail.
     class KIV_EXPORT Iterator {
     public:
         using iterator_category = std::input_iterator_tag;  // it hands out values
@@ -284,6 +289,7 @@ public:
     Mail& operator=(Mail&&) noexcept;
     ~Mail();
 
+    /// Decoded; empty when there is none.
     std::string GetSubject() const { return GetTop().GetField("Subject"); }
     /// @name Addresses, those of all fields of each name
     /// @{
@@ -293,7 +299,7 @@ public:
     AddressList GetTo() const { return GetAddresses("To"); }
     AddressList GetCc() const { return GetAddresses("Cc"); }
     AddressList GetBcc() const { return GetAddresses("Bcc"); }
-    AddressList GetAddresses(std::string_view field) const;
+    AddressList GetAddresses(std::string_view field) const;  ///< of any field, case ignored
     /// @}
     std::optional<Date> GetDate() const;  ///< none when the field is missing or is no date
     /// @name Identifiers, without their angle brackets (RFC 5322, 3.6.4)
@@ -316,7 +322,7 @@ public:
     /// What IsAttachment says yes to, outside carried messages, which are attachments as a whole; of
     /// uuencoded files the first 1,000 in the message.
     std::vector<Entity> GetAttachments() const;
-    Entity GetTop() const noexcept;
+    Entity GetTop() const noexcept;  ///< the message itself, with its header fields
     /// All entities, the top first, each before its children; uuencoded files are not among them.
     EntityRange GetEntities() const noexcept { return GetTop().GetEntities(); }
 

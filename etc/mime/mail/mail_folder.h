@@ -34,7 +34,7 @@ public:
     const std::filesystem::path& GetPath() const noexcept;
     /// Where GetText begins in that file, in bytes.
     uint64_t GetOffset() const noexcept;
-    uint64_t GetSize() const noexcept { return text_.size(); }
+    uint64_t GetSize() const noexcept { return text_.size(); }  ///< of GetText, in bytes
 
     /// The From_ line before the message in an mbox, as it is there, without its line end; empty
     /// elsewhere. The sender is the envelope's and the date that of delivery, both as they are
@@ -66,6 +66,7 @@ private:
     std::string_view text_;
 };
 
+/// What MailFolder::Open reads.
 struct FolderOptions {
     /// Files of subfolders too; for a folder of files only.
     bool recursive = false;
@@ -90,6 +91,7 @@ struct FolderOptions {
 /// for each file.
 class KIV_EXPORT MailFolder {
 public:
+    /// What Open found.
     enum class Kind {
         message,  ///< a file with one message
         mbox,     ///< a file that begins with a From_ line, or that has no byte

@@ -11,9 +11,9 @@
 
 #include "kivgui/ascii.h"
 #include "mime/decoding.h"
+#include "mime/encoding/uuencode.h"
 #include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
-#include "mime/mail/uuencode.h"
 #include "mime/mail/whole.h"
 
 namespace MIME {

@@ -69,14 +69,19 @@ public:
     Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}
     Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
 
+    /// There is a value.
     explicit operator bool() const noexcept { return content_.index() == 0; }
 
+    /// @name The value, of a success only
+    /// @{
     T& operator*() & { return std::get<0>(content_); }
     const T& operator*() const& { return std::get<0>(content_); }
     T&& operator*() && { return std::get<0>(std::move(content_)); }
     T* operator->() { return &std::get<0>(content_); }
     const T* operator->() const { return &std::get<0>(content_); }
+    /// @}
 
+    /// The reason, of a failure only.
     const Error& error() const { return std::get<1>(content_); }
 
 private:
@@ -91,6 +96,7 @@ public:
     Result(Error error) : error_(std::move(error)) {}
 
     explicit operator bool() const noexcept { return error_.GetCode() == ErrorCode::none; }
+    /// The reason; ErrorCode::none after a success.
     const Error& error() const noexcept { return error_; }
 
 private:

@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
+#include "mime/encoding/uuencode.h"
 #include "mime/mail/mail.h"
 #include "mime/mail/message_tree.h"
-#include "mime/mail/uuencode.h"
 
 namespace MIME {
 

@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "kivgui/convert.h"
-#include "mime/mail/uuencode.h"
+#include "mime/encoding/uuencode.h"
 #include "mime/parser/report.h"
 #include "mime/parser/text_output.h"
 

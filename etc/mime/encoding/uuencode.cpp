@@ -1,4 +1,4 @@
-#include "mime/mail/uuencode.h"
+#include "mime/encoding/uuencode.h"
 
 #include <algorithm>
 #include <cstdint>
