@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks that need no build: formatting, that only the platform layer knows an operating system, and
-# that every function that hosts call notices when memory runs out.
+# Checks that need no build: formatting, that only the platform layer knows an operating system, that every
+# function that hosts call notices when memory runs out, that links in documents lead somewhere, and that the
+# picture of the house is that of the sources.
 # scripts/check_sources.sh --fix formats the files in place.
 set -eu
 . "$(dirname "${BASH_SOURCE[0]}")/lib/setup.sh"
@@ -46,5 +47,7 @@ done < <(
 )
 
 scripts/check_guards.py || status=1
+scripts/check_links.py || status=1
+scripts/draw_house.py --check || status=1
 
 exit $status

@@ -39,6 +39,7 @@ public:
     ///   Decoding::AddressWords("=?utf-8?Q?Doe=2C_John?= <a@b>");   // "\"Doe, John\" <a@b>"
     static AnsiStr AddressWords(const AnsiStr& text) noexcept;
 
+    /// What Parameter gives.
     struct KIV_EXPORT ParameterResult {
         AnsiStr value;                ///< UTF-8, except for raw 8-bit bytes, which are kept
         bool found = false;           ///< there is a parameter of that name, in any form
@@ -84,6 +85,7 @@ public:
     /// Decodes a base64 body (RFC 2045, 6.8). Characters outside the alphabet are skipped.
     static BodyResult Base64(const char* text, unsigned size) noexcept;
 
+    /// What ToUtf8 gives.
     struct KIV_EXPORT TextResult {
         AnsiStr text;                     ///< UTF-8; empty for an unknown charset
         bool known = false;               ///< the charset is known

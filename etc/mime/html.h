@@ -12,14 +12,14 @@ namespace MIME {
 /// The text of an HTML document as people read it, in lines.
 ///
 /// - Paragraphs, headings, lists and quotes are separated by an empty line, other blocks by a line end.
-///   White space is collapsed as in browsers, except in <pre> and where the style says so.
+///   White space is collapsed as in browsers, except in `pre` and where the style says so.
 /// - List items begin with "- " or their number, quoted lines with "> ". 24 levels of these are shown.
 /// - The cells of a table's row are separated by " | ". Where one of them has several lines, or more
 ///   than 160 bytes, each begins a line, which keeps tables readable that only lay out a page. Empty
 ///   cells count in tables that have header cells.
 /// - A link is its text and " <URL>". The URL is left out when it is the text, when the link before
 ///   had the same, and when it leads nowhere (a fragment, javascript, data).
-/// - An image is its alternative text. Scripts, styles, the head, templates, <noscript>, menus of forms
+/// - An image is its alternative text. Scripts, styles, the head, templates, `noscript`, menus of forms
 ///   and hidden elements give nothing.
 /// - A no-break space is a space. Soft hyphens and characters without width are removed, except joiners
 ///   between two letters above ASCII, where Persian and emoji need them.

@@ -73,6 +73,7 @@ KIV_EXPORT Severity GetSeverity(keys key) noexcept;
 
 /// What `Part::Read` reports about a text in addition to the tree.
 struct KIV_EXPORT ReadReport {
+    /// One deviation, and where it is.
     struct Entry {
         Deviation::keys kind = Deviation::invalid;
         unsigned long long offset = 0;  ///< in bytes from the start of the text
@@ -99,6 +100,7 @@ struct KIV_EXPORT ReadReport {
 /// The texts live in the list and are valid as long as it is.
 class KIV_EXPORT FieldList {
 public:
+    /// One field; see FieldList for how long its texts are valid.
     struct Field {
         std::string_view name;
         std::string_view value;  ///< with its folds, without the white space around it

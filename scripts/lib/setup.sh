@@ -11,6 +11,7 @@ PACKAGES_interop_smime="gpgsm gnupg"
 PACKAGES_interop_edits="python3-dkim gnupg"
 PACKAGES_interop_imap="dovecot-imapd"
 PACKAGES_checks="clang libclang-rt-dev clang-format clang-tidy valgrind"
+PACKAGES_reference="doxygen python3"
 PACKAGES_windows="g++-mingw-w64-x86-64-posix googletest wine64 libgnutls30"
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)

@@ -84,7 +84,7 @@ public:
     Composer& Bcc(std::string_view list);
     /// @}
 
-    Composer& Subject(std::string_view text);
+    Composer& Subject(std::string_view text);  ///< any text; the last call counts
     /// The time of the first Save, WriteTo or ToString, where this is not called.
     Composer& SentAt(std::chrono::sys_seconds time,
                      std::chrono::minutes zone = std::chrono::minutes(0));
@@ -103,12 +103,14 @@ public:
     /// @{
     Composer& Text(std::string_view text, std::string_view charset = "utf-8");
     Composer& Html(std::string_view html, std::string_view charset = "utf-8");
+    /// Text that is read from a file in UTF-8 when the mail is written.
     Composer& TextFile(const std::filesystem::path& path);
     Composer& HtmlFile(const std::filesystem::path& path);
     /// @}
 
     /// @name Attachments, of which no byte is changed
     /// @{
+    /// A file, which is read when the mail is written.
     Composer& Attach(const std::filesystem::path& path, const FileOptions& options = {});
     /// Bytes in memory; `options.name` is needed.
     Composer& AttachBytes(std::string bytes, const FileOptions& options);
@@ -131,6 +133,7 @@ public:
     /// @{
     /// Into a file, which is written beside its name and gets it when it is complete.
     Result<void> Save(const std::filesystem::path& path);
+    /// Into a function of the host, in pieces; `refused` when it returns false.
     Result<void> WriteTo(const Sink& sink);
     Result<std::string> ToString();
     /// @}
