@@ -145,5 +145,48 @@ TEST_F(EditedCorpusTest, EverythingElseStaysByteForByte) {
                 footers_);
 }
 
+TEST(EditTest, OtherPartsOfDamagedMailsStay) {
+    const std::string kMixed = "Content-Type: multipart/mixed; boundary=cut\n\n";
+    const std::string kOther = "Content-Type: multipart/alternative; boundary=cut\n\n";
+    const std::string kHtml = "--cut\nContent-Type: text/html\n\n<body>a\n--cut--</body>\n";
+    const struct {
+        std::string mail;
+        std::string path;  ///< to which a part is added; or a footer "f", an attachment "a"
+        std::string parts;
+    } kRows[] = {
+        {kMixed + "--cut\n\n1\n--cut\n", "a", "1|new|"},
+        {kMixed + "--cut\n\n", "a", "--cut--\n\n|new|"},
+        {kOther + "--cut\n\n1\n--cut\n", "a", "1|new|"},
+        {kOther + "--cut\n\n1\n--cut \n", "a", "1|new|"},
+        {kOther + "--cut\n\n1\n--cut\n", "f", "1\nnew\n|"},
+        {kMixed + kHtml, "f", "<body>a\n--cut--\n<p>new\n</p></body>\n|"},
+        {kMixed + "--cut\n" + kOther + "--cut\n\n1\n--cut--\n--cut\n\n2\n", "a", "1|2\n|new|"},
+        {kMixed + "--cut\n" + kOther + "--cut\n\n1\n--cut--\n--cut\n\n2\n", "1", "1|new|2\n|"},
+        {kMixed + "--cut\n" + kOther + "--cut\n\n1\n--cut\n\n2\n", "", ""},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.mail + row.path);
+        const Result<Mail> mail = Mail::Parse(row.mail);
+        Edit edit(*mail);
+        if (row.path == "a") {
+            edit.AttachBytes("new", {.name = "new"});
+        } else if (row.path == "f") {
+            edit.AddFooter("new");
+        } else {
+            edit.Add(*mail->FindByPath(row.path), "new");
+        }
+        const Result<std::string> text = edit.ToString();
+        if (!text) {
+            EXPECT_EQ(text.error().GetCode(), ErrorCode::cannotEdit);
+        }
+        std::string parts;
+        const Result<Mail> got = Mail::Parse(text ? *text : "");
+        for (const Entity& leaf : text ? GetLeaves(*got) : std::vector<Entity>()) {
+            parts += leaf.Decode() + "|";
+        }
+        EXPECT_EQ(parts, row.parts) << (text ? *text : "");
+    }
+}
+
 }  // namespace
 }  // namespace MIME

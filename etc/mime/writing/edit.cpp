@@ -39,7 +39,7 @@ std::shared_ptr<const Draft> MakeText(std::string_view text, const char* type) {
 
 /// Writes the mail. What is said about it is found before: once it is written, nothing may fail.
 template <class WriteMail>
-Result<EditOutcome> Finish(const EditedMail& mail, WriteMail write) {
+Result<EditOutcome> Finish(EditedMail& mail, WriteMail write) {
     EditOutcome outcome{mail.FindBrokenSignatures()};
     const Result<void> written = write([&mail](const Take& take) { mail.Write(take); });
     if (!written) return written.error();

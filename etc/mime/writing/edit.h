@@ -63,7 +63,8 @@ struct EditOutcome {
 /// start one. A call that cannot be done does nothing but remember that; Save, WriteTo and ToString
 /// then return the first such error, and write nothing: notInMail for an entity of another mail,
 /// cannotEdit for one that was removed before, is a uuencoded file, or lies in a carried message that
-/// is in a transfer encoding. The entity's path is in the error.
+/// is in a transfer encoding. The entity's path is in the error. cannotEdit comes also when a mail is so
+/// damaged that after the changes its other parts would be read otherwise.
 ///
 /// The Mail must live as long, and stays as it is. One thread at a time. Throws std::bad_alloc.
 class KIV_EXPORT Edit {

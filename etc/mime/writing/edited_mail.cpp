@@ -81,31 +81,6 @@ void EditedMail::ChangeField(const Entity& entity, FieldChange change, std::stri
     if (index == 0) changedFields_.emplace_back(name);
 }
 
-/// Does a boundary line count for two multiparts? It is read as the inner one's, so that parts would be
-/// found elsewhere than they were put.
-/// @param index    of the multipart whose parts change.
-/// @param isAtEnd  a part is added after the last one.
-bool EditedMail::SharesBoundary(uint32_t index, bool isAtEnd) const {
-    const std::vector<std::string> around = GetBoundaries(index);
-    const std::set<std::string> all(around.begin(), around.end());
-    if (all.size() != around.size()) return true;
-    while (isAtEnd && tree_->HasChildren(index)) {
-        uint32_t last = index + 1;
-        while (GetPlace(last).subtreeEnd < GetPlace(index).subtreeEnd) {
-            last = GetPlace(last).subtreeEnd;
-        }
-        index = last;
-        // A multipart without parts would find its first one there.
-        if (all.count(GetEntity(index).GetParameter("Content-Type", "boundary")) != 0) return true;
-    }
-    return false;
-}
-
-void EditedMail::CheckBoundaries(uint32_t index, bool isAtEnd) const {
-    if (!SharesBoundary(index, isAtEnd)) return;
-    Fail(ErrorCode::cannotEdit, "has the boundary of another multipart around or inside it");
-}
-
 const Draft& EditedMail::GetDraft(const NewPart& part) {
     if (part.draft_ == nullptr) throw WriteFailure{part.error_};
     return *part.draft_;
@@ -117,11 +92,11 @@ void EditedMail::Replace(const Entity& entity, const NewPart& part) {
         Fail(ErrorCode::cannotEdit, "is a message that cannot be replaced");
     }
     const Draft& draft = GetDraft(part);
-    if (index != 0) CheckBoundaries(GetPlace(index).parent, false);
     ForgetInside(index);
     Change& change = changes_[index];
     change.footer.clear();
     change.added.clear();
+    change.attached.clear();
     change.replacement = draft;
 }
 
@@ -131,7 +106,6 @@ void EditedMail::Remove(const Entity& entity) {
     if (GetPlace(GetPlace(index).parent).isMessage) {
         Fail(ErrorCode::cannotEdit, "is carried by a part, which can be removed instead");
     }
-    CheckBoundaries(GetPlace(index).parent, false);
     ForgetInside(index);
     changes_[index].isRemoved = true;
 }
@@ -141,7 +115,6 @@ void EditedMail::Add(const Entity& multipart, const NewPart& part) {
     if (!multipart.HasChildren() || GetPlace(index).isMessage) {
         Fail(ErrorCode::cannotEdit, "is no multipart with parts");
     }
-    CheckBoundaries(index, true);
     changes_[index].added.push_back(GetDraft(part));
 }
 
@@ -151,8 +124,7 @@ void EditedMail::Attach(const NewPart& part) {
         Fail(ErrorCode::cannotEdit,
              "nothing can be attached to a mail whose Content-Type is not in it");
     }
-    const Draft& draft = GetDraft(part);
-    (IsMixed() ? changes_[0].added : changes_[0].attached).push_back(draft);
+    changes_[0].attached.push_back(GetDraft(part));
 }
 
 void EditedMail::AppendText(const Entity& entity, std::string_view text) {
@@ -162,7 +134,7 @@ void EditedMail::AppendText(const Entity& entity, std::string_view text) {
     }
     // What cannot be written so fails here.
     static_cast<void>(
-        MakeFooter(entity, GetPlace(index).encoding, text, lineEnd_, GetBoundaries(index)));
+        MakeFooter(entity, {GetPlace(index).encoding, lineEnd_, GetBoundaries(index)}, text));
     std::string& footer = changes_[index].footer;
     footer += text;
     if (!footer.ends_with('\n')) footer += '\n';

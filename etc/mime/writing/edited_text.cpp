@@ -17,21 +17,22 @@ namespace MIME {
 
 using KivGuiBase::EqualsCaseless;
 
-namespace {
-
-std::string MakeVersionField(std::string_view lineEnd) {
-    return "MIME-Version: 1.0" + std::string(lineEnd);
+/// No boundary line is in a new part; so in an outline any other may stand for it.
+NewText EditedMail::WriteLater(Draft draft) const {
+    const std::string end(lineEnd_);
+    return {[draft = std::move(draft), end](const Take& take) { WriteDraft(draft, end, take); },
+            "Content-Type: application/octet-stream" + end + end + "-", NewText::Role::part};
 }
 
-Writing WriteLater(Draft draft, std::string_view lineEnd) {
-    return
-        [draft = std::move(draft), lineEnd](const Take& take) { WriteDraft(draft, lineEnd, take); };
-}
-
-}  // namespace
-
-bool EditedMail::IsMixed() const {
-    return top_.IsType("multipart/mixed") && top_.HasChildren() && !SharesBoundary(0, true);
+/// The new children of a multipart, among them what is attached to the mail.
+std::vector<Draft> EditedMail::GetAdded(uint32_t index) const {
+    const auto change = changes_.find(index);
+    if (change == changes_.end()) return {};
+    std::vector<Draft> added = change->second.added;
+    if (form_.isWrapped) return added;
+    const std::vector<Draft>& attached = change->second.attached;
+    added.insert(added.end(), attached.begin(), attached.end());
+    return added;
 }
 
 /// The boundaries around what is inside an entity.
@@ -85,59 +86,6 @@ bool EditedMail::Occurs(std::string_view text) const {
     return false;
 }
 
-/// The header of the whole mail, and its body as far as it is new.
-struct EditedMail::TopText {
-    std::string outer;  ///< the fields that are not about the content
-    std::string version;
-    Writing inner;      ///< the Content- fields, the empty line, and what of the body is new
-    uint64_t rest = 0;  ///< the source goes on here
-};
-
-EditedMail::TopText EditedMail::MakeTop(const HeaderEdit& header, SplicedText& text,
-                                        UniqueText& unique) const {
-    const auto found = changes_.find(0);
-    const Change change = found == changes_.end() ? Change() : found->second;
-    TopText top;
-    top.outer = header.GetOtherFields();
-    top.version = MakeVersionField(lineEnd_);
-    top.rest = GetPlace(0).body;
-    if (change.replacement) {
-        top.inner = WriteLater(Plan(*change.replacement, {}, unique), lineEnd_);
-        top.rest = GetPlace(0).end;
-    } else if (!change.attached.empty()) {
-        top.inner = Wrap(header, change.attached, text, unique);
-    } else {
-        std::string fields = header.GetContentFields() + std::string(lineEnd_);
-        top.inner = [fields = std::move(fields)](const Take& take) { take(fields); };
-    }
-    return top;
-}
-
-/// Makes what was the mail's content the first part of a multipart/mixed, and the new parts the others.
-Writing EditedMail::Wrap(const HeaderEdit& header, const std::vector<Draft>& attached,
-                         SplicedText& text, UniqueText& unique) const {
-    const std::string boundary = MakeFreeBoundary(unique);
-    const std::string end(lineEnd_);
-    const std::string delimiter = end + "--" + boundary;
-    bool is8Bit = EqualsCaseless(top_.GetField("Content-Transfer-Encoding"), "8bit");
-    for (const Draft& draft : attached) {
-        Draft planned = Plan(draft, {boundary}, unique);
-        is8Bit = is8Bit || planned.Is8Bit();
-        text.Replace(source_.size(), source_.size(), delimiter + end);
-        text.Replace(source_.size(), source_.size(), WriteLater(std::move(planned), lineEnd_));
-    }
-    text.Replace(source_.size(), source_.size(), delimiter + "--" + end);
-    const Parameter parameters[] = {{"boundary", boundary}};
-    std::string fields =
-        WriteParameterField("Content-Type", "multipart/mixed", parameters, lineEnd_);
-    if (is8Bit) fields += "Content-Transfer-Encoding: 8bit" + end;
-    fields += delimiter;
-    fields += end;
-    fields += header.GetContentFields();
-    fields += end;
-    return [fields = std::move(fields)](const Take& take) { take(fields); };
-}
-
 /// What a new line at a place of the source begins with: a line end, where the text breaks off in an mbox
 /// line or a boundary line.
 std::string EditedMail::GetEndBefore(uint64_t place) const {
@@ -152,14 +100,15 @@ void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool has
     std::string block = header.GetText();
     const bool hasBody = hasNewBody || place.body < place.end;
     // Readers skip empty lines before the first field, and would look for it in the body.
-    if (index == 0 && hasBody && block.empty()) block = MakeVersionField(lineEnd_);
+    if (index == 0 && hasBody && block.empty()) block = WriteField("MIME-Version", "1.0", lineEnd_);
     // Where there was no empty line before the body, there must be one now.
     if (place.fieldsEnd == place.body && hasBody) {
         if (!block.empty() && !block.ends_with('\n')) block += lineEnd_;
         block += lineEnd_;
     }
     if (!block.empty()) block.insert(0, GetEndBefore(place.fields));
-    text.Replace(place.fields, place.fieldsEnd, std::move(block));
+    text.Replace(place.fields, place.fieldsEnd,
+                 NewText(std::move(block), NewText::Role::header, index));
 }
 
 /// Splices lines that are added to a text, and the header, which is changed where the text has to be
@@ -167,19 +116,20 @@ void EditedMail::SpliceHeader(uint32_t index, const HeaderEdit& header, bool has
 void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
                               std::optional<HeaderEdit>& header, SplicedText& text) const {
     const EntityPlace& place = GetPlace(index);
+    const std::vector<std::string> boundaries = GetBoundaries(index);
     Footer footer =
-        MakeFooter(GetEntity(index), place.encoding, lines, lineEnd_, GetBoundaries(index));
+        MakeFooter(GetEntity(index), {place.encoding, lineEnd_, boundaries, form_.isAnew}, lines);
     uint64_t begin = place.body;
     uint64_t end = place.end;
-    Writing write;
+    std::optional<NewText> added;
     if (footer.insertion) {
         begin = end = place.body + footer.insertion->offset;
-        write = [added = std::move(footer.insertion->text)](const Take& take) { take(added); };
+        added.emplace(std::move(footer.insertion->text), NewText::Role::body, index);
     } else if (changes_.at(index).hasNewType) {
         Fail(ErrorCode::cannotEdit,
              "has a new Content-Type, and the text to be added needs another");
     } else {
-        write = EncodeNewText(index, std::move(footer.text), header);
+        added = EncodeNewText(index, std::move(footer.text), header);
     }
     const bool hasEmptyLine = place.fieldsEnd != place.body;
     const bool hasFields = place.fields != place.fieldsEnd;
@@ -187,11 +137,11 @@ void EditedMail::SpliceFooter(uint32_t index, const std::string& lines,
         header.emplace(*tree_, index, lineEnd_);
     }
     if (header && (index != 0 || !TakesTopApart())) SpliceHeader(index, *header, true, text);
-    text.Replace(begin, end, std::move(write));
+    text.Replace(begin, end, std::move(*added));
 }
 
 /// A text in UTF-8 for the place of a body, and the fields that say so.
-Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
+NewText EditedMail::EncodeNewText(uint32_t index, std::string newText,
                                   std::optional<HeaderEdit>& header) const {
     if (index == 0 && tree_->hasContentType) {
         Fail(ErrorCode::cannotEdit, "the mail's Content-Type is not in it");
@@ -209,12 +159,13 @@ Writing EditedMail::EncodeNewText(uint32_t index, std::string newText,
     parameters.push_back({"charset", "utf-8"});
     if (!header) header.emplace(*tree_, index, lineEnd_);
     if (index == 0 && !header->Has("MIME-Version")) {
-        header->Add("MIME-Version", MakeVersionField(lineEnd_));
+        header->Add("MIME-Version", WriteField("MIME-Version", "1.0", lineEnd_));
     }
     header->Set("Content-Type",
                 WriteParameterField("Content-Type", entity.GetMediaType(), parameters, lineEnd_));
     header->Set("Content-Transfer-Encoding", MakeEncodingField(plan.encoding, lineEnd_));
-    return [body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); };
+    return {[body, plan, end = lineEnd_](const Take& take) { EncodeBody(*body, plan, end, take); },
+            "-", NewText::Role::body, index};
 }
 
 /// Takes out the removed children of a multipart, each with one boundary line. Where none is left, the
@@ -230,13 +181,12 @@ void EditedMail::SpliceRemoved(uint32_t parent, UniqueText& unique, SplicedText&
         if (!IsRemoved(child)) lastKept = child;
     }
     if (lastKept == kNone) {
-        const auto own = changes_.find(parent);
-        const bool hasNew = own != changes_.end() && !own->second.added.empty();
-        const Draft draft = hasNew ? own->second.added.front() : Draft();
+        const std::vector<Draft> added = GetAdded(parent);
+        const Draft draft = added.empty() ? Draft() : added.front();
         text.Replace(GetPlace(first).begin, GetPlace(first).begin,
                      GetEndBefore(GetPlace(first).begin));
         return text.Replace(GetPlace(first).begin, GetPlace(last).end,
-                            WriteLater(Plan(draft, GetBoundaries(parent), unique), lineEnd_));
+                            WriteLater(Plan(draft, GetBoundaries(parent), unique)));
     }
     for (uint32_t child = first; child < lastKept; child = GetPlace(child).subtreeEnd) {
         const uint64_t next = GetPlace(GetPlace(child).subtreeEnd).begin;
@@ -272,7 +222,7 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
     const uint64_t at = GetPlace(last).end;
     for (const Draft& draft : added) {
         text.Replace(at, at, line);
-        text.Replace(at, at, WriteLater(Plan(draft, GetBoundaries(index), unique), lineEnd_));
+        text.Replace(at, at, WriteLater(Plan(draft, GetBoundaries(index), unique)));
     }
 }
 
@@ -280,7 +230,7 @@ void EditedMail::SpliceAdded(uint32_t index, std::span<const Draft> added, Uniqu
 std::set<uint32_t> EditedMail::FindAround() const {
     std::set<uint32_t> around;
     for (const auto& [index, change] : changes_) {
-        uint32_t i = change.added.empty() ? GetPlace(index).parent : index;
+        uint32_t i = GetAdded(index).empty() ? GetPlace(index).parent : index;
         while (i != EntityPlace::kNone && around.insert(i).second) i = GetPlace(i).parent;
     }
     return around;
@@ -295,7 +245,8 @@ void EditedMail::SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText
         const bool isWritten =
             own != changes_.end() && (own->second.header || own->second.IsGone());
         if (place.fieldsEnd != place.body || isWritten || (index == 0 && TakesTopApart())) continue;
-        text.Replace(place.body, place.body, std::string(lineEnd_));
+        text.Replace(place.body, place.body,
+                     NewText(std::string(lineEnd_), NewText::Role::header, index));
     }
 }
 
@@ -311,9 +262,9 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0 && change.replacement) continue;
         if (change.replacement) {
             text.Replace(place.begin, place.begin, GetEndBefore(place.begin));
-            text.Replace(place.begin, place.end,
-                         WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique),
-                                    lineEnd_));
+            text.Replace(
+                place.begin, place.end,
+                WriteLater(Plan(*change.replacement, GetBoundaries(place.parent), unique)));
             continue;
         }
         std::optional<HeaderEdit> header = change.header;
@@ -330,45 +281,12 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
         if (change.IsGone()) continue;
-        std::span<const Draft> added = change.added;
-        if (!added.empty() && !KeepsChildren(index)) added = added.subspan(1);
-        if (!added.empty()) SpliceAdded(index, added, unique, text);
+        const std::vector<Draft> added = GetAdded(index);
+        if (added.empty()) continue;
+        const size_t used = KeepsChildren(index) ? 0 : 1;
+        SpliceAdded(index, std::span(added).subspan(used), unique, text);
     }
     return text;
-}
-
-/// Is the header block of the mail divided into what is about its content and the rest?
-bool EditedMail::TakesTopApart() const {
-    if (signer_) return true;
-    const auto top = changes_.find(0);
-    return top != changes_.end() && (top->second.replacement || !top->second.attached.empty());
-}
-
-void EditedMail::Write(const Take& take) const {
-    if (firstError) throw WriteFailure{*firstError};
-    UniqueText unique;
-    std::optional<HeaderEdit> topHeader;
-    SplicedText text = MakeText(unique, topHeader);
-    if (!TakesTopApart()) {
-        text.Sort();
-        return text.Write(0, take);
-    }
-    if (!topHeader) topHeader.emplace(*tree_, 0, lineEnd_);
-    const TopText top = MakeTop(*topHeader, text, unique);
-    text.Sort();
-    const auto writeContent = [&](const Take& takeContent) {
-        top.inner(takeContent);
-        text.Write(top.rest, takeContent);
-    };
-    if (!signer_) {
-        take(source_.substr(0, static_cast<size_t>(GetPlace(0).fields)));
-        take(GetEndBefore(GetPlace(0).fields));
-        take(top.outer);
-        take(top.version);
-        return writeContent(take);
-    }
-    CheckCanBeSigned(writeContent);
-    signer_->Write(top.outer, MakeFreeBoundary(unique), writeContent, take);
 }
 
 }  // namespace MIME

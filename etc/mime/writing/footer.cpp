@@ -161,18 +161,20 @@ std::string AddToText(const TextKind& kind, const std::string& text, const std::
 
 }  // namespace
 
-Footer MakeFooter(const Entity& entity, TransferEncoding::keys encoding, std::string_view text,
-                  std::string_view lineEnd, std::span<const std::string> boundaries) {
+Footer MakeFooter(const Entity& entity, const FooterPlace& place, std::string_view text) {
     if (!KivGuiBase::IsUtf8(text)) Fail(ErrorCode::cannotEncode, "the added text is not UTF-8");
     const std::string charset = entity.GetCharset();
-    const TextKind kind{entity.IsType("text/html"), EqualsCaseless(charset, "utf-8"), encoding,
-                        boundaries};
+    const TextKind kind{entity.IsType("text/html"), EqualsCaseless(charset, "utf-8"),
+                        place.encoding, place.boundaries};
     const bool isFlowed = EqualsCaseless(entity.GetParameter("Content-Type", "format"), "flowed");
     const auto makeLines = [&](std::string_view end) {
         return kind.isHtml ? MakeHtmlLines(text, end) : MakePlainLines(text, isFlowed, end);
     };
     Footer footer;
-    footer.insertion = Insert(kind, entity.GetRawBody(), makeLines(lineEnd), lineEnd);
+    if (!place.isAnew) {
+        footer.insertion =
+            Insert(kind, entity.GetRawBody(), makeLines(place.lineEnd), place.lineEnd);
+    }
     if (footer.insertion) return footer;
     const DecodedText decoded = DecodeText(entity.Decode(), charset);
     if (decoded.replaced > 0) {

@@ -22,11 +22,18 @@ struct Footer {
     std::string text;
 };
 
+/// The encoded body that lines are added to.
+struct FooterPlace {
+    TransferEncoding::keys encoding;
+    std::string_view lineEnd;
+    std::span<const std::string> boundaries;  ///< around it
+    bool isAnew = false;                      ///< the text is encoded anew in any case
+};
+
 /// Plans the addition of plain text, in lines of its own; in HTML it is made HTML, and put before
-/// the end of the body. The entity is a text without children, and `boundaries` are those around it.
+/// the end of the body. The entity is a text without children.
 /// Throws WriteFailure: cannotEncode when `text` is not UTF-8, cannotEdit when the bytes of the
 /// entity's text do not fit its charset, and would be lost by a conversion.
-Footer MakeFooter(const Entity& entity, TransferEncoding::keys encoding, std::string_view text,
-                  std::string_view lineEnd, std::span<const std::string> boundaries);
+Footer MakeFooter(const Entity& entity, const FooterPlace& place, std::string_view text);
 
 }  // namespace MIME

@@ -11,18 +11,25 @@ std::string_view FindLineEnd(std::string_view text) noexcept {
     return feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
 }
 
-void SplicedText::Replace(uint64_t begin, uint64_t end, Writing with) {
+void SplicedText::Replace(uint64_t begin, uint64_t end, NewText with) {
     splices_.push_back({begin, end, std::move(with)});
-}
-
-void SplicedText::Replace(uint64_t begin, uint64_t end, std::string with) {
-    Replace(begin, end, Writing([with = std::move(with)](const Take& take) { take(with); }));
 }
 
 void SplicedText::Sort() {
     std::stable_sort(splices_.begin(), splices_.end(), [](const Splice& a, const Splice& b) {
         return std::pair(a.begin, a.end) < std::pair(b.begin, b.end);
     });
+}
+
+template <class Copy, class Put>
+void SplicedText::Walk(uint64_t from, Copy copy, Put put) const {
+    for (const Splice& splice : splices_) {
+        if (splice.begin < from) continue;
+        copy(from, splice.begin);
+        put(splice.with);
+        from = splice.end;
+    }
+    copy(from, source_.size());
 }
 
 void SplicedText::Write(uint64_t from, const Take& take) const {
@@ -38,13 +45,13 @@ void SplicedText::Write(uint64_t from, const Take& take) const {
             passed.Pass(rest.data());
         }
     };
-    for (const Splice& splice : splices_) {
-        if (splice.begin < from) continue;
-        copy(from, splice.begin);
-        splice.with(take);
-        from = splice.end;
-    }
-    copy(from, source_.size());
+    Walk(from, copy, [&take](const NewText& added) { added.write(take); });
+}
+
+void SplicedText::WriteOutline(uint64_t from, Outline& outline) const {
+    Walk(
+        from, [&outline](uint64_t begin, uint64_t end) { outline.Copy(begin, end); },
+        [&outline](const NewText& added) { outline.Put(added); });
 }
 
 }  // namespace MIME
