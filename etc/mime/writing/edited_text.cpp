@@ -254,6 +254,8 @@ void EditedMail::SpliceEmptyLines(const std::set<uint32_t>& parents, SplicedText
 SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& topHeader) const {
     SplicedText text(*tree_);
     std::set<uint32_t> parents;  // that lose children
+    // First, so that what is put at the start of a body comes after its empty line.
+    SpliceEmptyLines(FindAround(), text);
     for (const auto& [index, change] : changes_) {
         const EntityPlace& place = GetPlace(index);
         if (change.isRemoved) parents.insert(place.parent);
@@ -276,7 +278,6 @@ SplicedText EditedMail::MakeText(UniqueText& unique, std::optional<HeaderEdit>& 
         if (index == 0) topHeader = std::move(header);
     }
     for (const uint32_t parent : parents) SpliceRemoved(parent, unique, text);
-    SpliceEmptyLines(FindAround(), text);
     // Where several multiparts end at one place, the innermost comes first.
     for (auto entry = changes_.rbegin(); entry != changes_.rend(); ++entry) {
         const auto& [index, change] = *entry;
