@@ -43,6 +43,7 @@ enum ErrorCode : uint32_t {
     kErrorBadAlgorithm = 0x80090008,        ///< NTE_BAD_ALGID: a kind of key that cannot sign
     kErrorNoKey = 0x8009000D,               ///< NTE_NO_KEY
     kErrorSigningFailed = 0x80090020,       ///< NTE_FAIL: the cryptography gave no reason
+    kErrorNoSigning = 0x80090029,           ///< NTE_NOT_SUPPORTED: the library was built without it
     kErrorBadEncoding = 0x80092002,         ///< CRYPT_E_BAD_ENCODE: neither PEM nor PKCS#12
     kErrorNoCertificate = 0x80092009,       ///< CRYPT_E_NO_MATCH
     kErrorCertificateExpired = 0x800B0101,  ///< CERT_E_EXPIRED: or not valid yet

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include <mime/version.h>
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
@@ -275,7 +276,7 @@ int Run(std::vector<std::string> arguments) {
     CLI::App app("Shows, extracts, edits, builds and signs MIME messages.", "kivmime");
     app.require_subcommand(1);
     app.allow_windows_style_options(false);  // "/x" is a file, there too
-    app.set_version_flag("--version", "kivmime " KIVMIME_VERSION);
+    app.set_version_flag("--version", "kivmime " KIVMIME_VERSION_STRING);
     app.failure_message(CLI::FailureMessage::help);
     CommandLine line;
     AddShow(app, line);

@@ -23,6 +23,11 @@ die() {
   exit 1
 }
 
+# The version, "0.1.2", from its one place.
+project_version() {
+  sed -nE 's/^#define KIVMIME_VERSION_(MAJOR|MINOR|PATCH) ([0-9]+)$/\2/p' "$ROOT/etc/mime/version.h" | paste -sd.
+}
+
 # need_packages GROUP...: installs what is missing of these groups; does nothing when all is there.
 need_packages() {
   local group list package missing=()

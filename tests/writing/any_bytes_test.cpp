@@ -185,7 +185,8 @@ TEST(AnyBytesTest, WhatIsAddedStandsWhereItWasAskedFor) {
         const char* want;
     } kCases[] = {
         {[&](Edit& e) { e.Add(at(""), "x"); }, "1:1 2.1:2.1 3:3 4:x "},
-        {[&](Edit& e) { e.Attach(MIME_TEST_KEYS_DIR "/pass"); }, "1.1:1 1.2.1:2.1 1.3:3 2:* "},
+        {[&](Edit& e) { e.Attach(MIME_TEST_DATA_DIR "/rows/types.rows"); },
+         "1.1:1 1.2.1:2.1 1.3:3 2:* "},
         {[&](Edit& e) { e.Add(at("2"), "x").Remove(at("3")); }, "1:1 2.1:2.1 2.2:x "},
         {[&](Edit& e) { e.Remove(at("2.1")); }, "1:1 2.1: 3:3 "},
         {[&](Edit& e) { e.Remove(at("2.1")).Add(at("2"), "x"); }, "1:1 2.1:x 3:3 "},
@@ -200,7 +201,7 @@ TEST(AnyBytesTest, WhatIsAddedStandsWhereItWasAskedFor) {
         std::string found;
         for (const Entity& entity : got->GetEntities()) {
             if (entity.HasChildren()) continue;
-            const bool isFile = entity.GetFileName() == "pass";
+            const bool isFile = entity.GetFileName() == "types.rows";
             found += entity.GetPath() + ":" + (isFile ? "*" : entity.Decode()) + " ";
         }
         EXPECT_EQ(found, want);

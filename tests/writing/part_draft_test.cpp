@@ -228,6 +228,7 @@ TEST(PartDraftTest, OnlyWhatWasChangedIsWrittenAnew) {
     replace("X-New:1", "X-New: =?utf-8?B?w7w=?=\r\nX-Last: 3");
     EXPECT_EQ(*part.SaveToString({.isCompleted = false}), written);
 
+#ifdef MIME_TEST_SIGNING
     // The signer covers what is in the file too.
     const std::string phrase = ToText(KivOssSec::Test::GetPassPhrase());
     const WriteOptions options{.signer = KivOssSec::Test::GetKeyFile("rsa.p12"),
@@ -236,6 +237,7 @@ TEST(PartDraftTest, OnlyWhatWasChangedIsWrittenAnew) {
     EXPECT_TRUE(isSigned.starts_with("Received: 1\r\n\tx\r\nReceived: 2\r\n"));
     EXPECT_EQ(isSigned.find("Received: 1", 1), std::string::npos);
     EXPECT_NE(isSigned.find("\r\n\r\n<p>\r\n--b--\r\nepi"), std::string::npos);
+#endif
     part.parts[0]->headers.FindOrInsert("Content-Type")->value.value = "text/css";
     EXPECT_NE(part.SaveToString()->find("Content-Type: text/css"), std::string::npos);
     part.parts[0]->info.contentType = {AnsiStr(), Type::image, SubType::png};

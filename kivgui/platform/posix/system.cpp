@@ -72,6 +72,7 @@ constexpr Text kTexts[] = {
     {kErrorBadAlgorithm, "This kind of key cannot sign messages here"},
     {kErrorNoKey, "The file has no private key"},
     {kErrorSigningFailed, "The cryptography library could not make the signature"},
+    {kErrorNoSigning, "The library was built without signing"},
     {kErrorBadEncoding, "The file is neither PEM nor PKCS#12, or is damaged"},
     {kErrorNoCertificate, "The file has no certificate"},
     {kErrorCertificateExpired, "The certificate has expired or is not valid yet"},

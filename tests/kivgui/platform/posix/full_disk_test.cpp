@@ -75,6 +75,7 @@ TEST_F(FullDiskTest, WritersSayWhy) {
     part.headers.FindOrInsert("Subject")->value.value = AnsiStr(std::string(kTooMuch, 'x'));
     fails("fields", [&] { return part.Write(target_); });
     part.rawText = AnsiStr(std::string(kTooMuch, 'x'));
+#ifdef MIME_TEST_SIGNING
     fails("signing", [] {
         MIME::Message message;
         message.headers.FindOrInsert("Subject")->value.value = "x";
@@ -83,6 +84,7 @@ TEST_F(FullDiskTest, WritersSayWhy) {
                     .Sign(KivOssSec::Test::GetKeyFile("rsa.p12"), KivOssSec::Test::GetPassPhrase())
                     .IsEmpty();
     });
+#endif
     fails("raw text", [&] { return part.Write(target_); });
     fails("copy", [&] { return File(AnsiStr(source_)).Copy(target_, true); });
     fails("stream", [&] {

@@ -1,0 +1,9 @@
+#include "mime/version.h"
+
+namespace MIME {
+
+const char* GetVersion() noexcept {
+    return KIVMIME_VERSION_STRING;
+}
+
+}  // namespace MIME
