@@ -17,6 +17,12 @@ const Address& GetAt(const AddressList& list, py::ssize_t index) {
     return list[static_cast<size_t>(index)];
 }
 
+py::iterator Iterate(const AddressList& list) {
+    py::list addresses;
+    for (const Address& address : list) addresses.append(address);
+    return py::iter(addresses);
+}
+
 py::list GetProblems(const AddressList& list) {
     py::list problems;
     for (const AddressList::Problem& problem : list.GetProblems()) {
@@ -51,12 +57,7 @@ void AddList(py::module_& module) {
                             "The addresses of a field, as a sequence; str() writes the field.")
         .def("__len__", &AddressList::size)
         .def("__getitem__", &GetAt, py::return_value_policy::copy)
-        .def(
-            "__iter__",
-            [](const AddressList& self) {
-                return py::make_iterator<py::return_value_policy::copy>(self.begin(), self.end());
-            },
-            py::keep_alive<0, 1>())
+        .def("__iter__", &Iterate)
         .def_property_readonly("groups", &AddressList::GetGroups,
                                "The names of all groups, in order, empty ones too.")
         .def_property_readonly("problems", &GetProblems,

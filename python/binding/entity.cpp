@@ -22,20 +22,11 @@ struct TextView {
     std::string_view text;
 };
 
-/// Walks over entities.
-struct Walk {
-    std::shared_ptr<const MailData> data;
-    MIME::EntityRange::Iterator at;
-    MIME::EntityRange::Iterator end;
-
-    EntityView Next() {
-        if (at == end) throw py::stop_iteration();
-        return {data, *at++};
-    }
-};
-
-Walk MakeWalk(const EntityView& self, MIME::EntityRange range) {
-    return {self.data, range.begin(), range.end()};
+/// An iterator over entities. Over a list, whose end costs less than that of an iterator of our own.
+py::iterator Walk(const EntityView& self, MIME::EntityRange range) {
+    py::list views;
+    for (const MIME::Entity& entity : range) views.append(EntityView{self.data, entity});
+    return py::iter(views);
 }
 
 // ---- The body
@@ -313,12 +304,11 @@ void AddPlace(EntityClass& type) {
             "path", [](const EntityView& self) { return self.entity.GetPath(); },
             "'' is the top, '2.1' the first child of its second.")
         .def(
-            "walk",
-            [](const EntityView& self) { return MakeWalk(self, self.entity.GetEntities()); },
+            "walk", [](const EntityView& self) { return Walk(self, self.entity.GetEntities()); },
             "The entity itself and all inside it, each before its children.")
         .def(
             "iter_parts",
-            [](const EntityView& self) { return MakeWalk(self, self.entity.GetChildren()); },
+            [](const EntityView& self) { return Walk(self, self.entity.GetChildren()); },
             "Its children.")
         .def_property_readonly("parent", &GetParent)
         .def_property_readonly(
@@ -377,9 +367,6 @@ void AddEntity(py::module_& module) {
             return py::buffer_info(const_cast<char*>(self.text.data()), 1, "B", 1,
                                    {self.text.size()}, {py::ssize_t{1}}, true);
         });
-    py::class_<Walk>(module, "_Walk")
-        .def("__iter__", [](py::object self) { return self; })
-        .def("__next__", &Walk::Next);
     AddFieldClass(module);
     EntityClass type(module, "Entity",
                      "The message itself, a part of a multipart, a message that another one "

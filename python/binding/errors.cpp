@@ -48,6 +48,8 @@ std::string CutName(const MIME::Error& error) {
     std::string text = error.GetText();
     if (!text.ends_with(reason)) return {};
     text.resize(text.size() - reason.size());
+    // "Could not create message signature: key.pem"
+    if (error.GetCode() == MIME::ErrorCode::cannotSign) text.erase(0, text.find(": ") + 2);
     return text;
 }
 
