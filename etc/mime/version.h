@@ -7,7 +7,7 @@
 #define KIVMIME_VERSION_MINOR 1
 #define KIVMIME_VERSION_PATCH 0
 
-/// The version of these headers as a number, 102 for 0.1.2: #if KIVMIME_VERSION >= 200
+/// The version of these headers as a number, 102 for 0.1.2: `#if KIVMIME_VERSION >= 200`
 #define KIVMIME_VERSION \
     (KIVMIME_VERSION_MAJOR * 10000 + KIVMIME_VERSION_MINOR * 100 + KIVMIME_VERSION_PATCH)
 
