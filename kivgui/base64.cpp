@@ -1,8 +1,8 @@
 #include <algorithm>
 
-#include "kivgui/base64_kernel.h"
 #include "kivgui/convert.h"
 #include "kivgui/error.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "kivgui/text_builder.h"
 
 // Base64 as whole texts (RFC 2045, 6.8). base64_kernel.h does the work on whole groups; here are

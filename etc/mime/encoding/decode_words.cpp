@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "kivgui/ascii.h"
-#include "kivgui/base64_kernel.h"
 #include "kivgui/charset.h"
 #include "kivgui/hex.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "kivgui/text_builder.h"
 #include "mime/foundation/guarded.h"
 

@@ -1,14 +1,13 @@
 #include "mime/encoding/lenient_decoder.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "kivgui/ascii.h"
-#include "kivgui/base64_kernel.h"
 #include "kivgui/hex.h"
+#include "kivgui/kernels/base64_kernel.h"
+#include "kivgui/kernels/quoted_printable_kernel.h"
 #include "mime/foundation/char_class.h"
-#include "mime/foundation/vector16.h"
 
 // Both decoders run well-formed text through a kernel and look closer only where it stops. What the end of a
 // piece leaves undecided is kept: base64 keeps the bits of an open group, quoted-printable the few bytes that
@@ -188,92 +187,19 @@ void LenientQuotedPrintable::Hold(std::string_view rest) noexcept {
     heldSize_ = rest.copy(held_, kLenientRoom);
 }
 
-namespace {
-
-/// 64 places of a text.
-struct Block {
-    static constexpr size_t kSize = 4 * Vector16::kSize;
-
-    explicit Block(const char* text) noexcept {
-        for (size_t i = 0; i < kSize; i += Vector16::kSize) {
-            const Vector16 bytes(text + i);
-            const PlaceMask equals = bytes.Are('=');
-            escapes |= uint64_t{equals} << i;
-            stops |= uint64_t{equals | bytes.Are('\r') | bytes.Are('\n')} << i;
-        }
-    }
-    static void Copy(const char* text, char* out) noexcept {
-        for (size_t i = 0; i < kSize; i += Vector16::kSize) Vector16(text + i).Store(out + i);
-    }
-
-    uint64_t escapes = 0;  ///< the places with "="
-    uint64_t stops = 0;    ///< these, CRs and LFs
-};
-
-/// What an "=", a CR or a LF stands for.
-struct Stop {
-    /// @param isAfterBlank  white space may end its line there.
-    Stop(const char* text, bool isEscape, bool isAfterBlank) noexcept {
-        const unsigned high = GetHexValue(text[1]);
-        const unsigned low = GetHexValue(text[2]);
-        const bool isHex = (high | low) < 16;
-        const bool isBreak = (text[1] == '\r') & (text[2] == '\n');
-        const bool isReturn = text[0] == '\r';
-        const bool isLineEnd = !isReturn | (text[1] == '\n');
-        isPlain = isEscape ? isHex | isBreak : isLineEnd & !isAfterBlank;
-        first = isEscape ? static_cast<char>(high << 4 | low) : text[0];
-        written = isEscape ? isHex : 1u + isReturn;
-        length = isEscape ? kHexEscapeLength : 1u + isReturn;
-    }
-
-    bool isPlain;     ///< nothing to decide or to report
-    char first;       ///< byte; a second one is LF
-    size_t written;   ///< bytes that it stands for
-    unsigned length;  ///< of the text
-};
-
-}  // namespace
-
-/// Decodes well-formed text up to what needs a closer look, or near the end. In locals, because
-/// bytes that are written could be those of any object that the compiler does not see whole. No processor
-/// can tell escapes from line ends in advance, so both take the same steps, without a branch.
+/// Decodes well-formed text up to what needs a closer look, or near the end.
 void LenientQuotedPrintable::TakeCleanText(Run& run) noexcept {
-    constexpr size_t kReach = 2 * Block::kSize + kHexEscapeLength;  // a copy begins in the block
-    const char* next = run.next;
-    const char* const end = run.end;
-    char* put = run.put;
-    const char* plain = next - (put - run.lineStart);  // as it is in the text since there
-    bool isClean = true;
-    while (isClean && static_cast<size_t>(end - next) >= kReach) {
-        const Block block(next);
-        const char* const blockEnd = next + Block::kSize;
-        uint64_t stops = block.stops;
-        while (stops != 0) {
-            const auto place = static_cast<unsigned>(std::countr_zero(stops));
-            const char* const at = blockEnd - Block::kSize + place;
-            // The text only shrinks, so the store ends before the room does.
-            Block::Copy(next, put);
-            put += at - next;
-            next = at;
-            const bool isAfterBlank = at != plain && IsBlankAscii(at[-1]);
-            const Stop stop(at, (block.escapes >> place & 1) != 0, isAfterBlank);
-            isClean = stop.isPlain;
-            if (!isClean) break;
-            put[0] = stop.first;
-            put[1] = '\n';
-            put += stop.written;
-            plain = next = at + stop.length;
-            stops = stops >> place >> stop.length << stop.length << place;
-        }
-        if (isClean && next < blockEnd) {
-            Block::Copy(next, put);
-            put += blockEnd - next;
-            next = blockEnd;
-        }
-    }
-    run.lineStart = put - (next - plain);
-    run.next = next;
-    run.put = put;
+    const char* const begin = run.next;
+    const bool isAfterBlank = run.put != run.lineStart && IsBlankAscii(run.put[-1]);
+    if (isAfterBlank && run.MeasureLineEnd(begin) != 0) return;
+    const KivGuiBase::QuotedPrintable::Progress done =
+        KivGuiBase::QuotedPrintable::DecodeClean({begin, run.GetLeft()}, run.put);
+    run.next += done.taken;
+    run.put += done.written;
+    // Only blanks that are so in the text may be dropped.
+    const char* kept = run.next;
+    while (kept != begin && IsBlankAscii(kept[-1])) --kept;
+    if (kept != begin) run.lineStart = run.put - (run.next - kept);
 }
 
 /// Decodes as much as can be decided: leaves at most kLenientRoom bytes, none of the last text.

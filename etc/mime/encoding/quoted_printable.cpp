@@ -1,24 +1,21 @@
 #include "mime/encoding/quoted_printable.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/kernels/quoted_printable_kernel.h"
+#include "kivgui/kernels/vector16.h"
 #include "kivgui/utf8.h"
-#include "mime/foundation/char_class.h"
 #include "mime/foundation/guarded.h"
-#include "mime/foundation/vector16.h"
 
-// Quoted-printable (RFC 2045, 6.7), both directions, a line at a time.
+// Quoted-printable (RFC 2045, 6.7), both directions, on top of the loops of quoted_printable_kernel.h.
 //
-// The encoder writes at most 76 characters per output line. It goes through three stages until the
-// line is full: copy plain bytes 16 at a time, write literals and escapes from a table, and decide on
-// one byte whose form depends on what follows it: a blank, a CR, or a byte at the end of the line. It
-// looks at most kLookAhead bytes ahead, so a caller can feed it text in pieces. The decoders copy 16
-// bytes at a time up to the next "=" (or line end), and write over what they copied too much; so
-// their output has room for as many bytes as the input. Both take linear time.
+// The encoder takes a piece of text at a time and writes at most 76 characters per output line. In a first
+// step every byte that needs it becomes an escape, and CR LFs remain; in a second one this is divided into
+// lines: at a CR, or else at the 75th character or up to two before it, so that no escape is divided.
+// What belongs to an unfinished line is taken again with the next piece. Both directions take linear time.
 //
 // Departures from the RFC:
 //  1. "." is always escaped, so that no line can be a lone one, which ends an SMTP transfer.
@@ -27,172 +24,115 @@
 
 namespace MIME {
 
+using KivGuiBase::CountLeading;
 using KivGuiBase::GetHexValue;
 using KivGuiBase::IsBlankAscii;
 using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::Vector16;
 using KivGuiBase::WriteHexEscape;
 
 namespace QuotedPrintable {
 
 namespace {
 
+namespace Kernel = KivGuiBase::QuotedPrintable;
+
 constexpr char kEscape = '=';
+constexpr size_t kLineEnd = 2;
+/// What is copied for a line of output: as much as it may have, with its line end.
+constexpr size_t kCopied = 80;
 
-/// A soft line break must still fit after a character, so only the last character of a line may be
-/// at kLastPlace, and an escape starts at kLastEscape at the latest.
-constexpr unsigned kLastPlace = kMaxLine - 1;
-constexpr unsigned kLastEscape = kMaxLine - 4;
+/// Divides escaped text into lines of output. Copies end up to kCopied characters after what counts.
+class LineBreaker {
+public:
+    LineBreaker(const char* escaped, char* out) noexcept : next_(escaped), put_(out) {}
 
-constexpr bool IsPlain(char c) noexcept {
-    return kQpLiteralBytes.Has(c) || IsBlankAscii(c);
-}
+    const char* GetNext() const noexcept { return next_; }
+    char* GetEnd() const noexcept { return put_; }
 
-/// Copies literal and blank bytes from the start of the text, at most `limit`. Writes up to 16 bytes
-/// more than it counts. @return how many were copied.
-size_t CopyPlain(const char* next, const char* end, size_t limit, char* out) noexcept {
-    size_t count = 0;
-    while (count < limit) {
-        if (static_cast<size_t>(end - next) - count >= Vector16::kSize) {
-            const Vector16 bytes(next + count);
-            bytes.Store(out + count);
-            const unsigned plain = CountLeading((bytes.AreBetween(' ', '~') | bytes.Are('\t')) &
-                                                ~(bytes.Are('.') | bytes.Are('=')));
-            count += plain;
-            if (plain < Vector16::kSize) break;
-        } else {
-            if (count == static_cast<size_t>(end - next) || !IsPlain(next[count])) break;
-            out[count] = next[count];
-            ++count;
+    /// Copies up to `stop`, where a line ends, or the text.
+    /// @param lineEnd  characters before `stop` that do not count as the line's.
+    void CopyLine(const char* stop, size_t lineEnd) noexcept {
+        Break(stop - lineEnd);
+        std::memcpy(put_, next_, kCopied);
+        put_ += stop - next_;
+        next_ = stop;
+    }
+    /// Puts soft breaks, until what is left before `stop` is no more than a line. No escape is divided.
+    void Break(const char* stop) noexcept {
+        constexpr size_t kLast = kMaxLine - 1;  // the soft break's "="
+        while (stop - next_ > std::ptrdiff_t{kMaxLine}) {
+            std::memcpy(put_, next_, kCopied);
+            const size_t length = kLast - size_t{next_[kLast - 1] == kEscape} -
+                                  2 * size_t{next_[kLast - 2] == kEscape};
+            std::memcpy(put_ + length, "=\r\n", 3);
+            put_ += length + 3;
+            next_ += length;
         }
     }
-    return std::min(count, limit);
-}
 
-/// What a byte becomes wherever an escape and a soft line break have room.
-struct Unit {
-    char text[4];
-    unsigned char length;  ///< 0 for white space and CR: it depends on what follows
+private:
+    const char* next_;
+    char* put_;
 };
 
-constexpr std::array<Unit, 256> kUnits = [] {
-    std::array<Unit, 256> units{};
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        const char c = static_cast<char>(byte);
-        if (kQpLiteralBytes.Has(c)) {
-            units[byte] = {{c}, 1};
-        } else if (!IsBlankAscii(c) && c != '\r') {
-            units[byte].length = kHexEscapeLength;
-            WriteHexEscape(kEscape, c, units[byte].text);
-        }
-    }
-    return units;
-}();
-
-/// An output line while it is built.
-struct LineState {
-    const char* next;
-    const char* end;
-    char* out;
-    unsigned pos = 0;  ///< characters on the line
-
-    bool IsLast() const noexcept { return end - next == 1; }
-    bool DoesLineEndFollow() const noexcept {
-        return end - next >= 3 && next[1] == '\r' && next[2] == '\n';
-    }
-    void WriteLineEnd() noexcept {
-        out[pos] = '\r';
-        out[pos + 1] = '\n';
-        pos += 2;
-    }
-    void WriteSoftBreak() noexcept {
-        out[pos++] = kEscape;
-        WriteLineEnd();
-    }
-    void WriteByte() noexcept { out[pos++] = *next++; }
-    void WriteEscape() noexcept {
-        WriteHexEscape(kEscape, *next++, out + pos);
-        pos += kHexEscapeLength;
-    }
-    void TakeLineEnd() noexcept {
-        next += 2;
-        WriteLineEnd();
-    }
-};
-
-/// Writes the bytes after a run, up to white space or CR. Literals and escapes share one path without
-/// a branch, because in text that mixes them no processor can predict which comes next.
-void PutUnits(LineState& line) noexcept {
-    while (line.next != line.end && line.pos <= kLastEscape) {
-        const Unit& unit = kUnits[static_cast<unsigned char>(*line.next)];
-        if (unit.length == 0) return;
-        std::memcpy(line.out + line.pos, unit.text, sizeof unit.text);
-        line.pos += unit.length;
-        ++line.next;
-    }
-}
-
-/// The three ways to go on with a line after one byte; true when the line has ended.
-
-bool PutLiteral(LineState& line) noexcept {
-    if (line.pos < kLastPlace || line.IsLast()) {
-        line.WriteByte();
-        return false;
-    }
-    if (line.DoesLineEndFollow()) {
-        line.WriteByte();
-        line.TakeLineEnd();
-    } else {
-        line.WriteSoftBreak();
-    }
-    return true;
-}
-
-bool PutEscape(LineState& line) noexcept {
-    const bool fits = line.pos <= kLastEscape;
-    const bool fitsWithoutBreak = line.pos == kLastEscape + 1;
-    if (fits || (fitsWithoutBreak && line.IsLast())) {
-        line.WriteEscape();
-        return false;
-    }
-    if (fitsWithoutBreak && line.DoesLineEndFollow()) {
-        line.WriteEscape();
-        line.TakeLineEnd();
-    } else {
-        line.WriteSoftBreak();
-    }
-    return true;
-}
-
-bool PutByte(LineState& line) noexcept {
-    const char c = *line.next;
-    if (kQpLiteralBytes.Has(c)) return PutLiteral(line);
-    if (c == '\r' && !line.IsLast() && line.next[1] == '\n') {
-        line.TakeLineEnd();
-        return true;
-    }
-    if (IsBlankAscii(c) && !line.IsLast() && !line.DoesLineEndFollow() && line.pos < kLastPlace) {
-        line.WriteByte();
-        return false;
-    }
-    return PutEscape(line);
+/// The number of bytes that became this escaped text.
+size_t CountEscaped(std::string_view text) noexcept {
+    const auto escapes = static_cast<size_t>(std::count(text.begin(), text.end(), kEscape));
+    return text.size() - escapes * (kHexEscapeLength - 1);
 }
 
 }  // namespace
 
-unsigned EncodeLine(const char*& next, const char* end, char* out) noexcept {
-    LineState line{next, end, out};
-    do {
-        size_t plain =
-            CopyPlain(line.next, end, kLastPlace - std::min(line.pos, kLastPlace), out + line.pos);
-        // Whether a blank at the end of the run may remain depends on what follows it.
-        if (plain > 0 && IsBlankAscii(line.next[plain - 1])) --plain;
-        line.next += plain;
-        line.pos += static_cast<unsigned>(plain);
-        PutUnits(line);
-    } while (line.next != end && !PutByte(line) && line.next != end && line.pos < kMaxLine);
-    next = line.next;
-    return line.pos;
+size_t EncodeLines(const char*& next, const char* end, bool isLast, char* out) noexcept {
+    char text[Kernel::GetEscapeRoom(kPiece) + kCopied];
+    uint16_t lineEnds[kPiece / 2 + 1];
+    const auto left = static_cast<size_t>(end - next);
+    size_t size = std::min(left, kPiece);
+    isLast = isLast && size == left;
+    if (!isLast) {
+        // What a byte becomes may depend on the two after it, and no CR LF is divided.
+        size = std::min(size, left - kLineEnd);
+        if (next[size - 1] == '\r') --size;
+    }
+    const Kernel::Escaped escaped =
+        Kernel::Escape({next, left}, size, Kernel::Dots::escaped, text, lineEnds);
+    const char* textEnd = text + escaped.size;
+    if (isLast && IsBlankAscii(next[size - 1])) {
+        textEnd = WriteHexEscape(kEscape, next[size - 1], text + escaped.size - 1);
+    }
+    LineBreaker lines(text, out);
+    for (size_t i = 0; i < escaped.lineEnds; ++i) lines.CopyLine(text + lineEnds[i], kLineEnd);
+    if (isLast) {
+        lines.CopyLine(textEnd, 0);
+    } else {
+        lines.Break(textEnd);
+    }
+    const auto unfinished = static_cast<size_t>(textEnd - lines.GetNext());
+    next += size - CountEscaped({lines.GetNext(), unfinished});
+    return static_cast<size_t>(lines.GetEnd() - out);
 }
+
+namespace {
+
+/// Appends as many of the lines as find room.
+/// @return false when one finds none.
+bool AppendLines(std::string_view lines, AnsiStr& text) noexcept {
+    const auto append = [&text](std::string_view piece) {
+        const unsigned before = text.GetLength();
+        text.Append(piece, KivGuiBase::Growth::spare);
+        return text.GetLength() != before;
+    };
+    if (append(lines)) return true;
+    while (!lines.empty()) {
+        const size_t length = std::min(lines.find('\n'), lines.size() - 1) + 1;
+        append(lines.substr(0, length));
+        lines.remove_prefix(length);
+    }
+    return false;
+}
+
+}  // namespace
 
 bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
     text = AnsiStr();
@@ -207,11 +147,9 @@ bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
     const char* const end = next + body.size();
     bool complete = true;
     while (next != end) {
-        char line[kLineRoom];
-        const unsigned length = EncodeLine(next, end, line);
-        const unsigned before = text.GetLength();
-        text.Append(std::string_view(line, length), KivGuiBase::Growth::spare);
-        complete = complete && text.GetLength() != before;
+        char lines[kLinesRoom];
+        const size_t length = EncodeLines(next, end, true, lines);
+        complete = AppendLines({lines, length}, text) && complete;
     }
     text.Shrink();
     return complete;
@@ -233,6 +171,16 @@ size_t DecodeEscape(const char* next, size_t left, char* out) noexcept {
     }
     *out = kEscape;
     return 1;
+}
+
+/// The size of what a part of a line decodes to.
+size_t MeasureDecoded(std::string_view text) noexcept {
+    size_t size = text.size();
+    for (size_t at = text.find(kEscape); at != std::string_view::npos;
+         at = text.find(kEscape, at + 1)) {
+        if (KivGuiBase::ReadHexEscape(text.substr(at)) <= 0xFF) size -= kHexEscapeLength - 1;
+    }
+    return size;
 }
 
 }  // namespace
@@ -265,36 +213,13 @@ size_t DecodeLine(std::string_view line, char* out) noexcept {
 }
 
 Progress DecodePlainLines(std::string_view text, char* out) noexcept {
-    // What a step may look at: a vector, an escape after it, the first bytes of the next line.
-    constexpr size_t kReach = Vector16::kSize + 8;
-    const char* next = text.data();
-    char* put = out;
-    Progress done;
-    if (text.size() < kReach || text.starts_with("--")) return done;
-    const char* const lastStep = next + (text.size() - kReach);
-    while (next <= lastStep) {
-        const Vector16 bytes(next);
-        bytes.Store(put);
-        const PlaceMask stops = bytes.Are(kEscape) | bytes.Are('\r') | bytes.Are('\0');
-        const unsigned plain = CountLeading(~stops);
-        next += plain;
-        put += plain;
-        if (plain == Vector16::kSize) continue;
-        if (*next == '\0') break;
-        if (*next == kEscape && !(next[1] == '\r' && next[2] == '\n')) {
-            next += DecodeEscape(next, 3, put++);
-            continue;
-        }
-        if (*next == kEscape) {
-            next += 3;
-        } else {
-            *put++ = *next++;
-            if (*next != '\n') continue;  // a CR alone is text
-            *put++ = *next++;
-        }
-        done = {static_cast<size_t>(next - text.data()), static_cast<size_t>(put - out)};
-        if (next[0] == '-' && next[1] == '-') break;
-    }
+    if (text.starts_with("--")) return {};
+    Progress done = KivGuiBase::QuotedPrintable::DecodeExact(text, out);
+    text = text.substr(0, done.taken);
+    const size_t lineEnd = text.rfind("\r\n");
+    if (lineEnd == std::string_view::npos) return {};
+    done.taken = lineEnd + 2;
+    done.written -= MeasureDecoded(text.substr(done.taken));
     return done;
 }
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "mime/foundation/vector16.h"
+#include "kivgui/kernels/vector16.h"
 
 // Both searches look at 16 places a step.
 //
@@ -14,6 +14,10 @@
 // the table, the search goes on as it is.
 
 namespace MIME {
+
+using KivGuiBase::CountLeading;
+using KivGuiBase::PlaceMask;
+using KivGuiBase::Vector16;
 
 size_t FindLineStop(const char* text, size_t size) noexcept {
     if (size < 2) return size;

@@ -15,8 +15,8 @@
 
 #include "mime/parser/body_codecs.h"
 
-#include "kivgui/base64_kernel.h"
 #include "kivgui/convert.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/encoding/quoted_printable.h"
 #include "mime/parser/report.h"

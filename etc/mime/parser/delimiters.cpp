@@ -21,13 +21,16 @@
 #include <vector>
 
 #include "kivgui/ascii.h"
+#include "kivgui/kernels/vector16.h"
 #include "mime/foundation/text_search.h"
-#include "mime/foundation/vector16.h"
 #include "mime/parser/report.h"
 
 namespace MIME {
 
+using KivGuiBase::CountLeading;
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::PlaceMask;
+using KivGuiBase::Vector16;
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "kivgui/base64_kernel.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/body_encoding.h"
 #include "mime/encoding/quoted_printable.h"
@@ -80,21 +80,16 @@ public:
         }
         const size_t kept = isLast ? 0 : QuotedPrintable::kLookAhead;
         while (GetLeft(next, end) > kept) {
-            char* room = out_.GetWriteRoom(kRoom);
+            char* room = out_.GetWriteRoom(QuotedPrintable::kLinesRoom);
             if (room == nullptr) return false;
-            unsigned used = 0;
-            while (GetLeft(next, end) > kept && used + QuotedPrintable::kLineRoom <= kRoom) {
-                used += QuotedPrintable::EncodeLine(next, end, room + used);
-            }
+            const size_t used = QuotedPrintable::EncodeLines(next, end, isLast, room);
             endsLine_ = isFile_ && std::string_view(room, used).ends_with("\r\n");
-            out_.Commit(used);
+            out_.Commit(static_cast<unsigned>(used));
         }
         return true;
     }
 
 private:
-    static constexpr unsigned kRoom = 0x4000;
-
     static size_t GetLeft(const char* next, const char* end) noexcept {
         return static_cast<size_t>(end - next);
     }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "kivgui/base64_kernel.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "mime/writing/body_survey.h"
 #include "mime/writing/pieces.h"
 #include "mime/writing/quoted_lines.h"

@@ -4,13 +4,16 @@
 #include <new>
 #include <utility>
 
+#include "kivgui/kernels/vector16.h"
 #include "kivgui/utf8.h"
-#include "mime/foundation/vector16.h"
 #include "mime/writing/pieces.h"
 
 namespace MIME {
 
 namespace {
+
+using KivGuiBase::CountLeading;
+using KivGuiBase::Vector16;
 
 class TextSource final : public BodySource {
 public:

@@ -4,9 +4,9 @@
 #include <bit>
 
 #include "kivgui/ascii.h"
+#include "kivgui/kernels/vector16.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/quoted_printable.h"
-#include "mime/foundation/vector16.h"
 
 // One pass, 16 bytes a step: in a step without controls, only the bytes that quoted-printable would
 // encode are counted. Everything else is decided at the start and at the end of a line, which is what
@@ -16,7 +16,11 @@ namespace MIME {
 
 namespace {
 
+using KivGuiBase::CountLeading;
 using KivGuiBase::IsBlankAscii;
+using KivGuiBase::kAllPlaces;
+using KivGuiBase::PlaceMask;
+using KivGuiBase::Vector16;
 
 constexpr std::string_view kDashes = "--";
 constexpr std::string_view kFrom = "From ";

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "kivgui/base64_kernel.h"
 #include "kivgui/hex.h"
+#include "kivgui/kernels/base64_kernel.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/char_class.h"
 

@@ -6,8 +6,8 @@
 
 #include "kivgui/ascii.h"
 #include "kivgui/hex.h"
+#include "kivgui/kernels/vector16.h"
 #include "kivgui/utf8.h"
-#include "mime/foundation/vector16.h"
 
 // A line is filled with as much as 76 characters hold. If the text's line does not end there, the last
 // byte is taken back when the "=" of the soft break needs its room, and the beginning of a UTF-8
@@ -17,9 +17,11 @@ namespace MIME {
 
 namespace {
 
+using KivGuiBase::CountLeading;
 using KivGuiBase::IsBlankAscii;
 using KivGuiBase::IsUtf8Tail;
 using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::Vector16;
 using KivGuiBase::WriteHexEscape;
 
 constexpr unsigned kMaxLine = QuotedPrintable::kMaxLine;

@@ -9,7 +9,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace MIME {
+namespace KivGuiBase {
 
 /// A set of the 16 places of a Vector16: bit i is for byte i.
 using PlaceMask = uint32_t;
@@ -74,4 +74,4 @@ private:
 #endif
 };
 
-}  // namespace MIME
+}  // namespace KivGuiBase

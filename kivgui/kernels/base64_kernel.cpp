@@ -1,4 +1,4 @@
-#include "kivgui/base64_kernel.h"
+#include "kivgui/kernels/base64_kernel.h"
 
 #include <array>
 #include <cstdint>
