@@ -61,6 +61,12 @@ char* Base64::EncodeLines(const void* data, size_t size, unsigned lineLength,
                           std::string_view separator, char* out) noexcept {
     const auto* bytes = static_cast<const unsigned char*>(data);
     const size_t lineBytes = lineLength != 0 ? lineLength / 4 * size_t{3} : size;
+    if (lineLength != 0) {
+        const size_t lines = EncodeWholeLines(bytes, size, lineLength, separator, out);
+        bytes += lines * lineBytes;
+        size -= lines * lineBytes;
+        out += lines * (lineLength + separator.size());
+    }
     while (size > lineBytes) {
         out = EncodeLine(bytes, lineBytes, out);
         out = std::copy(separator.begin(), separator.end(), out);

@@ -3,7 +3,9 @@
 #include <array>
 #include <cstdint>
 
-#if defined(__x86_64__)
+#include "kivgui/kernels/cpu.h"
+
+#if defined(KIV_HAS_AVX2_FORMS)
 #include <immintrin.h>
 #endif
 
@@ -68,16 +70,16 @@ size_t DecodePortable(const char* text, size_t size, unsigned char* out) noexcep
     return taken;
 }
 
-#if defined(__x86_64__)
-
-#define KIV_AVX2 __attribute__((target("avx2")))
+#if defined(KIV_HAS_AVX2_FORMS)
 
 /// The same 16 bytes in both halves, because shuffles work on each half separately.
 #define KIV_TWICE(...) _mm256_setr_epi8(__VA_ARGS__, __VA_ARGS__)
 
-/// Encodes in steps of 24 bytes.
-/// @return the number of bytes encoded. Each step reads 4 bytes more, so the last ones are left.
-KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) noexcept {
+constexpr size_t kEncodeStep = 24;
+constexpr size_t kEncodeRead = 28;
+
+/// Encodes 24 bytes into 32 characters. Reads 4 bytes more.
+KIV_AVX2_INLINE void EncodeStep(const unsigned char* bytes, char* out) noexcept {
     // Each group of 3 bytes a b c becomes the 4 bytes b a c b, from whose 16-bit halves the four
     // indices of 6 bits are multiplied into place.
     const __m256i spread = KIV_TWICE(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
@@ -85,32 +87,54 @@ KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) n
     const __m256i offsets =
         KIV_TWICE('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
                   '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
-    constexpr size_t kStep = 24;
-    constexpr size_t kRead = 28;
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 12));
+    const __m256i in = _mm256_shuffle_epi8(_mm256_set_m128i(high, low), spread);
+    const __m256i outer = _mm256_mulhi_epu16(_mm256_and_si256(in, _mm256_set1_epi32(0x0FC0FC00)),
+                                             _mm256_set1_epi32(0x04000040));
+    const __m256i inner = _mm256_mullo_epi16(_mm256_and_si256(in, _mm256_set1_epi32(0x003F03F0)),
+                                             _mm256_set1_epi32(0x01000010));
+    const __m256i index = _mm256_or_si256(outer, inner);
+    const __m256i capital = _mm256_cmpgt_epi8(_mm256_set1_epi8(26), index);
+    const __m256i range = _mm256_or_si256(_mm256_subs_epu8(index, _mm256_set1_epi8(51)),
+                                          _mm256_and_si256(capital, _mm256_set1_epi8(13)));
+    const __m256i text = _mm256_add_epi8(_mm256_shuffle_epi8(offsets, range), index);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), text);
+}
+
+/// Encodes in steps.
+/// @return the number of bytes encoded; the last ones are left.
+KIV_AVX2 size_t EncodeAvx2(const unsigned char* bytes, size_t size, char* out) noexcept {
     size_t done = 0;
-    for (; size - done >= kRead; done += kStep, out += 32) {
-        const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
-        const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done + 12));
-        const __m256i in = _mm256_shuffle_epi8(_mm256_set_m128i(high, low), spread);
-        const __m256i outer = _mm256_mulhi_epu16(
-            _mm256_and_si256(in, _mm256_set1_epi32(0x0FC0FC00)), _mm256_set1_epi32(0x04000040));
-        const __m256i inner = _mm256_mullo_epi16(
-            _mm256_and_si256(in, _mm256_set1_epi32(0x003F03F0)), _mm256_set1_epi32(0x01000010));
-        const __m256i index = _mm256_or_si256(outer, inner);
-        const __m256i capital = _mm256_cmpgt_epi8(_mm256_set1_epi8(26), index);
-        const __m256i range = _mm256_or_si256(_mm256_subs_epu8(index, _mm256_set1_epi8(51)),
-                                              _mm256_and_si256(capital, _mm256_set1_epi8(13)));
-        const __m256i text = _mm256_add_epi8(_mm256_shuffle_epi8(offsets, range), index);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), text);
-    }
+    for (; size - done >= kEncodeRead; done += kEncodeStep, out += 32)
+        EncodeStep(bytes + done, out);
     return done;
+}
+
+/// Encodes lines of at least one step. The last step of a line goes back to where its end is that of
+/// the line, and gives what it encodes again the same characters.
+KIV_AVX2 size_t EncodeLinesAvx2(const unsigned char* bytes, size_t size, size_t lineBytes,
+                                std::string_view lineEnd, char* out) noexcept {
+    const size_t lastStep = lineBytes - kEncodeStep;
+    const size_t reach = lineBytes + kEncodeRead - kEncodeStep;
+    size_t lines = 0;
+    for (; size >= reach; size -= lineBytes, ++lines) {
+        for (size_t at = 0; at < lastStep; at += kEncodeStep)
+            EncodeStep(bytes + at, out + at / 3 * 4);
+        EncodeStep(bytes + lastStep, out + lastStep / 3 * 4);
+        bytes += lineBytes;
+        out += lineBytes / 3 * 4;
+        out[0] = lineEnd.front();
+        out[lineEnd.size() - 1] = lineEnd.back();
+        out += lineEnd.size();
+    }
+    return lines;
 }
 
 constexpr size_t kDecodeStep = 32;
 
 /// Decodes 32 characters into 24 bytes, if none of them is outside the alphabet.
-[[gnu::always_inline]] KIV_AVX2 inline bool DecodeStep(const char* text,
-                                                       unsigned char* out) noexcept {
+KIV_AVX2_INLINE bool DecodeStep(const char* text, unsigned char* out) noexcept {
     // A character is foreign when the classes of its low and of its high nibble share a bit.
     const __m256i lowClass = KIV_TWICE(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
                                        0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
@@ -166,26 +190,22 @@ KIV_AVX2 size_t DecodeLinesAvx2(const char* text, size_t count, size_t lineLengt
 }
 
 #undef KIV_TWICE
-#undef KIV_AVX2
-
-bool HasAvx2() noexcept {
-    return __builtin_cpu_supports("avx2") != 0;
-}
 
 #else
 
 size_t EncodeAvx2(const unsigned char*, size_t, char*) noexcept {
     return 0;
 }
+size_t EncodeLinesAvx2(const unsigned char*, size_t, size_t, std::string_view, char*) noexcept {
+    return 0;
+}
+constexpr size_t kEncodeStep = 24;
 size_t DecodeAvx2(const char*, size_t, unsigned char*) noexcept {
     return 0;
 }
 constexpr size_t kDecodeStep = 32;
 size_t DecodeLinesAvx2(const char*, size_t, size_t, std::string_view, unsigned char*) noexcept {
     return 0;
-}
-constexpr bool HasAvx2() noexcept {
-    return false;
 }
 
 #endif
@@ -198,19 +218,26 @@ unsigned GetValue(char c) noexcept {
 }
 
 void EncodeGroups(const unsigned char* bytes, size_t size, char* out) noexcept {
-    const size_t done = HasAvx2() ? EncodeAvx2(bytes, size, out) : 0;
+    const size_t done = Kernels::HasAvx2() ? EncodeAvx2(bytes, size, out) : 0;
     EncodePortable(bytes + done, size - done, out + done / 3 * 4);
 }
 
+size_t EncodeWholeLines(const unsigned char* bytes, size_t size, size_t lineLength,
+                        std::string_view lineEnd, char* out) noexcept {
+    const size_t lineBytes = lineLength / 4 * 3;
+    const bool isLong = lineBytes >= kEncodeStep && (lineEnd.size() == 1 || lineEnd.size() == 2);
+    return isLong && Kernels::HasAvx2() ? EncodeLinesAvx2(bytes, size, lineBytes, lineEnd, out) : 0;
+}
+
 size_t DecodeGroups(const char* text, size_t size, unsigned char* out) noexcept {
-    const size_t taken = HasAvx2() ? DecodeAvx2(text, size, out) : 0;
+    const size_t taken = Kernels::HasAvx2() ? DecodeAvx2(text, size, out) : 0;
     return taken + DecodePortable(text + taken, size - taken, out + taken / 4 * 3);
 }
 
 size_t DecodeLines(const char* text, size_t size, size_t lineLength, std::string_view lineEnd,
                    unsigned char* out) noexcept {
     const size_t count = size / (lineLength + lineEnd.size());
-    if (HasAvx2() && lineLength >= kDecodeStep) {
+    if (Kernels::HasAvx2() && lineLength >= kDecodeStep) {
         return DecodeLinesAvx2(text, count, lineLength, lineEnd, out);
     }
     for (size_t line = 0; line < count; ++line, out += lineLength / 4 * 3) {

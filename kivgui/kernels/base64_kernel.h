@@ -16,6 +16,12 @@ unsigned GetValue(char c) noexcept;
 /// the bytes and writes nothing outside the characters.
 void EncodeGroups(const unsigned char* bytes, size_t size, char* out) noexcept;
 
+/// Encodes whole lines of `lineLength` characters (a multiple of 4, not 0) with `lineEnd` after each, as many
+/// as are worth it: none, or all but the last ones, never the last byte. EncodeLines does the rest.
+/// @return the number of lines encoded.
+size_t EncodeWholeLines(const unsigned char* bytes, size_t size, size_t lineLength,
+                        std::string_view lineEnd, char* out) noexcept;
+
 /// Decodes groups from the start of `size` characters (a multiple of 4) up to the first group
 /// that holds anything outside the alphabet, padding included. Reads only the characters and
 /// writes only the bytes of groups that it counts.
