@@ -3,6 +3,7 @@
 #include "kivgui/convert.h"
 #include "kivgui/error.h"
 #include "kivgui/kernels/base64_kernel.h"
+#include "kivgui/memory.h"
 #include "kivgui/text_builder.h"
 
 // Base64 as whole texts (RFC 2045, 6.8). base64_kernel.h does the work on whole groups; here are
@@ -91,6 +92,7 @@ AnsiStr Binary2B64Str(const void* data, unsigned size, unsigned lineLength,
     char* out;
     AnsiStr text(static_cast<unsigned>(length), out);
     if (out == nullptr) return {};
+    UseLargePages(out, length);
     Base64::EncodeLines(data, size, lineLength, between, out);
     return text;
 }

@@ -7,6 +7,7 @@
 #include "kivgui/hex.h"
 #include "kivgui/kernels/quoted_printable_kernel.h"
 #include "kivgui/kernels/vector16.h"
+#include "kivgui/memory.h"
 #include "kivgui/utf8.h"
 #include "mime/foundation/guarded.h"
 
@@ -138,11 +139,10 @@ bool EncodeText(const char* data, unsigned size, AnsiStr& text) noexcept {
     text = AnsiStr();
     const std::string_view body = KivGuiBase::SkipByteOrderMark({data, size});
     if (body.empty()) return true;
-    const uint64_t room = 2 * uint64_t{size};
-    if (text.Alloc(static_cast<unsigned>(std::min<uint64_t>(room, AnsiStr::kMaxLength))) ==
-        nullptr) {
-        return false;
-    }
+    const uint64_t room = std::min<uint64_t>(2 * uint64_t{size}, AnsiStr::kMaxLength);
+    char* const memory = text.Alloc(static_cast<unsigned>(room));
+    if (memory == nullptr) return false;
+    KivGuiBase::UseLargePages(memory, body.size());  // the text is no shorter
     const char* next = body.data();
     const char* const end = next + body.size();
     bool complete = true;
