@@ -1,4 +1,5 @@
-// Decodes header values, parameters and bodies. The first byte chooses a charset.
+// Decodes header values, parameters and bodies. The first byte chooses a charset. Bodies are decoded by both
+// forms of the kernels.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "fuzz/check.h"
+#include "kivgui/kernels/cpu.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/mime.h"
@@ -106,7 +108,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
     CheckWords(AnsiStr(text));
     CheckParameters(text);
-    CheckBodies(text, 1 + data[0] % 24);
+    for (const bool isPortable : {false, true}) {
+        KivGuiBase::Kernels::ForcePortable(isPortable);
+        CheckBodies(text, 1 + data[0] % 24);
+    }
     CheckCharset(text, data[0]);
     Decoding::FlowedToParagraphs(AnsiStr(text), data[0] % 2 == 0);
     return 0;

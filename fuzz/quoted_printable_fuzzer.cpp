@@ -1,4 +1,4 @@
-// Encodes a body and decodes it again; decodes the same bytes as lines.
+// Encodes a body and decodes it again; decodes the same bytes as lines. All with both forms of the kernels.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +7,7 @@
 
 #include "encoding/quoted_printable_reference.h"
 #include "fuzz/check.h"
+#include "kivgui/kernels/cpu.h"
 #include "kivgui/utf8.h"
 #include "mime/encoding/quoted_printable.h"
 
@@ -63,16 +64,23 @@ void CheckLineLengths(std::string_view text) {
     }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string_view body(reinterpret_cast<const char*>(data), size);
-    const AnsiStr encoded = Encoding::QPEncode(body.data(), static_cast<unsigned>(size));
+void CheckBody(std::string_view body) {
+    const AnsiStr encoded = Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size()));
     Check(encoded == Reference::Encode(body), "encoded as by the reference");
     CheckLineLengths(encoded);
     const std::string_view plain = KivGuiBase::SkipByteOrderMark(body);
     Check(Decode(encoded) == std::string(plain) + "\r\n", "decoding undoes encoding");
     Decode(body);
     CheckPlainLines(body);
+    CheckPlainLines(encoded);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    for (const bool isPortable : {false, true}) {
+        KivGuiBase::Kernels::ForcePortable(isPortable);
+        CheckBody({reinterpret_cast<const char*>(data), size});
+    }
     return 0;
 }

@@ -103,11 +103,11 @@ Progress DecodePortable(std::string_view text, char* out) noexcept {
             const unsigned byte = ReadHexPair(next + 1);
             const bool isHex = byte <= 0xFF;
             const bool isBreak = (next[1] == '\r') & (next[2] == '\n');
-            if (kStops == Stops::clean && !(isHex | isBreak))
+            if (kStops == Stops::clean && !isHex && !isBreak)
                 return MakeProgress(text, next, out, put);
             *put = isHex ? static_cast<char>(byte) : kEscape;
             put += !isBreak;
-            next += isHex | isBreak ? kHexEscapeLength : 1;
+            next += isHex || isBreak ? kHexEscapeLength : 1;
         }
         if (next < block + size) copyUpTo(block + size);
     }
@@ -241,10 +241,13 @@ KIV_AVX2_INLINE char* Pack(__m256i bytes, uint64_t kept, char* out) noexcept {
     const auto count = [kept](unsigned place) { return std::popcount(kept & MaskBelow(place)); };
     const __m128i low = _mm256_castsi256_si128(packed);
     const __m128i high = _mm256_extracti128_si256(packed, 1);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), low);
-    _mm_storeh_pd(reinterpret_cast<double*>(out + count(8)), _mm_castsi128_pd(low));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + count(16)), high);
-    _mm_storeh_pd(reinterpret_cast<double*>(out + count(24)), _mm_castsi128_pd(high));
+    const auto store = [out](int place, __m128i eight) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + place), eight);
+    };
+    store(0, low);
+    store(count(8), _mm_unpackhi_epi64(low, low));
+    store(count(16), high);
+    store(count(24), _mm_unpackhi_epi64(high, high));
     return out + count(32);
 }
 
