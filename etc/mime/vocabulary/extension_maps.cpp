@@ -1,17 +1,22 @@
 #include "mime/vocabulary/extension_maps.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
+#include "kivgui/ascii.h"
 #include "mime/foundation/guarded.h"
 #include "mime/foundation/lazy_table.h"
+#include "mime/mime.h"
 
-// The tables between file-name extensions and media types. The rows (file_types.inc) are checked when
-// this file is compiled: their order, their marks and how many there are. The maps are built on first
-// use from the rows, and read without a lock afterwards (lazy_table.h). A later row replaces the value
-// of an earlier one with the same key, which extra_extensions.inc relies on.
+// The tables between file-name extensions and media types. The rows (file_types.inc) are checked, and
+// their texts laid out one after the other, when this file is compiled. What is built on first use, and
+// read without a lock afterwards (lazy_table.h), is a hash table of their numbers: it needs no memory but
+// its own. A later row replaces an earlier one with the same key, which extra_extensions.inc relies on.
 
 namespace MIME {
 namespace {
@@ -109,59 +114,142 @@ static_assert(CountExtensions() == 1262);
 static_assert(CountPreferredExtensions() == 912);
 static_assert(std::size(kExtraExtensions) == 40);
 
-// ---- Building the tables -------------------------------------------------------------------------
+// ---- The texts, and what belongs to each ---------------------------------------------------------
 
-/// A later row replaces the value of an earlier one with the same key. Without memory the table is
-/// given up as a whole (lazy_table.h).
-template <class Map, class Value>
-void Insert(Map& map, const AnsiStr& key, const Value& value) {
-    auto* const node = map.FindOrInsert(key);
-    if (node != nullptr) node->value = value;
+struct TextSize {
+    size_t chars = 0;
+    size_t texts = 0;
+
+    constexpr void Append(std::string_view text) { chars += text.size(); }
+    constexpr void EndText() { ++texts; }
+};
+
+/// The memory of a TextTable.
+template <size_t kChars, size_t kTexts>
+struct Texts {
+    char chars[kChars]{};
+    uint16_t ends[kTexts]{};
+    TextSize used;
+
+    constexpr void Append(std::string_view text) {
+        for (const char c : text) chars[used.chars++] = c;
+    }
+    constexpr void EndText() {
+        ends[used.texts] = static_cast<uint16_t>(used.chars);
+        used.EndText();
+    }
+    constexpr TextTable GetTable() const { return {chars, ends}; }
+};
+
+/// Lays out the texts that `kList` appends to its argument.
+template <auto kList>
+constexpr auto LayOut() {
+    constexpr TextSize kSize = [] {
+        TextSize size;
+        kList(size);
+        return size;
+    }();
+    static_assert(kSize.chars <= UINT16_MAX && kSize.texts < UINT16_MAX);
+    Texts<kSize.chars, kSize.texts> texts;
+    kList(texts);
+    return texts;
 }
 
-void FillFileTypeMap(FileTypeMap& map) {
+constexpr auto kExtensions = LayOut<[](auto& out) {
     for (const FileTypeRow& row : kFileTypes) {
-        std::string_view list = row.extensions;
-        while (!list.empty()) {
-            Insert(map, TakeExtension(list), ContentType{AnsiStr(), row.type, row.subType});
+        for (std::string_view list = row.extensions; !list.empty();) {
+            out.Append(TakeExtension(list));
+            out.EndText();
         }
     }
-}
+}>();
+
+struct TypeKeys {
+    Type::keys type;
+    SubType::keys subType;
+};
+
+constexpr auto kTypesOfExtensions = [] {
+    std::array<TypeKeys, CountExtensions()> types{};
+    size_t next = 0;
+    for (const FileTypeRow& row : kFileTypes) {
+        for (std::string_view list = row.extensions; !list.empty(); TakeExtension(list)) {
+            types[next++] = {row.type, row.subType};
+        }
+    }
+    return types;
+}();
+
+constexpr std::string_view kTypeTexts[] = {
+#define MIME_TYPE(id, text) text,
+#include "mime/vocabulary/types.inc"
+};
+
+constexpr std::string_view kSubTypeTexts[] = {
+#define MIME_SUBTYPE(id, text) text,
+#include "mime/vocabulary/subtypes.inc"
+};
 
 /// Two types have "_" in their names, where header fields have "-".
-AnsiStr SpeltInHeaders(Type::keys type) {
+constexpr std::string_view SpeltInHeaders(Type::keys type) {
     if (type == Type::x_conference) return "x-conference";
     if (type == Type::x_epoc) return "x-epoc";
-    return Type::GetStr(type);
+    return kTypeTexts[type];
 }
 
-void FillFileExtensionMap(FileExtensionMap& map) {
+constexpr auto kMixedCaseMediaTypes = LayOut<[](auto& out) {
+    for (const FileTypeRow& row : kFileTypes) {
+        if (row.extensions.starts_with('-')) continue;
+        out.Append(SpeltInHeaders(row.type));
+        out.Append("/");
+        out.Append(kSubTypeTexts[row.subType]);
+        out.EndText();
+    }
+    for (const ExtraExtensionRow& row : kExtraExtensions) {
+        out.Append(row.mediaType);
+        out.EndText();
+    }
+}>();
+
+constexpr auto kMediaTypes = [] {
+    auto texts = kMixedCaseMediaTypes;
+    for (char& c : texts.chars) c = KivGuiBase::ToLowerAscii(c);
+    return texts;
+}();
+
+constexpr auto kExtensionsOfMediaTypes = LayOut<[](auto& out) {
     for (const FileTypeRow& row : kFileTypes) {
         const std::string_view extension = PreferredExtension(row.extensions);
         if (extension.empty()) continue;
-        AnsiStr mediaType = SpeltInHeaders(row.type);
-        mediaType += '/';
-        mediaType += SubType::GetStr(row.subType);
-        Insert(map, mediaType.ToLower(), AnsiStr(extension));
+        out.Append(extension);
+        out.EndText();
     }
     for (const ExtraExtensionRow& row : kExtraExtensions) {
-        Insert(map, row.mediaType, AnsiStr(row.extension));
+        out.Append(row.extension);
+        out.EndText();
     }
+}>();
+
+// ---- The tables ----------------------------------------------------------------------------------
+
+template <const auto& kTexts, class Map>
+void InsertAll(Map& map) {
+    for (size_t number = 0; number < kTexts.used.texts; ++number)
+        map.Insert(kTexts.GetTable(), number);
 }
 
-constinit LazyTable<FileTypeMap> fileTypes("FileTypeMap s_filetypemap", &FillFileTypeMap);
+constinit LazyTable<FileTypeMap> fileTypes("FileTypeMap s_filetypemap", &InsertAll<kExtensions>);
 constinit LazyTable<FileExtensionMap> fileExtensions("FileExtensionMap s_fileextensionmap",
-                                                     &FillFileExtensionMap);
+                                                     &InsertAll<kMediaTypes>);
 
-// ---- Looking up ----------------------------------------------------------------------------------
+// ---- Looking up: a text ends at its first NUL -----------------------------------------------------
 
-/// Finds the lower-case form of `text`. Most texts have that form already and are not copied.
-template <class Map>
-auto FindLowerCase(const Map& map, const AnsiStr& text) noexcept {
-    const std::string_view view = text;
-    const bool hasUpper =
-        std::any_of(view.begin(), view.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
-    return map.Find(hasUpper ? AnsiStr(text).ToLower() : text);
+bool FindTypes(std::string_view ext, Type::keys& type, SubType::keys& subType) noexcept {
+    const size_t number = fileTypes.Get().Find(kExtensions.GetTable(), ext);
+    const bool isFound = number != FileTypeMap::kNone;
+    type = isFound ? kTypesOfExtensions[number].type : Type::application;
+    subType = isFound ? kTypesOfExtensions[number].subType : SubType::octet_stream;
+    return isFound;
 }
 
 }  // namespace
@@ -180,11 +268,7 @@ void EmptyExtensionMaps() noexcept {
 }
 
 bool GetTypesFromExt(const AnsiStr& ext, Type::keys& type, SubType::keys& subType) noexcept {
-    const auto* const node = Guarded(static_cast<const FileTypeMap::Node*>(nullptr),
-                                     [&ext] { return FindLowerCase(GetFileTypeMap(), ext); });
-    type = node != nullptr ? node->value.type : Type::application;
-    subType = node != nullptr ? node->value.subType : SubType::octet_stream;
-    return node != nullptr;
+    return Guarded(false, [&] { return FindTypes(GetCText(ext), type, subType); });
 }
 
 bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept {
@@ -197,23 +281,28 @@ bool GetTypeFromExt(const AnsiStr& ext, ContentType& type) noexcept {
 bool GetTypeStrFromExt(const AnsiStr& ext, AnsiStr& typeStr) noexcept {
     AnsiStr text;
     const bool isFound = Guarded(false, [&] {
-        const bool hasDot = *ext.GetStr() == '.';
+        std::string_view name = GetCText(ext);
+        if (name.starts_with('.')) name.remove_prefix(1);
         Type::keys type;
         SubType::keys subType;
-        const bool isKnown =
-            GetTypesFromExt(hasDot ? ext.Copy(1, AnsiStr::kToEnd) : ext, type, subType);
+        const bool isKnown = FindTypes(name, type, subType);
         text = CanonicType(type, subType);
         return isKnown;
     });
-    typeStr = text;
+    typeStr = std::move(text);
     return isFound;
 }
 
 bool GetExtFromTypeStr(const AnsiStr& typeStr, AnsiStr& ext) noexcept {
-    const auto* const node = Guarded(static_cast<const FileExtensionMap::Node*>(nullptr),
-                                     [&] { return FindLowerCase(GetFileExtensionMap(), typeStr); });
-    ext = node != nullptr ? node->value : AnsiStr();
-    return node != nullptr;
+    AnsiStr found;
+    const bool isFound = Guarded(false, [&] {
+        const size_t number = GetFileExtensionMap().Find(kMediaTypes.GetTable(), GetCText(typeStr));
+        if (number == FileExtensionMap::kNone) return false;
+        found = kExtensionsOfMediaTypes.GetTable()[number];
+        return true;
+    });
+    ext = std::move(found);
+    return isFound;
 }
 
 }  // namespace MIME

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <string_view>
@@ -69,6 +70,13 @@ constexpr std::string_view TextOf(const std::string_view (&texts)[kCount], unsig
     return key < kCount ? texts[key] : std::string_view();
 }
 
+template <size_t kCount>
+constexpr size_t LongestOf(const std::string_view (&texts)[kCount]) {
+    size_t longest = 0;
+    for (const std::string_view text : texts) longest = std::max(longest, text.size());
+    return longest;
+}
+
 }  // namespace
 
 // A text is one allocation, so it is whole or empty.
@@ -93,9 +101,11 @@ AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {
     const std::string_view typeText = TextOf(kTypes, type);
     const std::string_view subTypeText = TextOf(kSubTypes, subType);
     return Guarded(AnsiStr(), [&] {
-        AnsiStr text;
-        text.Alloc(static_cast<unsigned>(typeText.size() + 1 + subTypeText.size()));
-        return text.Append(typeText).Append('/').Append(subTypeText);
+        char text[LongestOf(kTypes) + 1 + LongestOf(kSubTypes)];
+        char* end = std::copy(typeText.begin(), typeText.end(), text);
+        *end++ = '/';
+        end = std::copy(subTypeText.begin(), subTypeText.end(), end);
+        return AnsiStr(text, static_cast<unsigned>(end - text));
     });
 }
 
