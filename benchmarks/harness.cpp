@@ -10,6 +10,8 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
+#include <sstream>
 
 namespace Harness {
 
@@ -60,6 +62,28 @@ double GetCpuSeconds() {
     timespec time;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+HeaderField::Kind GetKind(std::string_view name) {
+    if (name.ends_with("Date")) return HeaderField::Kind::date;
+    static const std::set<std::string_view> kAddresses{
+        "From", "To", "Cc", "Bcc", "Reply-To", "Sender", "Resent-From", "Resent-To"};
+    return kAddresses.contains(name) ? HeaderField::Kind::addresses : HeaderField::Kind::text;
+}
+
+std::vector<HeaderField> ListFields(const std::vector<std::string>& blocks) {
+    std::vector<HeaderField> fields;
+    for (const std::string& block : blocks) {
+        std::istringstream lines(block);
+        for (std::string line; std::getline(lines, line);) {
+            const size_t colon = line.find(':');
+            if (colon == std::string::npos) Fail("not a field: " + line);
+            fields.push_back(
+                {GetKind(std::string_view(line).substr(0, colon)), line.substr(colon + 1)});
+        }
+    }
+    if (fields.empty()) Fail("there are no fields");
+    return fields;
 }
 
 /// Counts the files in a folder and deletes them.
@@ -154,6 +178,20 @@ void Run::MeasureEach(const std::function<Counts(const std::string& message)>& w
             sum.bytes += counts.bytes;
         }
         return sum;
+    });
+}
+
+void Run::MeasureFields(const std::function<void(const HeaderField& field)>& work) {
+    constexpr size_t kCount = 1'000'000;
+    const std::vector<HeaderField> fields = ListFields(messages_);
+    Measure([&] {
+        Counts counts;
+        while (counts.files < kCount) {
+            const HeaderField& field = fields[counts.files % fields.size()];
+            counts.Add(field.value.size());
+            work(field);
+        }
+        return counts;
     });
 }
 

@@ -31,6 +31,13 @@ struct Counts {
 /// Looks at a byte of every page, so that memory which was never filled does not pass for a body.
 void Touch(std::string_view body) noexcept;
 
+/// A header field, unfolded, and what its value is read as.
+struct HeaderField {
+    enum class Kind { text, addresses, date };
+    Kind kind;
+    std::string value;
+};
+
 /// A new folder that is removed with its content. TMPDIR is set to it meanwhile.
 class WorkFolder {
 public:
@@ -59,6 +66,9 @@ public:
     void Measure(const std::function<Counts()>& work);
     /// The same with a task for each message.
     void MeasureEach(const std::function<Counts(const std::string& message)>& work);
+    /// The same with a task for each of 1,000,000 header fields: those of the messages, each of which is
+    /// nothing but fields, a line each, again and again.
+    void MeasureFields(const std::function<void(const HeaderField& field)>& work);
     /// Prints the sha256 of all bodies that `work` gives to its argument, untimed.
     void Digest(const std::function<void(const std::function<void(std::string_view)>& use)>& work);
     /// Says that the library does not do the task.

@@ -7,6 +7,7 @@
 //   b  parse every message as a mail; each body is decoded into memory
 //   e  write trees whose bodies are held decoded in files, one new file per message
 //   w  the same with bodies held in memory
+//   h  decode 1,000,000 header fields
 //   s  print the sha256 of all decoded bodies in document order, untimed
 //   t  the same of what b decodes
 //
@@ -15,6 +16,7 @@
 //   P  each message is searched for a delimiter that never comes
 //   B  each message is copied into memory that is there already
 //   E  each message is written to a new file with one write
+//   H  each value of 1,000,000 header fields is copied into memory that is there already
 
 #include <algorithm>
 #include <cstring>
@@ -26,6 +28,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "mime/decoding.h"
 #include "mime/mail.h"
 #include "mime/mime.h"
 
@@ -104,6 +107,21 @@ Counts DecodeAll(const std::string& message) {
     return counts;
 }
 
+void DecodeField(const Harness::HeaderField& field) {
+    switch (field.kind) {
+        case Harness::HeaderField::Kind::text:
+            Harness::Touch(MIME::Decoding::Words(MIME::AnsiStr(field.value)));
+            break;
+        case Harness::HeaderField::Kind::addresses:
+            for (const MIME::Address& address : MIME::AddressList::Parse(field.value)) {
+                Harness::Touch(address.GetAddress());
+            }
+            break;
+        case Harness::HeaderField::Kind::date:
+            if (MIME::Date::Parse(field.value)) Harness::Touch(field.value);
+    }
+}
+
 void DigestFiles(Run& run) {
     run.Digest([&](const auto& use) {
         for (const auto& message : run.GetMessages()) {
@@ -171,6 +189,14 @@ void CopyMessages(Run& run) {
     });
 }
 
+void CopyFields(Run& run) {
+    std::string memory;
+    run.MeasureFields([&](const Harness::HeaderField& field) {
+        memory.assign(field.value);
+        Harness::Touch(memory);
+    });
+}
+
 Counts SearchMessage(const std::string& message) {
     constexpr std::string_view kNever = "\r\n--=_Never_0123456789abcdef01234567";
     if (memmem(message.data(), message.size(), kNever.data(), kNever.size()) != nullptr) {
@@ -194,18 +220,20 @@ const Task kTasks[] = {
     {"b", [](Run& run) { run.MeasureEach(DecodeAll); }},
     {"e", [](Run& run) { WriteTrees(run, MIME::Bodies::files); }},
     {"w", [](Run& run) { WriteTrees(run, MIME::Bodies::memory); }},
+    {"h", [](Run& run) { run.MeasureFields(DecodeField); }},
     {"s", DigestFiles},
     {"t", DigestBodies},
     {"A", StoreBodies},
     {"P", [](Run& run) { run.MeasureEach(SearchMessage); }},
     {"B", CopyMessages},
     {"E", [](Run& run) { StoreTexts(run, run.GetMessages()); }},
+    {"H", CopyFields},
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Run run(argc, argv, "kivmime", "a m p b e w s t; limits: A P B E");
+    Run run(argc, argv, "kivmime", "a m p b e w h s t; limits: A P B E H");
     for (const Task& task : kTasks) {
         if (task.name == run.GetTask()) return task.perform(run), 0;
     }

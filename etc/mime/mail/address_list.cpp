@@ -112,7 +112,7 @@ BareAddress MakeBareAddress(AddressTokens local, AddressTokens domain) {
     if (!std::all_of(local.begin(), local.end(), IsPlain)) return {{}, kNoAddress};
     if (!std::all_of(domain.begin(), domain.end(), IsPlain)) return {{}, kNoDomain};
     std::string text = MakeLocalPart(local);
-    if (!domain.empty()) text += '@' + MakeDomain(domain);
+    if (!domain.empty()) text.append(1, '@').append(MakeDomain(domain));
     if (HasControls(text)) return {{}, kControls};
     return {std::move(text), {}};
 }

@@ -24,7 +24,7 @@ constexpr bool IsControl(char c) noexcept {
 
 /// Text of a field as UTF-8: what is not UTF-8 is read as windows-1252.
 std::string ToUtf8(std::string text) {
-    if (KivGuiBase::IsUtf8(text)) return text;
+    if (KivGuiBase::IsUtf8Text(text)) return text;
     std::string converted;
     const auto measureValid = [](std::string_view rest) {
         size_t length = 0;
@@ -50,6 +50,7 @@ std::string ToUtf8(std::string text) {
 
 /// The text without the CR LF of folds (RFC 5322, 2.2.3).
 std::string Unfold(std::string_view text) {
+    if (text.find_first_of("\r\n") == std::string_view::npos) return std::string(text);
     std::string unfolded;
     for (size_t at = 0; at < text.size(); ++at) {
         const bool isLineEnd = text[at] == '\r' || text[at] == '\n';

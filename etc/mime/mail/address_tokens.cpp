@@ -50,6 +50,7 @@ public:
 
     std::vector<AddressToken> Tokenize() {
         std::vector<AddressToken> tokens;
+        tokens.reserve(std::min<size_t>(rest_.size(), kUsualCount));
         for (;;) {
             const auto text = std::find_if_not(rest_.begin(), rest_.end(), IsSpaceOrControl);
             const auto spaces = static_cast<size_t>(text - rest_.begin());
@@ -66,6 +67,8 @@ public:
     bool HasOpenQuote() const noexcept { return hasOpenQuote_; }
 
 private:
+    static constexpr size_t kUsualCount = 16;
+
     /// The kind of the token at the start of the rest. `length` is 1, and changed for other tokens.
     Kind Measure(size_t& length) noexcept {
         switch (rest_.front()) {
@@ -85,10 +88,18 @@ private:
         if (!kAtoms.Has(rest_.front())) return Kind::mark;
         length = MeasureWord(0);
         if (length != 0) return Kind::word;
-        do {
-            ++length;
-        } while (length < rest_.size() && kAtoms.Has(rest_[length]) && MeasureWord(length) == 0);
+        length = MeasureAtom();
         return Kind::atom;
+    }
+
+    /// Up to what no atom has, or to an encoded word.
+    size_t MeasureAtom() const noexcept {
+        size_t length = 1;
+        while (length < rest_.size() && kAtoms.Has(rest_[length])) {
+            if (rest_[length] == '=' && MeasureWord(length) != 0) break;
+            ++length;
+        }
+        return length;
     }
 
     bool MeasureQuoted(size_t& length) noexcept {
