@@ -296,6 +296,17 @@ size_t Count(const Mail& mail) {
     return mail.GetEntities().size();
 }
 
+/// The bodies of all leaves but of one entity and what is inside it.
+std::string GetBodies(const Mail& mail, const std::string& without = "none") {
+    std::string bodies;
+    for (const Entity& entity : mail.GetEntities()) {
+        const bool isInside = ("." + entity.GetPath() + ".").starts_with("." + without + ".");
+        if (entity.HasChildren() || isInside || without.empty()) continue;
+        bodies += std::string(entity.GetRawBody()) + "\n-----\n";
+    }
+    return bodies;
+}
+
 /// Tries edits of a mail one by one.
 class EditedInput {
 public:
@@ -346,6 +357,7 @@ void EditedInput::TryField(char command, const Entity& entity, ByteSource& sourc
     });
     if (!got) return;
     Check(Count(*got) == Count(mail_), "a field makes no part");
+    CheckEqual(GetBodies(*got), GetBodies(mail_), "the bodies");
     const Entity after = Find(*got, entity.GetPath());
     const size_t before = CountFields(entity, name);
     const size_t wanted = command == 'A' ? before + 1 : command == 'S' ? 1 : 0;
@@ -372,6 +384,8 @@ void EditedInput::TryPart(char command, const Entity& entity, const std::string&
         Check(Count(*got) == Count(mail_) - inside + 1, "one part for another");
         CheckEqual(MakeLines(Find(*got, entity.GetPath()).Decode()), MakeLines(text),
                    "the new text");
+        CheckEqual(GetBodies(*got, entity.GetPath()), GetBodies(mail_, entity.GetPath()),
+                   "the other bodies");
     } else if (command == 'v') {
         const bool isAlone = entity.GetParent()->GetChildren().size() == 1;
         Check(Count(*got) == Count(mail_) - inside + (isAlone ? 1 : 0), "one part less");
@@ -379,9 +393,13 @@ void EditedInput::TryPart(char command, const Entity& entity, const std::string&
         Check(Count(*got) == Count(mail_) + 1, "one part more");
         const size_t children = entity.GetChildren().size() + 1;
         const std::string path = entity.GetPath() + (entity.GetPath().empty() ? "" : ".");
-        CheckEqual(Find(*got, path + std::to_string(children)).Decode(), text, "what was added");
+        const Entity added = Find(*got, path + std::to_string(children));
+        CheckEqual(added.Decode(), text, "what was added");
+        CheckEqual(GetBodies(*got, added.GetPath()), GetBodies(mail_), "the other bodies");
     } else {
         Check(Count(*got) == Count(mail_), "a footer makes no part");
+        CheckEqual(GetBodies(*got, entity.GetPath()), GetBodies(mail_, entity.GetPath()),
+                   "the other bodies");
     }
 }
 

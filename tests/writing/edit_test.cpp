@@ -179,12 +179,13 @@ TEST(EditTest, OtherPartsOfDamagedMailsStay) {
         if (!text) {
             EXPECT_EQ(text.error().GetCode(), ErrorCode::cannotEdit);
         }
+        const std::string written = text ? *text : "";
+        const Result<Mail> got = Mail::Parse(written);
         std::string parts;
-        const Result<Mail> got = Mail::Parse(text ? *text : "");
-        for (const Entity& leaf : text ? GetLeaves(*got) : std::vector<Entity>()) {
-            parts += leaf.Decode() + "|";
+        if (text) {
+            for (const Entity& leaf : GetLeaves(*got)) parts += leaf.Decode() + "|";
         }
-        EXPECT_EQ(parts, row.parts) << (text ? *text : "");
+        EXPECT_EQ(parts, row.parts) << written;
     }
 }
 

@@ -32,7 +32,8 @@ std::optional<uint64_t> EditedMail::FindOpenEnd() const {
 }
 
 bool EditedMail::CanTake(Form form) const {
-    if (form.isClosed && !FindOpenEnd()) return false;
+    const bool isFollowed = form.isWrapped || signer_;
+    if (form.isClosed && !(isFollowed && FindOpenEnd())) return false;
     const bool hasFooter = std::any_of(changes_.begin(), changes_.end(), [](const auto& entry) {
         return !entry.second.footer.empty();
     });
