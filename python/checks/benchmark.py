@@ -3,7 +3,7 @@
     benchmark.py FOLDER [COUNT] [--at-least FACTOR]
 
 Takes the first COUNT files (3,000) below FOLDER, which are in memory beforehand. Prints messages per second; the
-best of five runs of kivmime, one of email. The status is 1 when kivmime is not FACTOR times as fast.
+best of five runs of kivmime, of two of email. The status is 1 when kivmime is not FACTOR times as fast.
 """
 
 import argparse
@@ -30,7 +30,7 @@ def main():
     paths = sorted(path for path in options.folder.rglob("*") if path.is_file())[:options.count]
     sources = [path.read_bytes() for path in paths]
     ours = min(measure(read_with_kivmime, sources) for _ in range(5))
-    theirs = measure(read_with_email, sources)
+    theirs = min(measure(read_with_email, sources) for _ in range(2))
     size = sum(map(len, sources))
     print(f"{len(sources)} messages, {size / 1e6:.1f} MB")
     for name, seconds in (("kivmime", ours), ("email", theirs)):
