@@ -89,7 +89,7 @@ int Build(const BuildOptions& options) {
     SignWith(mail, options.signer);
     WritePieces(options.target, [&](const TakePiece& take) {
         const MIME::Result<void> written = PassOn(mail, take);
-        if (!written) throw Failure(written.error().GetText());
+        if (!written) throw Failure(ExplainError(written.error(), options.signer));
     });
     return 0;
 }

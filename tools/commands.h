@@ -42,6 +42,24 @@ struct ExtractOptions {
 };
 int Extract(const ExtractOptions& options);
 
+struct IndexOptions {
+    Sources sources;
+    bool hashes = false;       ///< of the bodies of attachments
+    std::string target = "-";  ///< a path, or "-" for standard output
+    unsigned threads = 0;      ///< 0: as many as the machine has processors
+    bool resume = false;       ///< adds to the target the records that it lacks
+};
+/// Writes a record of each message, as JSON.
+int Index(const IndexOptions& options);
+
+struct DiffOptions {
+    std::string a, b;          ///< paths, or "-" for standard input
+    bool contentOnly = false;  ///< passes over what readers do not see
+    bool json = false;
+};
+/// Prints what differs between two messages. @return 1 when something does, 2 when they cannot be read.
+int Diff(const DiffOptions& options);
+
 struct RewriteOptions {
     Source source;
     std::string target;     ///< a path, or "-" for standard output

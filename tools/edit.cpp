@@ -126,7 +126,7 @@ int EditMessage(const EditOptions& options) {
         AddFooter(edit, options.footer);
         SignWith(edit, options.signer);
         auto written = PassOn(edit, take);
-        CheckWritten(written, shown);
+        CheckWritten(written, shown, options.signer);
         outcome = std::move(*written);
     });
     for (const MIME::BrokenSignature& broken : outcome.brokenSignatures) {

@@ -15,16 +15,6 @@ using KivGuiBase::kUpperHexDigits;
 
 namespace {
 
-/// The code point of one character in well-formed UTF-8.
-unsigned DecodeCharacter(std::string_view bytes) {
-    constexpr unsigned kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
-    unsigned character = static_cast<unsigned char>(bytes.front()) & kLeadBits[bytes.size()];
-    for (const char tail : bytes.substr(1)) {
-        character = character << 6 | (static_cast<unsigned char>(tail) & 0x3F);
-    }
-    return character;
-}
-
 bool IsUnsafe(unsigned character) {
     struct Range {
         unsigned first;
@@ -56,6 +46,15 @@ void AppendCharacter(std::string& out, unsigned character) {
 
 }  // namespace
 
+unsigned DecodeUtf8(std::string_view bytes) {
+    constexpr unsigned kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    unsigned character = static_cast<unsigned char>(bytes.front()) & kLeadBits[bytes.size()];
+    for (const char tail : bytes.substr(1)) {
+        character = character << 6 | (static_cast<unsigned char>(tail) & 0x3F);
+    }
+    return character;
+}
+
 std::string Escape(std::string_view text, char quote) {
     std::string out;
     out.reserve(text.size());
@@ -66,7 +65,7 @@ std::string Escape(std::string_view text, char quote) {
             text.remove_prefix(1);
             continue;
         }
-        const unsigned character = DecodeCharacter(text.substr(0, length));
+        const unsigned character = DecodeUtf8(text.substr(0, length));
         if (IsUnsafe(character)) {
             AppendCharacter(out, character);
         } else {

@@ -18,6 +18,9 @@ std::string Escape(std::string_view text, char quote = '\0');
 /// The same for a text of several lines: LF is kept, CR LF becomes LF, and tabs are kept.
 std::string EscapeLines(std::string_view text);
 
+/// The code point of one character in well-formed UTF-8.
+unsigned DecodeUtf8(std::string_view bytes);
+
 /// The width of an escaped text in columns, every character counted as one.
 size_t MeasureColumns(std::string_view text);
 

@@ -48,6 +48,8 @@ void WritePieces(const std::string& target, const std::function<void(const TakeP
         });
         return FinishOutput();
     }
+    std::error_code ignored;
+    if (fs::is_directory(ToPath(target), ignored)) throw Failure(target, "is a folder");
     KivGuiBase::ReplacedFile out;
     const auto check = [&](bool isDone) {
         if (!isDone) throw Failure(target, GetLastReason());

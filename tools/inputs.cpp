@@ -1,6 +1,8 @@
 #include "inputs.h"
 
+#include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "escape.h"
 #include "files.h"
@@ -16,15 +18,6 @@
 namespace Tool {
 
 namespace {
-
-std::string GetReason(uint32_t systemCode) {
-    return ToString(KivGuiBase::GetErrorMessage(systemCode, 0, 1));
-}
-
-std::string GetReason(const MIME::Error& error) {
-    return error.GetSystemCode() != 0 ? GetReason(error.GetSystemCode())
-                                      : std::string(MIME::GetText(error.GetCode()));
-}
 
 Input MakeFailure(const std::string& file, const std::string& reason) {
     Input input;
@@ -48,6 +41,13 @@ void Keep(Input& input, std::string text) {
     input.keeper = keeper;
 }
 
+}  // namespace
+
+std::string GetReason(const MIME::Error& error) {
+    if (error.GetSystemCode() == 0) return std::string(MIME::GetText(error.GetCode()));
+    return ToString(KivGuiBase::GetErrorMessage(error.GetSystemCode(), 0, 1));
+}
+
 Input ReadStream(const std::string& file) {
     Input input = MakeFailure(file, "");
     Stream opened;
@@ -65,8 +65,6 @@ Input ReadStream(const std::string& file) {
     Keep(input, std::move(text));
     return input;
 }
-
-}  // namespace
 
 std::optional<Input> Inputs::Next() {
     for (;;) {
@@ -90,6 +88,10 @@ std::optional<Input> Inputs::Next() {
 Input Inputs::OpenBare(const std::string& file) const {
     Input input = MakeFailure(file, "");
     const auto view = std::make_shared<KivGuiBase::MemoryFile>();
+    std::error_code ignored;
+    if (std::filesystem::is_directory(ToPath(file), ignored)) {
+        return MakeFailure(file, "is a folder");
+    }
     if (!view->Open(KivGuiBase::File(MIME::AnsiStr(file)), KivGuiBase::MemoryFile::Mode::read)) {
         return MakeFailure(file, GetLastReason());
     }
@@ -132,6 +134,10 @@ void Inputs::SetText(Input& input, const MIME::FolderEntry& entry) {
     if (!isQuoted) input.entry = entry;
 }
 
+bool IsSelected(const Input& input, const Sources& sources) {
+    return sources.selection.IsEmpty() || sources.selection.Takes(ReadMail(input, sources));
+}
+
 int ForEachInput(const Sources& sources, Inputs::Quoting quoting,
                  const std::function<void(const Input&)>& use) {
     int status = 0;
@@ -140,7 +146,7 @@ int ForEachInput(const Sources& sources, Inputs::Quoting quoting,
         std::string failure;
         try {
             if (!input->failure.empty()) throw InputFailure(input->name, input->failure);
-            use(*input);
+            if (IsSelected(*input, sources)) use(*input);
             continue;
         } catch (const InputFailure& error) {
             failure = error.what();

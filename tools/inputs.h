@@ -11,6 +11,7 @@
 #include <mime/mail.h>
 
 #include "output.h"
+#include "selection.h"
 
 namespace Tool {
 
@@ -21,6 +22,7 @@ struct Sources {
     bool isRecursive = false;  ///< reads the subfolders of a folder of messages too
     std::optional<std::string> contentType;  ///< given when it is not in the files
     bool strict = false;                     ///< with the exact rules instead of the mail rules
+    Selection selection;                     ///< which messages are meant
 
     /// Nothing but one message is in each file then.
     bool AreBare() const { return contentType || strict; }
@@ -72,7 +74,16 @@ public:
     using Failure::Failure;
 };
 
-/// Calls `use` for every message that can be read from. Where that is not so, or `use` throws
+/// Reads standard input ("-"), a pipe or a device to its end.
+Input ReadStream(const std::string& file);
+
+/// Why a message cannot be read, without the name of its file.
+std::string GetReason(const MIME::Error& error);
+
+/// Does the user's selection take the message? @throws InputFailure when it cannot be read.
+bool IsSelected(const Input& input, const Sources& sources);
+
+/// Calls `use` for every message that can be read from and is selected. Where that is not so, or `use` throws
 /// InputFailure or std::bad_alloc, the reason is printed and the next one follows.
 /// @return the exit status: 0, or 1 when something failed.
 int ForEachInput(const Sources& sources, Inputs::Quoting quoting,

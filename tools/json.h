@@ -5,14 +5,12 @@
 #include <nlohmann/json.hpp>
 
 #include "inputs.h"
+#include "json_text.h"
 
 /// What the commands print for programs: one object a line. docs/json.md describes them.
 namespace Tool {
 
 using Json = nlohmann::ordered_json;
-
-/// The version of the objects. New keys do not change it.
-constexpr unsigned kSchema = 2;
 
 /// The keys with which every object begins.
 inline Json DescribeInput(const Input& input) {

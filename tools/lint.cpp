@@ -3,11 +3,13 @@
 #include <optional>
 #include <string>
 
+#include "colours.h"
 #include "commands.h"
 #include "escape.h"
 #include "json.h"
 #include "message.h"
 #include "output.h"
+#include "severity.h"
 
 // "lint": prints the report of the reader, as lines for people or as JSON for programs. A message that
 // cannot be read is reported too, after what was found before the failure.
@@ -44,16 +46,9 @@ Finding Examine(const Input& input, const Sources& sources) {
     return finding;
 }
 
-const char* GetName(MIME::Deviation::Severity severity) {
-    switch (severity) {
-        case MIME::Deviation::Severity::harmless:
-            return "harmless";
-        case MIME::Deviation::Severity::repaired:
-            return "repaired";
-        case MIME::Deviation::Severity::ambiguous:
-            return "ambiguous";
-    }
-    return "";
+std::string PaintSeverity(MIME::Deviation::Severity severity) {
+    constexpr Colour kColours[] = {Colour::green, Colour::yellow, Colour::red};
+    return Paint(kColours[static_cast<size_t>(severity)], GetSeverityName(severity));
 }
 
 void PrintLines(const Input& input, const Finding& finding) {
@@ -65,20 +60,21 @@ void PrintLines(const Input& input, const Finding& finding) {
     };
     const MIME::ReadReport& report = finding.report;
     for (const Entry& entry : report.deviations) {
-        printLine(entry.offset, entry.path, GetName(MIME::Deviation::GetSeverity(entry.kind)),
+        printLine(entry.offset, entry.path, PaintSeverity(MIME::Deviation::GetSeverity(entry.kind)),
                   ToString(MIME::Deviation::GetStr(entry.kind)));
     }
     if (report.omitted != 0) {
         Print(Escape(file) + ": " + std::to_string(report.omitted) + " more\n");
     }
     if (!finding.failure.empty()) {
-        printLine(report.failureOffset, report.failurePath, "failure", finding.reason);
+        printLine(report.failureOffset, report.failurePath, Paint(Colour::red, "failure"),
+                  finding.reason);
     }
 }
 
 Json Describe(const Entry& entry, uint64_t start) {
     return {{"kind", ToString(MIME::Deviation::GetName(entry.kind))},
-            {"severity", GetName(MIME::Deviation::GetSeverity(entry.kind))},
+            {"severity", GetSeverityName(MIME::Deviation::GetSeverity(entry.kind))},
             {"text", ToString(MIME::Deviation::GetStr(entry.kind))},
             {"offset", start + entry.offset},
             {"index", MakeIndex(entry.path)}};
@@ -97,11 +93,21 @@ void PrintJson(const Input& input, const Finding& finding) {
                    {"index", MakeIndex(report.failurePath)}};
     }
     Json all = DescribeInput(input);
-    all["worst"] = report.deviations.IsEmpty() ? Json(nullptr) : Json(GetName(report.worst));
+    all["worst"] =
+        report.deviations.IsEmpty() ? Json(nullptr) : Json(GetSeverityName(report.worst));
     all["deviations"] = std::move(deviations);
     all["omitted"] = report.omitted;
     all["failure"] = std::move(failure);
     Print(Dump(all) + "\n");
+}
+
+/// What cannot be read is always meant.
+bool IsMeant(const Input& input, const Sources& sources) {
+    try {
+        return !input.failure.empty() || IsSelected(input, sources);
+    } catch (const InputFailure&) {
+        return true;
+    }
 }
 
 /// @return the exit status for this message.
@@ -124,7 +130,7 @@ int Lint(const LintOptions& options) {
     int status = 0;
     Inputs inputs(options.sources, Inputs::Quoting::asInFile);
     while (const std::optional<Input> input = inputs.Next()) {
-        status = std::max(status, LintInput(*input, options));
+        if (IsMeant(*input, options.sources)) status = std::max(status, LintInput(*input, options));
     }
     FinishOutput();
     return status;

@@ -1,6 +1,7 @@
 #include "message_source.h"
 
 #include <cstdio>
+#include <system_error>
 
 #include "files.h"
 #include "kivgui/disk_file.h"
@@ -40,6 +41,8 @@ std::string GetShownName(const std::string& path) {
 
 std::string GetPlainFile(const std::string& path, WorkFolder& folder) {
     if (path == "-") return StoreStream(stdin, GetShownName(path), folder);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(ToPath(path), ignored)) throw Failure(path, "is a folder");
     if (!IsStream(path)) return path;
     const Stream stream(System::OpenStream(path));
     if (stream == nullptr) throw Failure(path, GetSystemReason());

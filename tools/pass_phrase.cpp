@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "kivgui/error.h"
 #include "output.h"
 
 namespace Tool {
@@ -28,6 +29,12 @@ PassPhrase::PassPhrase(const std::string& path) {
         Wipe();
         throw Failure(path, reason);
     }
+}
+
+std::string ExplainError(const MIME::Error& error, const Signer& signer) {
+    const bool isProtected = error.GetSystemCode() == KivGuiBase::kErrorInvalidPassword;
+    if (!isProtected || signer.file.empty() || !signer.passFile.empty()) return error.GetText();
+    return signer.file + ": is protected by a pass phrase; --pass-file names a file with it";
 }
 
 void PassPhrase::Wipe() {

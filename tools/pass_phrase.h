@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include <mime/mail.h>
+
 #include "files.h"
 
 namespace Tool {
@@ -33,6 +35,9 @@ private:
     char buffer_[kMaxLength] = {};
     size_t length_ = 0;
 };
+
+/// What to say of an error when something was to be signed: that the key is protected, where that is why.
+std::string ExplainError(const MIME::Error& error, const Signer& signer);
 
 /// Has a Composer or an Edit sign what it writes, if somebody signs. @throws Failure
 template <class Writer>

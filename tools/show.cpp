@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "colours.h"
 #include "commands.h"
 #include "escape.h"
 #include "json.h"
@@ -94,7 +95,8 @@ private:
 
 void PrintFields(const Message& message, size_t entity) {
     for (const ShownField& field : message.GetFields(entity)) {
-        std::string line = "    " + Escape(field.name) + ": " + Escape(field.value);
+        std::string line =
+            "    " + Paint(Colour::cyan, Escape(field.name)) + ": " + Escape(field.value);
         for (const MIME::Parameter& parameter : field.parameters) {
             line += "; " + Escape(parameter.name);
             if (!parameter.value.empty()) line += "=\"" + Escape(parameter.value, '"') + "\"";
@@ -108,7 +110,9 @@ void PrintTable(const Message& message, bool withFields) {
     const size_t count = message.GetOutline().GetCount();
     for (size_t i = 0; i < count; ++i) rows.push_back(MakeRow(message, i));
     const Table table(rows);
-    Print(table.Format(rows.front()));
+    std::string head = table.Format(rows.front());
+    head.pop_back();
+    Print(Paint(Colour::bold, head) + "\n");
     for (size_t i = 0; i < count; ++i) {
         Print(table.Format(rows[i + 1]));
         if (withFields) PrintFields(message, i);

@@ -8,6 +8,7 @@
 #include "files.h"
 #include "message.h"
 #include "output.h"
+#include "pass_phrase.h"
 
 /// What the commands share that write mail.
 namespace Tool {
@@ -21,13 +22,15 @@ auto PassOn(Writer& writer, const TakePiece& take) {
     });
 }
 
+/// @param signer  who was to sign it.
 /// @param shown  what the user calls the message. @throws Failure, unless it was written.
 template <class Value>
-void CheckWritten(const MIME::Result<Value>& written, const std::string& shown) {
+void CheckWritten(const MIME::Result<Value>& written, const std::string& shown,
+                  const Signer& signer = {}) {
     if (written) return;
     const MIME::Error& error = written.error();
     // Errors of files name the file.
-    if (error.GetSystemCode() != 0) throw Failure(error.GetText());
+    if (error.GetSystemCode() != 0) throw Failure(ExplainError(error, signer));
     const std::string& path = error.GetEntityPath();
     throw Failure(path.empty() ? shown : shown + ": part " + MakeIndex(path), error.GetText());
 }

@@ -23,6 +23,9 @@ std::FILE* OpenStream(const std::string& path);
 /// Does the stream go to a terminal?
 bool IsTerminal(std::FILE* stream);
 
+/// Does the stream go to a terminal that obeys codes for colours (ECMA-48, 8.3.117)? Prepares it for them.
+bool ShowsColours(std::FILE* stream);
+
 /// Makes a new folder for this user alone in the system's folder for temporary files.
 /// @return its path. @throws std::system_error
 std::string MakeTemporaryFolder();

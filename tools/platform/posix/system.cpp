@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -65,6 +66,11 @@ std::FILE* OpenStream(const std::string& path) {
 
 bool IsTerminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
+}
+
+bool ShowsColours(std::FILE* stream) {
+    const char* const terminal = std::getenv("TERM");
+    return IsTerminal(stream) && terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
 std::string MakeTemporaryFolder() {

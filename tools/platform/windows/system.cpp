@@ -51,6 +51,13 @@ bool IsTerminal(std::FILE* stream) {
     return _isatty(_fileno(stream)) != 0;
 }
 
+bool ShowsColours(std::FILE* stream) {
+    constexpr DWORD kObeysCodes = 0x0004;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    DWORD mode = 0;
+    return GetConsoleMode(console, &mode) != 0 && SetConsoleMode(console, mode | kObeysCodes) != 0;
+}
+
 std::string MakeTemporaryFolder() {
     // The library makes names there that nobody can predict, in UTF-8.
     const KivGuiBase::File name(KivGuiBase::FileType::temporary, "kivmime", true);
