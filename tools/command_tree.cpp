@@ -1,8 +1,19 @@
 #include "command_tree.h"
 
+#include <sstream>
+
 namespace Tool {
 
 namespace {
+
+/// Divides the parser's "WHEN:{auto,never}" or "N:INT in [1 - 9]" into the name and the choices.
+void TakeTypeName(const std::string& type, CommandOption& option) {
+    const size_t end = type.find(':');
+    option.value = type.substr(0, end);
+    if (end == std::string::npos || type.compare(end, 2, ":{") != 0) return;
+    std::istringstream choices(type.substr(end + 2, type.size() - end - 3));
+    for (std::string choice; std::getline(choices, choice, ',');) option.choices.push_back(choice);
+}
 
 CommandOption Describe(const CLI::Option& option) {
     CommandOption described;
@@ -15,7 +26,7 @@ CommandOption Describe(const CLI::Option& option) {
     described.isValueJoined = isFlag && described.help.find("=PATTERN") != std::string::npos;
     if (option.get_positional()) described.value = option.get_name(true);
     if (described.isValueJoined) described.value = "PATTERN";
-    if (!isFlag && !option.get_positional()) described.value = option.get_type_name();
+    if (!isFlag && !option.get_positional()) TakeTypeName(option.get_type_name(), described);
     return described;
 }
 

@@ -12,6 +12,7 @@ struct CommandOption {
     std::vector<std::string> shortNames;  ///< "-o"
     std::vector<std::string> longNames;   ///< "--output"
     std::string value;                    ///< what follows: "OUT"; empty for nothing
+    std::vector<std::string> choices;     ///< which values there are; empty: others
     bool isValueJoined = false;           ///< it is optional, and follows "="
     bool isRequired = false;
     bool isRepeated = false;

@@ -38,6 +38,15 @@ void ForEachName(const CommandOption& option, const Visit& visit) {
     for (const std::string& name : option.longNames) visit(name);
 }
 
+/// "auto always never"
+std::string JoinChoices(const CommandOption& option) {
+    std::string joined;
+    for (const std::string& choice : option.choices) {
+        joined += (joined.empty() ? "" : " ") + choice;
+    }
+    return joined;
+}
+
 // ----------------------------------------------------------------------------------------- bash --
 
 std::string ListWords(const CommandEntry& program, const CommandEntry& command) {
@@ -92,6 +101,7 @@ std::string EscapeZsh(const std::string& text) {
 }
 
 std::string MakeZshValue(const CommandOption& option) {
+    if (!option.choices.empty()) return ":" + option.value + ":(" + JoinChoices(option) + ")";
     return ":" + option.value + ":" + (IsFile(option.value) ? "_files" : " ");
 }
 
@@ -161,6 +171,7 @@ std::string MakeFishOption(const CommandOption& option, const std::string& condi
     for (const std::string& name : option.longNames) line += " -l " + name.substr(2);
     if (!option.value.empty() && !option.isValueJoined)
         line += IsFile(option.value) ? " -rF" : " -x";
+    if (!option.choices.empty()) line += " -a " + EscapeFish(JoinChoices(option));
     return line + " -d " + EscapeFish(option.help) + "\n";
 }
 

@@ -171,16 +171,16 @@ bool IndexQueue::IsDone(const IndexTask& task) const {
     return !done_.IsEmpty() && done_.Has(task.path, task.entry ? task.entry->GetOffset() : 0);
 }
 
-/// A mapped file counts as memory of the process as long as its pages do. Pages that somebody still looks
-/// at are read again.
+/// A mapped file counts as memory of the process as long as its pages do. Those that a thread still looks at
+/// come back, so they are given back twice: the second time when the thread has long been elsewhere.
 void IndexQueue::ReleasePassed(OpenMbox& mbox, const MIME::FolderEntry& entry) {
     constexpr uint64_t kStep = 0x800000;
     const uint64_t offset = entry.GetOffset();
     // Only what is at least this large is mapped.
     if (offset < MemoryFile::kMapSize || offset - mbox.released < kStep) return;
-    const size_t size = static_cast<size_t>(offset - mbox.released);
+    const size_t size = static_cast<size_t>(offset - mbox.releasedOnce);
     MemoryFile::Release({entry.GetText().data() - size, size});
-    mbox.released = offset;
+    mbox.releasedOnce = std::exchange(mbox.released, offset);
 }
 
 void IndexQueue::Finish(const IndexTask& task, IndexRecord record) {

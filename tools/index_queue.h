@@ -89,8 +89,9 @@ private:
     struct OpenMbox {
         std::string path;
         MIME::MailFolder folder;
-        uint64_t count = 0;     ///< of its messages that were handed out
-        uint64_t released = 0;  ///< bytes from its start that were given back to the system
+        uint64_t count = 0;         ///< of its messages that were handed out
+        uint64_t released = 0;      ///< up to here its pages were given back to the system
+        uint64_t releasedOnce = 0;  ///< from here, once
     };
 
     std::optional<IndexTask> DrawFromMbox();

@@ -64,14 +64,19 @@ std::string GetSortedName(const fs::directory_entry& entry, bool isRecursive) {
     return entry.is_regular_file(error) ? name : std::string();
 }
 
-bool IsFolder(const fs::path& path) {
+bool IsFolder(const std::string& path) {
     std::error_code ignored;
-    return fs::is_directory(path, ignored);
+    return fs::is_directory(ToPath(path), ignored);
+}
+
+/// With "/" on every system, so that ids are the same.
+std::string Join(const std::string& folder, const std::string& name) {
+    return folder.ends_with('/') ? folder + name : folder + "/" + name;
 }
 
 }  // namespace
 
-FolderWalk::FolderWalk(fs::path folder, bool isRecursive, bool isMaildir)
+FolderWalk::FolderWalk(std::string folder, bool isRecursive, bool isMaildir)
     : isRecursive_(isRecursive), isMaildir_(isMaildir) {
     levels_.push_back({std::move(folder), {}, {}, false});
 }
@@ -83,7 +88,7 @@ bool FolderWalk::List(Level& level, std::string& failure) const {
     const size_t depth = std::min<size_t>(levels_.size() - 1, 3);
     SmallestNames names(std::max(kMaxBytes >> depth, kMinBytes));
     std::error_code error;
-    for (fs::directory_iterator at(level.folder, error), end; !error && at != end;
+    for (fs::directory_iterator at(ToPath(level.folder), error), end; !error && at != end;
          at.increment(error)) {
         std::string name = GetSortedName(*at, isRecursive_);
         if (name > level.last) names.Offer(std::move(name));
@@ -98,7 +103,7 @@ std::optional<WalkedFile> FolderWalk::Next() {
     while (!levels_.empty()) {
         Level& level = levels_.back();
         if (level.names.empty()) {
-            WalkedFile failed{FromPath(level.folder), false, {}};
+            WalkedFile failed{level.folder, false, {}};
             const bool isListed = level.isComplete || List(level, failed.failure);
             if (!isListed) level.isComplete = true;
             if (level.names.empty()) levels_.pop_back();
@@ -107,17 +112,18 @@ std::optional<WalkedFile> FolderWalk::Next() {
         }
         level.last = std::move(level.names.back());
         level.names.pop_back();
-        const fs::path path = level.folder / ToPath(level.last);
-        if (!level.last.ends_with('/')) return WalkedFile{FromPath(path), isMaildir_, {}};
-        levels_.push_back({path.parent_path(), {}, {}, false});
+        std::string path = Join(level.folder, level.last);
+        if (!path.ends_with('/')) return WalkedFile{std::move(path), isMaildir_, {}};
+        path.pop_back();
+        levels_.push_back({std::move(path), {}, {}, false});
     }
     return std::nullopt;
 }
 
-void MailboxWalk::Enter(const fs::path& folder) {
-    if (IsFolder(folder / "cur") && IsFolder(folder / "new")) {
-        folders_.emplace_back(folder / "new", false, true);
-        folders_.emplace_back(folder / "cur", false, true);
+void MailboxWalk::Enter(const std::string& folder) {
+    if (IsFolder(Join(folder, "cur")) && IsFolder(Join(folder, "new"))) {
+        folders_.emplace_back(Join(folder, "new"), false, true);
+        folders_.emplace_back(Join(folder, "cur"), false, true);
     } else {
         folders_.emplace_back(folder, sources_.isRecursive, false);
     }
@@ -131,8 +137,8 @@ std::optional<WalkedFile> MailboxWalk::Next() {
         }
         if (nextFile_ == sources_.files.size()) return std::nullopt;
         const std::string& given = sources_.files[nextFile_++];
-        if (given == "-" || !IsFolder(ToPath(given))) return WalkedFile{given, false, {}};
-        Enter(ToPath(given));
+        if (given == "-" || !IsFolder(given)) return WalkedFile{given, false, {}};
+        Enter(given);
     }
 }
 

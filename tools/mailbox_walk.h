@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -25,13 +24,13 @@ struct WalkedFile {
 /// Names that begin with a dot, and links to folders, are left out.
 class FolderWalk {
 public:
-    FolderWalk(std::filesystem::path folder, bool isRecursive, bool isMaildir);
+    FolderWalk(std::string folder, bool isRecursive, bool isMaildir);
 
     std::optional<WalkedFile> Next();
 
 private:
     struct Level {
-        std::filesystem::path folder;
+        std::string folder;
         std::string last;  ///< the name that was given last
         std::vector<std::string>
             names;                ///< the next ones, the nearest at the end; folders end in "/"
@@ -53,7 +52,7 @@ public:
     std::optional<WalkedFile> Next();
 
 private:
-    void Enter(const std::filesystem::path& folder);
+    void Enter(const std::string& folder);
 
     const Sources& sources_;
     size_t nextFile_ = 0;

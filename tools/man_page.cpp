@@ -9,6 +9,8 @@ namespace Tool {
 
 namespace {
 
+const std::vector<std::string> kHelp = {"-h"};
+
 /// A text in which nothing is a request or an escape.
 std::string Quote(std::string_view text) {
     std::string quoted;
@@ -80,10 +82,17 @@ std::string MakeList(const std::vector<CommandOption>& options) {
     return out;
 }
 
+/// Without the one that every command has.
+std::vector<CommandOption> GetOwnOptions(const CommandEntry& command) {
+    std::vector<CommandOption> own = command.options;
+    std::erase_if(own, [](const CommandOption& option) { return option.shortNames == kHelp; });
+    return own;
+}
+
 std::string MakeCommand(const CommandEntry& command) {
     std::string out = ".SS " + command.name + "\n" + MakeSynopsis(command) + "\n.PP\n";
     out += Quote(command.help) + ".\n";
-    out += MakeList(command.arguments) + MakeList(command.options);
+    out += MakeList(command.arguments) + MakeList(GetOwnOptions(command));
     if (!command.footer.empty()) out += ".PP\n" + MakeParagraphs(command.footer);
     return out;
 }

@@ -3,7 +3,7 @@
 
 PACKAGES_build="g++ cmake ninja-build libssl-dev libgumbo-dev"
 PACKAGES_tools="libcli11-dev nlohmann-json3-dev"
-PACKAGES_test="libgtest-dev python3 openssl"
+PACKAGES_test="libgtest-dev python3 openssl mandoc zsh fish"
 PACKAGES_bench="libbenchmark-dev libssl-dev python3"
 PACKAGES_install_test="pkg-config binutils"
 PACKAGES_interop="pkg-config libgmime-3.0-dev"

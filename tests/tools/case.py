@@ -81,6 +81,7 @@ class Case(unittest.TestCase):
 
     def file(self, name, content):
         path = self.home / name
+        path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content)
         return path
 
