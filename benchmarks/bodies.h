@@ -38,6 +38,21 @@ inline std::string MakeBinary(size_t size) {
     return Test::Random(2).Bytes(size);
 }
 
+/// Lines of 50 to 80 letters, of which one in four is a byte above ASCII.
+inline std::string MakeMixed(size_t size) {
+    Test::Random random(4);
+    std::string text;
+    while (text.size() < size) {
+        for (size_t left = 50 + random.Below(30); left > 0; --left) {
+            const size_t number = random.Below(26);
+            text += static_cast<char>(random.Below(4) == 0 ? 0xC0 + number : 'a' + number);
+        }
+        text += "\r\n";
+    }
+    text.resize(size);
+    return text;
+}
+
 /// Different bodies of one size, a mebibyte of them or a single larger one: the processor learns every
 /// branch of a short body that is repeated.
 inline std::vector<std::string> MakeBodies(MakeBody makeBody, size_t size) {

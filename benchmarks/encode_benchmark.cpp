@@ -41,6 +41,7 @@ void QpEncode(benchmark::State& state, MakeBody makeBody) {
     SetBytesAndCopy(state, body.size());
 }
 BENCHMARK_CAPTURE(QpEncode, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpEncode, mixed, MakeMixed)->Arg(kSize);
 BENCHMARK_CAPTURE(QpEncode, binary, MakeBinary)->Arg(kSize);
 
 void QpEncodeAtScale(benchmark::State& state) {
@@ -71,6 +72,7 @@ void QpDecode(benchmark::State& state, MakeBody makeBody) {
     SetBytesAndCopy(state, text.GetLength());
 }
 BENCHMARK_CAPTURE(QpDecode, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpDecode, mixed, MakeMixed)->Arg(kSize);
 BENCHMARK_CAPTURE(QpDecode, binary, MakeBinary)->Arg(kSize);
 
 /// As the mail rules do, whose decoder tolerates more; in pieces of 16 KiB.
@@ -94,6 +96,7 @@ void QpDecodeLeniently(benchmark::State& state, MakeBody makeBody) {
     DecodeLeniently<LenientQuotedPrintable>(state, MakeQpText(state, makeBody));
 }
 BENCHMARK_CAPTURE(QpDecodeLeniently, text, MakeProse)->Arg(kSize);
+BENCHMARK_CAPTURE(QpDecodeLeniently, mixed, MakeMixed)->Arg(kSize);
 BENCHMARK_CAPTURE(QpDecodeLeniently, binary, MakeBinary)->Arg(kSize);
 
 /// As a host does: line by line through the public function.

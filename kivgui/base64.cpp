@@ -20,6 +20,7 @@ namespace KivGuiBase {
 namespace {
 
 constexpr char kPadding = '=';
+constexpr std::string_view kLineEnd = "\r\n";
 
 /// Writes the last, incomplete group of 1 or 2 bytes.
 char* EncodeRest(const unsigned char* bytes, size_t size, char* out) noexcept {
@@ -118,6 +119,15 @@ public:
         return taken;
     }
 
+    /// Decodes whole lines of `lineLength` characters and CR LF. @return their characters.
+    size_t TakeLines(std::string_view text, size_t lineLength) noexcept {
+        const size_t room = static_cast<size_t>(limit_ - out_) / (lineLength / 4 * 3);
+        const size_t size = std::min(text.size(), room * (lineLength + kLineEnd.size()));
+        const size_t lines = Base64::DecodeLines(text.data(), size, lineLength, kLineEnd, out_);
+        out_ += lines * (lineLength / 4 * 3);
+        return lines * (lineLength + kLineEnd.size());
+    }
+
     bool Take(char c) noexcept {
         if (c == kPadding) {
             if (count_ < 2) return false;
@@ -160,10 +170,19 @@ bool B64Str2Binary(const AnsiStr& text, void* buffer, unsigned& size,
     GroupDecoder groups(start, size);
     std::string_view rest = text;
     const std::string_view skipped = separator != nullptr ? separator : "";
+    const bool skipsLineEnds = skipped.find('\r') != std::string_view::npos &&
+                               skipped.find('\n') != std::string_view::npos;
     while (!rest.empty()) {
         if (groups.IsBetweenGroups()) {
-            rest.remove_prefix(groups.TakeGroups(rest));
+            const size_t length = groups.TakeGroups(rest);
+            rest.remove_prefix(length);
             if (rest.empty()) break;
+            if (length != 0 && skipsLineEnds && rest.starts_with(kLineEnd)) {
+                // The lines of a text have one length.
+                rest.remove_prefix(kLineEnd.size());
+                rest.remove_prefix(groups.TakeLines(rest, length));
+                continue;
+            }
         }
         const char c = rest.front();
         if (skipped.find(c) == std::string_view::npos && !groups.Take(c)) return false;

@@ -27,6 +27,14 @@ compare_libraries() {
   fi
   print_machine
   python3 "$ROOT/benchmarks/compare.py" "$build/benchmarks/peer_harness" "$@" "${peers[@]}"
+  compare_codecs
+}
+
+# Base64 and quoted-printable alone: the second table.
+compare_codecs() {
+  cmake --build "$build" -j "$JOBS" --target codec_compare
+  echo
+  "$build/benchmarks/codec_compare"
 }
 
 print_machine() {
