@@ -24,6 +24,9 @@ struct FolderView {
 
 /// Draws entries from a folder; any number of threads may.
 struct EntryWalk : FolderView {
+    uint64_t begin = 0;         ///< only what begins here or later in its file,
+    uint64_t end = UINT64_MAX;  ///< and before this
+
     py::object Next() {
         return TakeNext([](const FolderEntry& entry) { return py::cast(entry); });
     }
@@ -34,9 +37,18 @@ protected:
         return MakeException(error);
     }
 
+    std::optional<MIME::Result<FolderEntry>> FindNext() const {
+        while (true) {
+            auto next = folder->Next();
+            if (!next || !*next) return next;
+            const uint64_t offset = (*next)->GetOffset();
+            if (offset >= begin && offset < end) return next;
+        }
+    }
+
     template <class Make>
     py::object TakeNext(Make make) {
-        const auto next = WithoutLock([&] { return folder->Next(); });
+        const auto next = WithoutLock([&] { return FindNext(); });
         if (!next) throw py::stop_iteration();
         return *next ? make(**next) : Fail(next->error());
     }
@@ -125,10 +137,14 @@ void AddFolder(py::module_& module) {
                            "The messages of a folder. Each is given once, to whichever loop or "
                            "thread asks.")
         .def_property_readonly("kind", &GetKind, "'message', 'mbox', 'maildir' or 'files'.")
-        .def("__iter__", [](const FolderView& self) { return MailWalk{{self}}; })
+        .def("__iter__", [](const FolderView& self) { return MailWalk{{{self}}}; })
         .def(
-            "entries", [](const FolderView& self) { return EntryWalk{self}; },
-            "The same without reading them.")
+            "entries",
+            [](const FolderView& self, uint64_t begin, std::optional<uint64_t> end) {
+                return EntryWalk{{self}, begin, end.value_or(UINT64_MAX)};
+            },
+            py::arg("begin") = 0, py::arg("end") = py::none(),
+            "The same without reading them: those that begin in these bytes of their file.")
         .def(
             "rewind", [](const FolderView& self) { self.folder->Rewind(); },
             "Begins again with the first message.")

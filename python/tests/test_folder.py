@@ -26,6 +26,10 @@ def test_mbox_has_messages_and_their_places(mbox):
         assert entry.raw == MBOX[entry.offset:entry.offset + entry.size] and entry.file == mbox
         assert (entry.offset, entry.parse().subject) == (mail.entry.offset, mail.subject)
         assert entry.from_line.startswith("From a@b")
+    places = [mail.entry.offset for mail in mails]
+    for begin, end, expected in [(0, None, places), (places[0] + 1, None, places[1:]), (0, places[1], places[:1])]:
+        folder.rewind()
+        assert [entry.offset for entry in folder.entries(begin, end)] == expected
 
 
 def test_maildir_has_flags(tmp_path):
