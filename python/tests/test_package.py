@@ -28,7 +28,7 @@ def test_stubs_name_what_there_is():
 
 
 def test_document_shows_what_happens(tmp_path, monkeypatch):
-    """Runs the Python blocks of docs/python.md one after the other; a line with "# " at its end shows what print gave."""
+    """Runs the Python blocks of docs/python.md one after the other; what a line prints is after its "#"."""
     monkeypatch.chdir(tmp_path)
     shutil.copytree(ROOT / "samples", "mail")
     shutil.copy(ROOT / "samples/nested.eml", "x.eml")
@@ -39,4 +39,4 @@ def test_document_shows_what_happens(tmp_path, monkeypatch):
         printed = io.StringIO()
         with redirect_stdout(printed):
             exec(compile(block, "docs/python.md", "exec"), names)
-        assert printed.getvalue().splitlines() == re.findall(r"^[^#\n]*\bprint\(.*\)  # (.*)$", block, re.M)
+        assert printed.getvalue().splitlines() == re.findall(r"^[^#\n]*\bprint\(.*\) +# (.*)$", block, re.M)
