@@ -40,10 +40,7 @@ namespace Kernel = KivGuiBase::QuotedPrintable;
 
 constexpr char kEscape = '=';
 constexpr size_t kLineEnd = 2;
-/// What is copied for a line of output: as much as it may have, with its line end.
-constexpr size_t kCopied = 80;
-
-/// Divides escaped text into lines of output. Copies end up to kCopied characters after what counts.
+/// Divides escaped text into lines of output. Copies end up to kCopiedLine characters after what counts.
 class LineBreaker {
 public:
     LineBreaker(const char* escaped, char* out) noexcept : next_(escaped), put_(out) {}
@@ -55,7 +52,7 @@ public:
     /// @param lineEnd  characters before `stop` that do not count as the line's.
     void CopyLine(const char* stop, size_t lineEnd) noexcept {
         Break(stop - lineEnd);
-        std::memcpy(put_, next_, kCopied);
+        std::memcpy(put_, next_, kCopiedLine);
         put_ += stop - next_;
         next_ = stop;
     }
@@ -63,7 +60,7 @@ public:
     void Break(const char* stop) noexcept {
         constexpr size_t kLast = kMaxLine - 1;  // the soft break's "="
         while (stop - next_ > std::ptrdiff_t{kMaxLine}) {
-            std::memcpy(put_, next_, kCopied);
+            std::memcpy(put_, next_, kCopiedLine);
             const size_t length = kLast - size_t{next_[kLast - 1] == kEscape} -
                                   2 * size_t{next_[kLast - 2] == kEscape};
             std::memcpy(put_ + length, "=\r\n", 3);
@@ -77,40 +74,43 @@ private:
     char* put_;
 };
 
-/// The number of bytes that became this escaped text.
-size_t CountEscaped(std::string_view text) noexcept {
-    const auto escapes = static_cast<size_t>(std::count(text.begin(), text.end(), kEscape));
-    return text.size() - escapes * (kHexEscapeLength - 1);
-}
-
 }  // namespace
 
-size_t EncodeLines(const char*& next, const char* end, bool isLast, char* out) noexcept {
-    char text[Kernel::GetEscapeRoom(kPiece) + kCopied];
-    uint16_t lineEnds[kPiece / 2 + 1];
+EscapedPiece::EscapedPiece(const char* next, const char* end, bool isWhole,
+                           Kernel::Dots dots) noexcept {
     const auto left = static_cast<size_t>(end - next);
-    size_t size = std::min(left, kPiece);
-    isLast = isLast && size == left;
+    size_ = std::min(left, kPiece);
+    isLast = isWhole && size_ == left;
     if (!isLast) {
         // What a byte becomes may depend on the two after it, and no CR LF is divided.
-        size = std::min(size, left - kLineEnd);
-        if (next[size - 1] == '\r') --size;
+        size_ = std::min(size_, left - kLineEnd);
+        if (next[size_ - 1] == '\r') --size_;
     }
-    const Kernel::Escaped escaped =
-        Kernel::Escape({next, left}, size, Kernel::Dots::escaped, text, lineEnds);
-    const char* textEnd = text + escaped.size;
-    if (isLast && IsBlankAscii(next[size - 1])) {
-        textEnd = WriteHexEscape(kEscape, next[size - 1], text + escaped.size - 1);
+    const Kernel::Escaped escaped = Kernel::Escape({next, left}, size_, dots, text, lineEnds);
+    lineEndCount = escaped.lineEnds;
+    textEnd = text + escaped.size;
+    if (isLast && IsBlankAscii(next[size_ - 1])) {
+        textEnd = WriteHexEscape(kEscape, next[size_ - 1], text + escaped.size - 1);
     }
-    LineBreaker lines(text, out);
-    for (size_t i = 0; i < escaped.lineEnds; ++i) lines.CopyLine(text + lineEnds[i], kLineEnd);
-    if (isLast) {
-        lines.CopyLine(textEnd, 0);
+}
+
+size_t EscapedPiece::CountTaken(const char* unfinished) const noexcept {
+    const auto escapes = static_cast<size_t>(std::count(unfinished, textEnd, kEscape));
+    return size_ - static_cast<size_t>(textEnd - unfinished) + escapes * (kHexEscapeLength - 1);
+}
+
+size_t EncodeLines(const char*& next, const char* end, bool isLast, char* out) noexcept {
+    const EscapedPiece piece(next, end, isLast, Kernel::Dots::escaped);
+    LineBreaker lines(piece.text, out);
+    for (size_t i = 0; i < piece.lineEndCount; ++i) {
+        lines.CopyLine(piece.text + piece.lineEnds[i], kLineEnd);
+    }
+    if (piece.isLast) {
+        lines.CopyLine(piece.textEnd, 0);
     } else {
-        lines.Break(textEnd);
+        lines.Break(piece.textEnd);
     }
-    const auto unfinished = static_cast<size_t>(textEnd - lines.GetNext());
-    next += size - CountEscaped({lines.GetNext(), unfinished});
+    next += piece.CountTaken(lines.GetNext());
     return static_cast<size_t>(lines.GetEnd() - out);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "kivgui/kernels/quoted_printable_kernel.h"
@@ -12,20 +13,44 @@ namespace MIME::QuotedPrintable {
 
 inline constexpr unsigned kMaxLine = 76;  // RFC 2045, 6.7 (5), without CR LF
 
-/// Bytes that EncodeLines takes at a time, at most.
+/// Bytes that are encoded at a time, at most.
 inline constexpr size_t kPiece = 0x1000;
 
-/// Room that EncodeLines needs: escapes, soft breaks, and what is stored past the end.
-inline constexpr size_t kLinesRoom = 3 * kPiece / (kMaxLine - 3) * kMaxLine + 2 * kMaxLine;
+/// Room for a piece that is encoded: escapes, soft breaks, what protects the starts of lines, and what is
+/// stored past the end.
+inline constexpr size_t kLinesRoom = 3 * kPiece / (kMaxLine - 16) * kMaxLine + 2 * kMaxLine;
 
-/// With this many bytes before the end of its text, EncodeLines finds a whole line whatever follows; with
+/// With this many bytes before the end of its text, an encoder finds a whole line whatever follows; with
 /// fewer, more text must be fetched first if there is any.
 inline constexpr size_t kLookAhead = kMaxLine + 5;
 
-/// Encodes bytes from between `next` and `end` (at least one; more than kLookAhead unless the text ends at
-/// `end`, `isLast`), and moves `next` past those it took: whole output lines, with their soft or hard
-/// line breaks, or all that is left of the text.
-/// @return the number of characters written, at least one.
+/// What is copied for a line of output: as much as it may have, with its line end.
+inline constexpr size_t kCopiedLine = 80;
+
+/// The start of a text with its escapes, before soft breaks divide it into lines.
+struct EscapedPiece {
+    /// Takes bytes from between `next` and `end` (at least one; more than kLookAhead unless the text ends
+    /// at `end`, `isWhole`).
+    EscapedPiece(const char* next, const char* end, bool isWhole,
+                 KivGuiBase::QuotedPrintable::Dots dots) noexcept;
+
+    /// The number of bytes that became the escaped text before `unfinished`.
+    size_t CountTaken(const char* unfinished) const noexcept;
+
+    bool isLast;  ///< the text ends with it
+    const char* textEnd;
+    size_t lineEndCount;
+    uint16_t lineEnds[kPiece / 2 + 1];  ///< offsets in `text`, after each CR LF
+    /// A line may be copied from wherever one begins.
+    char text[KivGuiBase::QuotedPrintable::GetEscapeRoom(kPiece) + kCopiedLine];
+
+private:
+    size_t size_;  ///< in bytes of the text
+};
+
+/// Encodes bytes from between `next` and `end`, as many as EscapedPiece takes, and moves `next` past those
+/// in whole output lines, with their soft or hard line breaks, or past all that is left of the text (`isLast`).
+/// @return the number of characters written, at least one; `out` has kLinesRoom.
 size_t EncodeLines(const char*& next, const char* end, bool isLast, char* out) noexcept;
 
 /// Encodes a whole body. @return false when the text would pass AnsiStr::kMaxLength or memory

@@ -131,14 +131,14 @@ void EncodeQuoted(const BodySource& body, const BodyPlan& plan, std::string_view
     const auto encode = [&](std::string_view text, bool isLast) {
         const char* next = text.data();
         const char* const end = next + text.size();
-        const size_t kept = isLast ? 0 : QuotedLines::kLookAhead;
+        const size_t kept = isLast ? 0 : QuotedPrintable::kLookAhead;
         while (static_cast<size_t>(end - next) > kept) {
-            char* const begin = out.GetRoom(lines.GetLineRoom());
-            out.Commit(static_cast<size_t>(lines.PutLine(next, end, begin) - begin));
+            char* const room = out.GetRoom(QuotedPrintable::kLinesRoom);
+            out.Commit(lines.Encode(next, end, isLast, room));
         }
         return static_cast<size_t>(next - text.data());
     };
-    ReadInto(body, QuotedLines::kLookAhead, encode);
+    ReadInto(body, QuotedPrintable::kLookAhead, encode);
     out.Flush();
 }
 

@@ -1,177 +1,121 @@
 #include "mime/writing/quoted_lines.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
-#include "kivgui/ascii.h"
 #include "kivgui/hex.h"
-#include "kivgui/kernels/vector16.h"
-#include "kivgui/utf8.h"
 
-// A line is filled with as much as 76 characters hold. If the text's line does not end there, the last
-// byte is taken back when the "=" of the soft break needs its room, and the beginning of a UTF-8
-// character with it. Plain text is copied 16 bytes at a time; what was too much is written over.
+// A piece of text with its escapes is divided into lines: each gets as much as leaves room for the "=" of a
+// soft break, without dividing an escape, and gives back the beginning of a UTF-8 character. All bytes of such
+// a character are escapes, so their first digits tell what they are.
 
 namespace MIME {
 
+using KivGuiBase::kHexEscapeLength;
+using KivGuiBase::WriteHexEscape;
+using QuotedPrintable::kCopiedLine;
+using QuotedPrintable::kMaxLine;
+
 namespace {
 
-using KivGuiBase::CountLeading;
-using KivGuiBase::IsBlankAscii;
-using KivGuiBase::IsUtf8Tail;
-using KivGuiBase::kHexEscapeLength;
-using KivGuiBase::Vector16;
-using KivGuiBase::WriteHexEscape;
-
-constexpr unsigned kMaxLine = QuotedPrintable::kMaxLine;
 constexpr char kEscape = '=';
 
-/// Is written as it is, but for a blank at the end of a line.
-constexpr bool IsPlain(char c) noexcept {
-    return (c >= ' ' && c <= '~' && c != kEscape) || c == '\t';
+bool StartsWith(const char* next, const char* stop, std::string_view text) noexcept {
+    return std::string_view(next, static_cast<size_t>(stop - next)).starts_with(text);
 }
 
-/// What a byte becomes inside a line.
-struct Unit {
-    char text[4];
-    unsigned char length;
-};
-
-constexpr std::array<Unit, 256> kUnits = [] {
-    std::array<Unit, 256> units{};
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        const char c = static_cast<char>(byte);
-        if (IsPlain(c)) {
-            units[byte] = {{c}, 1};
-        } else {
-            units[byte].length = kHexEscapeLength;
-            WriteHexEscape(kEscape, c, units[byte].text);
-        }
-    }
-    return units;
-}();
-
-const Unit& GetUnit(char c) noexcept {
-    return kUnits[static_cast<unsigned char>(c)];
+/// Is there an escape at `at` of a continuation byte?
+bool IsUtf8Tail(const char* at) noexcept {
+    return at[0] == kEscape && (at[1] == '8' || at[1] == '9' || at[1] == 'A' || at[1] == 'B');
+}
+/// Is there an escape at `at` of a byte that begins a UTF-8 character of several?
+bool IsUtf8Lead(const char* at) noexcept {
+    return at[0] == kEscape && at[1] >= 'C' && at[1] <= 'F';
 }
 
-/// An output line while it is built.
-struct Line {
-    const char* next;
-    const char* const end;
-    char* const out;
-    unsigned size = 0;
-
-    size_t GetLeft() const noexcept { return static_cast<size_t>(end - next); }
-    bool StartsWith(std::string_view text) const noexcept {
-        return std::string_view(next, GetLeft()).starts_with(text);
-    }
-    bool IsAtLineEnd() const noexcept { return next == end || StartsWith("\r\n"); }
-
-    void PutEscape() noexcept {
-        WriteHexEscape(kEscape, *next++, out + size);
-        size += kHexEscapeLength;
-    }
-    void PutPlain() noexcept;
-    void PutUnits() noexcept;
-    bool Fill() noexcept;
-    void TakeBack() noexcept { size -= GetUnit(*--next).length; }
-    bool EncodeLastBlank() noexcept;
-    void TakeBackToBreak() noexcept;
-};
-
-/// Copies plain bytes. Writes up to 16 bytes more than it counts.
-void Line::PutPlain() noexcept {
-    while (size < kMaxLine) {
-        unsigned seen = 1;
-        unsigned plain = 1;
-        if (GetLeft() >= Vector16::kSize) {
-            const Vector16 bytes(next);
-            bytes.Store(out + size);
-            seen = Vector16::kSize;
-            plain =
-                CountLeading((bytes.AreBetween(' ', '~') | bytes.Are('\t')) & ~bytes.Are(kEscape));
-        } else {
-            if (next == end || !IsPlain(*next)) return;
-            out[size] = *next;
-        }
-        const unsigned taken = std::min(plain, kMaxLine - size);
-        next += taken;
-        size += taken;
-        if (plain < seen) return;
-    }
-}
-
-/// Puts the bytes after a plain run, up to a blank or CR. Literals and escapes share one path without a
-/// branch, because in text that mixes them no processor can predict which comes next.
-void Line::PutUnits() noexcept {
-    constexpr unsigned kLast = kMaxLine - kHexEscapeLength;
-    while (next != end && size <= kLast && *next != '\r') {
-        const Unit& unit = GetUnit(*next);
-        std::memcpy(out + size, unit.text, sizeof unit.text);
-        size += unit.length;
-        ++next;
-        if (next != end && IsBlankAscii(*next)) return;
-    }
-}
-
-/// Puts as much as fits. @return true when that is the rest of the text's line.
-bool Line::Fill() noexcept {
-    for (;;) {
-        PutPlain();
-        if (IsAtLineEnd()) return true;
-        if (size + GetUnit(*next).length > kMaxLine) return false;
-        if (*next == '\r') {
-            PutEscape();
-        } else {
-            PutUnits();
-        }
-    }
-}
-
-/// Encodes a blank that would end the line. @return false when it must be on a line of its own.
-bool Line::EncodeLastBlank() noexcept {
-    if (size == 0 || !IsBlankAscii(next[-1])) return true;
-    TakeBack();
-    if (size > kMaxLine - kHexEscapeLength) return false;
-    PutEscape();
-    return true;
-}
-
-/// Makes room for a soft break, which must not divide a UTF-8 character.
-void Line::TakeBackToBreak() noexcept {
-    constexpr int kMaxTails = 3;
-    if (size == kMaxLine) TakeBack();
-    if (!IsUtf8Tail(*next)) return;
-    int tails = 1;
-    while (tails < kMaxTails && IsUtf8Tail(next[-tails])) ++tails;
-    if (static_cast<unsigned char>(next[-tails]) < 0xC0) return;  // not UTF-8
-    while (tails-- > 0) TakeBack();
+/// How much of a line comes before a soft break that has to be at `limit` or before it.
+size_t FindBreak(const char* line, size_t limit) noexcept {
+    constexpr size_t kMaxTails = 3;
+    const size_t cut =
+        limit - (line[limit - 1] == kEscape) - 2 * size_t{line[limit - 2] == kEscape};
+    const char* const at = line + cut;
+    if (!IsUtf8Tail(at)) return cut;
+    size_t tails = 1;
+    while (tails < kMaxTails && IsUtf8Tail(at - tails * kHexEscapeLength)) ++tails;
+    return IsUtf8Lead(at - tails * kHexEscapeLength) ? cut - tails * kHexEscapeLength : cut;
 }
 
 }  // namespace
 
-size_t QuotedLines::GetLineRoom() const noexcept {
-    return kMaxLine + lineEnd_.size() + Vector16::kSize;
+/// Escaped text, and where its lines are put.
+struct QuotedLines::Lines {
+    const char* next;
+    char* put;
+
+    /// Copies as many characters; writes up to kCopiedLine of them.
+    void Copy(size_t size) noexcept {
+        std::memcpy(put, next, kCopiedLine);
+        put += size;
+        next += size;
+    }
+    void Put(std::string_view text) noexcept { put = std::copy(text.begin(), text.end(), put); }
+};
+
+/// Escapes the first character of a line if it must not begin one. @return what it takes on the line.
+size_t QuotedLines::ProtectStart(Lines& lines, const char* stop) noexcept {
+    if (lines.next == stop) return 0;
+    const bool isExposed = *lines.next == '.' ||
+                           (*lines.next == '-' && (protectsDashes_ || isContinued_) &&
+                            StartsWith(lines.next, stop, "--")) ||
+                           (*lines.next == 'F' && (StartsWith(lines.next, stop, "From ") ||
+                                                   StartsWith(lines.next, stop, "From=20")));
+    if (!isExposed) return 0;
+    lines.put = WriteHexEscape(kEscape, *lines.next++, lines.put);
+    return kHexEscapeLength;
 }
 
-char* QuotedLines::PutLine(const char*& next, const char* end, char* out) noexcept {
-    Line line{next, end, out};
-    const bool isDashes = (protectsDashes_ || isContinued_) && line.StartsWith("--");
-    if (isDashes || *next == '.' || line.StartsWith("From ")) line.PutEscape();
-    isContinued_ = !line.Fill() || !line.EncodeLastBlank();
-    if (isContinued_) {
-        line.TakeBackToBreak();
-        out[line.size++] = kEscape;
+/// Puts lines with soft breaks, until what is left before `stop` is no more than a line.
+void QuotedLines::Break(Lines& lines, const char* stop) noexcept {
+    for (;;) {
+        const Lines before = lines;
+        const size_t used = ProtectStart(lines, stop);
+        if (used + static_cast<size_t>(stop - lines.next) <= kMaxLine) {
+            lines = before;
+            return;
+        }
+        lines.Copy(FindBreak(lines.next, kMaxLine - 1 - used));
+        *lines.put++ = kEscape;
+        lines.Put(lineEnd_);
+        isContinued_ = true;
     }
-    next = line.next;
-    char* const written = out + line.size;
-    if (!isContinued_) {
-        if (next == end) return written;
-        next += 2;
+}
+
+/// Puts a line of the text, up to its line end.
+void QuotedLines::PutLine(Lines& lines, const char* stop) noexcept {
+    Break(lines, stop);
+    ProtectStart(lines, stop);
+    lines.Copy(static_cast<size_t>(stop - lines.next));
+    isContinued_ = false;
+}
+
+size_t QuotedLines::Encode(const char*& next, const char* end, bool isLast, char* out) noexcept {
+    constexpr size_t kLineEnd = 2;
+    const QuotedPrintable::EscapedPiece piece(next, end, isLast,
+                                              KivGuiBase::QuotedPrintable::Dots::plain);
+    Lines lines{piece.text, out};
+    for (size_t i = 0; i < piece.lineEndCount; ++i) {
+        const char* const lineEnd = piece.text + piece.lineEnds[i];
+        PutLine(lines, lineEnd - kLineEnd);
+        lines.Put(lineEnd_);
+        lines.next = lineEnd;
     }
-    return std::copy(lineEnd_.begin(), lineEnd_.end(), written);
+    if (!piece.isLast) {
+        Break(lines, piece.textEnd);
+    } else if (lines.next != piece.textEnd) {
+        PutLine(lines, piece.textEnd);
+    }
+    next += piece.CountTaken(lines.next);
+    return static_cast<size_t>(lines.put - out);
 }
 
 }  // namespace MIME
