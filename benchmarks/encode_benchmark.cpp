@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "benchmarks/bodies.h"
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 #include "kivgui/convert.h"
 #include "mime/encoding/lenient_decoder.h"
 #include "mime/encoding/quoted_printable.h"
@@ -24,12 +24,12 @@ void Copy(benchmark::State& state) {
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
-    SetBytesAndFloor(state, in.size(), "");
+    SetBytesAndLimit(state, in.size(), "");
 }
 BENCHMARK(Copy)->Arg(kSize);
 
 void SetBytesAndCopy(benchmark::State& state, size_t bytes) {
-    SetBytesAndFloor(state, bytes, "Copy/" + std::to_string(kSize));
+    SetBytesAndLimit(state, bytes, "Copy/" + std::to_string(kSize));
 }
 
 void QpEncode(benchmark::State& state, MakeBody makeBody) {
@@ -52,7 +52,7 @@ void QpEncodeAtScale(benchmark::State& state) {
                 Encoding::QPEncode(body.data(), static_cast<unsigned>(body.size())));
         }
     }
-    SetBytesAndFloor(state, bodies.size() * bodies.front().size(), "");
+    SetBytesAndLimit(state, bodies.size() * bodies.front().size(), "");
 }
 BENCHMARK(QpEncodeAtScale)->Name("Scale/QpEncode")->RangeMultiplier(8)->Range(1 << 10, 1 << 25);
 

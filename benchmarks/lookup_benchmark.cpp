@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 #include "mime/mime.h"
 
 namespace MIME::Bench {
@@ -38,9 +38,9 @@ std::vector<std::string> GetKeys(bool extensions, bool known) {
     return {keys.begin(), keys.end()};
 }
 
-void SetKeysAndFloor(benchmark::State& state, size_t keys, const std::string& floor) {
+void SetKeysAndLimit(benchmark::State& state, size_t keys, const std::string& limit) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(keys));
-    state.SetLabel(floor);
+    state.SetLabel(limit);
 }
 
 template <class Lookup>
@@ -58,7 +58,7 @@ void ExtToType(benchmark::State& state, bool known) {
         benchmark::DoNotOptimize(GetTypeFromExt(ext, type));
         benchmark::DoNotOptimize(type.type);
     });
-    SetKeysAndFloor(state, keys.size(), known ? "MapOfExts/known" : "MapOfExts/unknown");
+    SetKeysAndLimit(state, keys.size(), known ? "MapOfExts/known" : "MapOfExts/unknown");
 }
 BENCHMARK_CAPTURE(ExtToType, known, true);
 BENCHMARK_CAPTURE(ExtToType, unknown, false);
@@ -70,7 +70,7 @@ void ExtToTypeStr(benchmark::State& state, bool known) {
         benchmark::DoNotOptimize(GetTypeStrFromExt(ext, type));
         benchmark::DoNotOptimize(type.GetStr());
     });
-    SetKeysAndFloor(state, keys.size(), known ? "MapOfExts/known" : "MapOfExts/unknown");
+    SetKeysAndLimit(state, keys.size(), known ? "MapOfExts/known" : "MapOfExts/unknown");
 }
 BENCHMARK_CAPTURE(ExtToTypeStr, known, true);
 
@@ -81,7 +81,7 @@ void TypeStrToExt(benchmark::State& state, bool known) {
         benchmark::DoNotOptimize(GetExtFromTypeStr(type, ext));
         benchmark::DoNotOptimize(ext.GetStr());
     });
-    SetKeysAndFloor(state, keys.size(), known ? "MapOfTypes/known" : "MapOfTypes/unknown");
+    SetKeysAndLimit(state, keys.size(), known ? "MapOfTypes/known" : "MapOfTypes/unknown");
 }
 BENCHMARK_CAPTURE(TypeStrToExt, known, true);
 BENCHMARK_CAPTURE(TypeStrToExt, unknown, false);
@@ -95,7 +95,7 @@ void MapLookup(benchmark::State& state, bool extensions, bool known) {
     for (auto step : state) {
         for (const std::string& key : keys) benchmark::DoNotOptimize(map.find(key));
     }
-    SetKeysAndFloor(state, keys.size(), "");
+    SetKeysAndLimit(state, keys.size(), "");
 }
 BENCHMARK_CAPTURE(MapLookup, known, true, true)->Name("MapOfExts/known");
 BENCHMARK_CAPTURE(MapLookup, unknown, true, false)->Name("MapOfExts/unknown");

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 
 namespace MIME::Bench {
 
@@ -66,7 +66,7 @@ void MeasureNewFiles(benchmark::State& state, const std::vector<size_t>& sizes, 
         }
         WipeUntimed(state, folder);
     }
-    SetBytesAndFloor(state, bytes, "");
+    SetBytesAndLimit(state, bytes, "");
 }
 
 }  // namespace MIME::Bench

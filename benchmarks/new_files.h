@@ -15,7 +15,7 @@ void WipeUntimed(benchmark::State& state, const Test::TempFolder& folder);
 /// The sizes of the files in the folder.
 std::vector<size_t> GetFileSizes(const Test::TempFolder& folder);
 
-/// The floor of whatever makes new files: in each iteration, reads the files of a folder, if one is
+/// The limit of whatever makes new files: in each iteration, reads the files of a folder, if one is
 /// given, with one read each; creates files of these sizes, gives each its content with one write,
 /// and closes it. `bytes` is what the benchmark counts.
 void MeasureNewFiles(benchmark::State& state, const std::vector<size_t>& sizes, uint64_t bytes,

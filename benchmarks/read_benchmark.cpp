@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "benchmarks/bodies.h"
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 #include "benchmarks/messages.h"
 #include "benchmarks/new_files.h"
 
@@ -20,16 +20,16 @@ void ReadAll(const std::vector<std::string>& messages, const ReadOptions& option
 }
 
 void MeasureRead(benchmark::State& state, const std::vector<std::string>& messages,
-                 const std::string& floor, const ReadOptions& options = {}) {
+                 const std::string& limit, const ReadOptions& options = {}) {
     const Test::TempFolder folder;
     for (auto step : state) {
         ReadAll(messages, options);
         WipeUntimed(state, folder);
     }
-    SetBytesAndFloor(state, CountBytes(messages), floor);
+    SetBytesAndLimit(state, CountBytes(messages), limit);
 }
 
-void MeasureFloor(benchmark::State& state, const std::vector<std::string>& messages) {
+void MeasureLimit(benchmark::State& state, const std::vector<std::string>& messages) {
     std::vector<size_t> sizes;
     {
         const Test::TempFolder folder;
@@ -41,10 +41,10 @@ void MeasureFloor(benchmark::State& state, const std::vector<std::string>& messa
 
 [[maybe_unused]] const bool kRegistered = [] {
     for (const auto& [name, mail] : kMails) {
-        const std::string floor = "MakeBodyFiles/" + std::string(name);
+        const std::string limit = "MakeBodyFiles/" + std::string(name);
         benchmark::RegisterBenchmark(
             ("Read/" + std::string(name)).c_str(),
-            [floor, mail = mail](auto& state) { MeasureRead(state, GetMessages(mail), floor); });
+            [limit, mail = mail](auto& state) { MeasureRead(state, GetMessages(mail), limit); });
         benchmark::RegisterBenchmark(
             ("ReadMail/" + std::string(name)).c_str(),
             [strict = "Read/" + std::string(name), mail = mail](auto& state) {
@@ -53,7 +53,7 @@ void MeasureFloor(benchmark::State& state, const std::vector<std::string>& messa
                 MeasureRead(state, GetMessages(mail), strict, options);
             });
         benchmark::RegisterBenchmark(
-            floor.c_str(), [mail = mail](auto& state) { MeasureFloor(state, GetMessages(mail)); });
+            limit.c_str(), [mail = mail](auto& state) { MeasureLimit(state, GetMessages(mail)); });
     }
     return true;
 }();

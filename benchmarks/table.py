@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Turns the JSON of kivmime_benchmarks into tables: each benchmark beside its floor.
+"""Turns the JSON of kivmime_benchmarks into tables: each benchmark beside its limit.
 
 usage: table.py RESULTS.json
 
-A benchmark names its floor in its label. Times are medians of the thread's CPU time over the
+A benchmark names its limit in its label. Times are medians of the thread's CPU time over the
 repetitions; "spread" is their standard deviation over their mean.
 """
 
@@ -16,7 +16,7 @@ class Result:
     """The aggregates of one benchmark."""
 
     def __init__(self):
-        self.floor = ""
+        self.limit = ""
         self.median = {}
         self.spread = 0.0
 
@@ -38,7 +38,7 @@ def load(path):
         if run.get("error_occurred"):
             sys.exit(f"{run['name']}: {run['error_message']}")
         result = results.setdefault(run["run_name"], Result())
-        result.floor = run.get("label", "")
+        result.limit = run.get("label", "")
         if run.get("aggregate_name") == "median":
             result.median = run
         elif run.get("aggregate_name") == "cv":
@@ -64,18 +64,18 @@ def short_name(name):
     return re.sub(r"/\d+$", "", name)
 
 
-def print_beside_floors(results, counts_bytes, header, show):
+def print_beside_limits(results, counts_bytes, header, show):
     rows = []
     for name, result in results.items():
-        if (not result.floor or result.counts_bytes() != counts_bytes or
+        if (not result.limit or result.counts_bytes() != counts_bytes or
                 name.startswith("Scale/")):
             continue
-        if result.floor not in results:
-            sys.exit(f"{name}: its floor {result.floor} was not run")
-        floor = results[result.floor]
-        rows.append([short_name(name), short_name(result.floor), show(result.rate()),
-                     show(floor.rate()), f"{floor.rate() / result.rate():.2f}",
-                     f"{result.spread:.1f} %", f"{floor.spread:.1f} %"])
+        if result.limit not in results:
+            sys.exit(f"{name}: its limit {result.limit} was not run")
+        limit = results[result.limit]
+        rows.append([short_name(name), short_name(result.limit), show(result.rate()),
+                     show(limit.rate()), f"{limit.rate() / result.rate():.2f}",
+                     f"{result.spread:.1f} %", f"{limit.spread:.1f} %"])
     print_table(2, header, rows)
 
 
@@ -95,11 +95,11 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     results = load(sys.argv[1])
-    print_beside_floors(results, True,
-                        ["benchmark", "floor", "MB/s", "floor, MB/s", "times the floor", "spread",
-                         "floor's spread"],
+    print_beside_limits(results, True,
+                        ["benchmark", "limit", "MB/s", "limit, MB/s", "times the limit", "spread",
+                         "limit's spread"],
                         lambda rate: f"{rate / 1e6:,.0f}")
-    print_beside_floors(results, False,
+    print_beside_limits(results, False,
                         ["lookup", "yardstick", "ns each", "yardstick, ns each",
                          "times the yardstick", "spread", "yardstick's spread"],
                         lambda rate: f"{1e9 / rate:.1f}")

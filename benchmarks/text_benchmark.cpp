@@ -4,7 +4,7 @@
 #include <string>
 
 #include "benchmarks/bodies.h"
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 #include "mime/mime.h"
 
 namespace MIME::Bench {
@@ -64,7 +64,7 @@ template <class Make>
 void Measure(benchmark::State& state, Make make) {
     const size_t bytes = make().GetLength();
     for (auto step : state) benchmark::DoNotOptimize(make());
-    SetBytesAndFloor(state, bytes, "Copy/" + std::to_string(kSize));
+    SetBytesAndLimit(state, bytes, "Copy/" + std::to_string(kSize));
 }
 
 using EncodeText = AnsiStr (*)(const AnsiStr& text);

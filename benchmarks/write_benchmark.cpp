@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/floor.h"
+#include "benchmarks/limit.h"
 #include "benchmarks/messages.h"
 #include "benchmarks/new_files.h"
 #include "mime/mime.h"
@@ -40,17 +40,17 @@ private:
     uint64_t bytes_;
 };
 
-void MeasureWrite(benchmark::State& state, Mail mail, const std::string& floor) {
+void MeasureWrite(benchmark::State& state, Mail mail, const std::string& limit) {
     const Trees trees(mail);
     const Test::TempFolder target;
     for (auto step : state) {
         trees.WriteAll(target);
         WipeUntimed(state, target);
     }
-    SetBytesAndFloor(state, trees.GetBytes(), floor);
+    SetBytesAndLimit(state, trees.GetBytes(), limit);
 }
 
-void MeasureFloor(benchmark::State& state, Mail mail) {
+void MeasureLimit(benchmark::State& state, Mail mail) {
     const Trees trees(mail);
     std::vector<size_t> sizes;
     {
@@ -63,12 +63,12 @@ void MeasureFloor(benchmark::State& state, Mail mail) {
 
 [[maybe_unused]] const bool kRegistered = [] {
     for (const auto& [name, mail] : kMails) {
-        const std::string floor = "CopyFiles/" + std::string(name);
+        const std::string limit = "CopyFiles/" + std::string(name);
         benchmark::RegisterBenchmark(
             ("Write/" + std::string(name)).c_str(),
-            [floor, mail = mail](auto& state) { MeasureWrite(state, mail, floor); });
-        benchmark::RegisterBenchmark(floor.c_str(),
-                                     [mail = mail](auto& state) { MeasureFloor(state, mail); });
+            [limit, mail = mail](auto& state) { MeasureWrite(state, mail, limit); });
+        benchmark::RegisterBenchmark(limit.c_str(),
+                                     [mail = mail](auto& state) { MeasureLimit(state, mail); });
     }
     return true;
 }();
