@@ -8,7 +8,7 @@ need_packages reference
 folder=${1:-$BUILD_ROOT/reference}
 mkdir -p "$folder"
 cd "$ROOT"
-version=$(sed -nE 's/^#define KIVMIME_VERSION_(MAJOR|MINOR|PATCH) //p' etc/mime/version.h | paste -sd.)
+version=$(project_version)
 {
   cat docs/reference/Doxyfile
   echo "PROJECT_NUMBER = $version"
