@@ -1,8 +1,11 @@
 #include "message.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <new>
+
+#include "kivgui/ascii.h"
 
 // Messages that were read by the mail rules, and what does not depend on the rules.
 
@@ -18,15 +21,14 @@ std::string MakePositionIndex(size_t position) {
 
 class MailMessage final : public Message {
 public:
-    explicit MailMessage(MIME::Mail mail)
-        : Message(Outline(mail)), mail_(std::move(mail)), entities_(ListEntities(mail_)) {}
+    explicit MailMessage(MIME::Mail mail) : MailMessage(std::move(mail), ListEntities(mail)) {}
 
     bool HasChildren(size_t entity) const override { return entities_[entity].HasChildren(); }
     bool CarriesMessage(size_t entity) const override { return entities_[entity].CarriesMessage(); }
 
     std::vector<ShownField> GetFields(size_t entity) const override {
         std::vector<ShownField> fields;
-        for (const MIME::Field& field : entities_[entity].GetFields()) {
+        for (const MIME::Field& field : ListFields(entity)) {
             fields.push_back({std::string(field.name), field.GetValue(), field.GetParameters()});
         }
         return fields;
@@ -34,12 +36,16 @@ public:
 
     std::string GetValue(size_t entity, const char* field) const override {
         if (entities_[entity].IsUuencoded()) return GetImpliedValue(entities_[entity], field);
-        const std::optional<MIME::Field> found = entities_[entity].FindField(field);
-        return found ? found->GetValue() : std::string();
+        const MIME::Field* const found = FindField(entity, field);
+        return found != nullptr ? found->GetValue() : std::string();
     }
 
     std::string GetParameter(size_t entity, const char* field,
                              const char* parameter) const override {
+        if (!entities_[entity].IsUuencoded()) {
+            const MIME::Field* const found = FindField(entity, field);
+            if (found == nullptr || found->raw.find(';') == found->raw.npos) return {};
+        }
         return entities_[entity].GetParameter(field, parameter);
     }
 
@@ -58,6 +64,25 @@ public:
     }
 
 private:
+    /// @param entities  those of `mail`, which are valid when it is moved.
+    MailMessage(MIME::Mail&& mail, std::vector<MIME::Entity> entities)
+        : Message(Outline(entities)), mail_(std::move(mail)), entities_(std::move(entities)) {}
+
+    /// The commands ask for several fields of an entity in a row; each walk reads its header block.
+    const std::vector<MIME::Field>& ListFields(size_t entity) const {
+        if (listed_ != entity) fields_ = entities_[entity].GetFields();
+        listed_ = entity;
+        return fields_;
+    }
+
+    const MIME::Field* FindField(size_t entity, std::string_view name) const {
+        const std::vector<MIME::Field>& fields = ListFields(entity);
+        const auto found = std::ranges::find_if(fields, [name](const MIME::Field& field) {
+            return KivGuiBase::EqualsCaseless(field.name, name);
+        });
+        return found != fields.end() ? &*found : nullptr;
+    }
+
     /// What the fields of a uuencoded file would say.
     static std::string GetImpliedValue(const MIME::Entity& file, std::string_view field) {
         if (field == "Content-Type") return file.GetMediaType();
@@ -67,6 +92,8 @@ private:
 
     MIME::Mail mail_;
     std::vector<MIME::Entity> entities_;
+    mutable std::vector<MIME::Field> fields_;  ///< of the entity below
+    mutable size_t listed_ = SIZE_MAX;
 };
 
 }  // namespace
@@ -80,10 +107,12 @@ std::vector<MIME::Entity> ListEntities(const MIME::Mail& mail) {
     return entities;
 }
 
-Outline::Outline(const MIME::Mail& mail) {
+Outline::Outline(const MIME::Mail& mail) : Outline(ListEntities(mail)) {}
+
+Outline::Outline(const std::vector<MIME::Entity>& entities) {
     std::vector<MIME::Entity> open;  // the entity before, and what it is inside of
     std::vector<size_t> positions;
-    for (const MIME::Entity& entity : ListEntities(mail)) {
+    for (const MIME::Entity& entity : entities) {
         const std::optional<MIME::Entity> parent = entity.GetParent();
         while (!open.empty() && open.back() != parent) {
             open.pop_back();

@@ -36,6 +36,8 @@ class Outline {
 public:
     Outline() = default;
     explicit Outline(const MIME::Mail& mail);
+    /// @param entities  ListEntities of a mail.
+    explicit Outline(const std::vector<MIME::Entity>& entities);
 
     /// @param mark  what precedes the number of the last in its index: "u" for a uuencoded file.
     void Add(size_t parent, const char* mark = "");
