@@ -107,6 +107,6 @@ endif()
 # In the folders of the source tree, so that the links between them stay right.
 install(FILES README.md CHANGELOG.md DESTINATION ${KIVMIME_DOC_DIR} COMPONENT docs)
 install(DIRECTORY docs examples DESTINATION ${KIVMIME_DOC_DIR} COMPONENT docs
-  FILES_MATCHING PATTERN *.md PATTERN *.svg PATTERN examples/*.cpp PATTERN examples/*.py
+  FILES_MATCHING PATTERN *.md PATTERN *.svg PATTERN *.schema.json PATTERN examples/*.cpp PATTERN examples/*.py
   PATTERN reference EXCLUDE PATTERN data EXCLUDE PATTERN expected EXCLUDE PATTERN run_document.py EXCLUDE
   PATTERN check_*.py EXCLUDE)

@@ -113,7 +113,7 @@ IndexRecord MakeFailureRecord(const IndexTask& task, const std::string& reason, 
 }
 
 void RecordMaker::DescribeAttachments(JsonText& json, const Mail& mail) {
-    const std::vector<MIME::Entity> attachments = mail.GetAttachments();
+    const std::vector<MIME::Entity> attachments = ListAttachments(mail);
     const size_t listed = std::min(attachments.size(), kMaxAttachments);
     if (hashes_ && hash_ == nullptr && listed != 0) hash_ = std::make_unique<Sha256>();
     json.Key("attachments").Open('[');

@@ -107,6 +107,22 @@ std::vector<MIME::Entity> ListEntities(const MIME::Mail& mail) {
     return entities;
 }
 
+std::vector<MIME::Entity> ListAttachments(const MIME::Mail& mail) {
+    constexpr size_t kMaxSearched = 0x800000;
+    if (mail.GetSource().size() <= kMaxSearched) return mail.GetAttachments();
+    std::vector<MIME::Entity> attachments;
+    size_t inside = 0;  // how many entities are still inside a carried message that is attached
+    for (const MIME::Entity& entity : mail.GetEntities()) {
+        if (inside != 0) {
+            --inside;
+        } else if (entity.IsAttachment()) {
+            attachments.push_back(entity);
+            inside = entity.GetEntities().size() - 1;
+        }
+    }
+    return attachments;
+}
+
 Outline::Outline(const MIME::Mail& mail) : Outline(ListEntities(mail)) {}
 
 Outline::Outline(const std::vector<MIME::Entity>& entities) {

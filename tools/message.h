@@ -15,6 +15,10 @@
 
 namespace Tool {
 
+/// What is to be saved of a message; see Mail::GetAttachments. In a message of more than 8 MiB uuencoded
+/// files are not looked for: that takes memory for each text in it.
+std::vector<MIME::Entity> ListAttachments(const MIME::Mail& mail);
+
 /// The place of an entity in the tree of its message.
 struct Place {
     static constexpr size_t kNoParent = static_cast<size_t>(-1);

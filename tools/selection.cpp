@@ -1,10 +1,10 @@
 #include "selection.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "kivgui/ascii.h"
 #include "kivgui/utf8.h"
+#include "message.h"
 
 namespace Tool {
 
@@ -28,11 +28,31 @@ bool HasAddress(const MIME::AddressList& list, std::string_view wanted) {
 }
 
 bool HasAttachment(const MIME::Mail& mail, std::string_view pattern) {
-    const auto attachments = mail.GetAttachments();
+    const auto attachments = ListAttachments(mail);
     if (pattern == "*") return !attachments.empty();
     return std::any_of(attachments.begin(), attachments.end(), [pattern](const auto& entity) {
         return MatchesPattern(entity.GetFileName(), pattern);
     });
+}
+
+/// "2026-05-20"; a day that is none, too.
+std::optional<std::chrono::year_month_day> ReadDay(std::string_view text) {
+    constexpr std::string_view kForm = "dddd-dd-dd";
+    int numbers[3] = {};
+    size_t number = 0;
+    if (text.size() != kForm.size()) return std::nullopt;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool isDigit = KivGuiBase::IsDigitAscii(text[i]);
+        if (isDigit != (kForm[i] == 'd') || (!isDigit && text[i] != '-')) return std::nullopt;
+        if (isDigit) {
+            numbers[number] = 10 * numbers[number] + (text[i] - '0');
+        } else {
+            ++number;
+        }
+    }
+    return std::chrono::year_month_day(std::chrono::year(numbers[0]),
+                                       std::chrono::month(static_cast<unsigned>(numbers[1])),
+                                       std::chrono::day(static_cast<unsigned>(numbers[2])));
 }
 
 }  // namespace
@@ -58,15 +78,9 @@ bool Selection::Takes(const MIME::Mail& mail) const {
 }
 
 std::optional<std::chrono::sys_seconds> ReadTime(const std::string& text, bool isEnd) {
-    int year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    char more = '\0';
-    if (std::sscanf(text.c_str(), "%4d-%2u-%2u%c", &year, &month, &day, &more) == 3) {
-        const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
-                                               std::chrono::day(day)};
-        if (!date.ok()) return std::nullopt;
-        return std::chrono::sys_days(date) + std::chrono::days(isEnd ? 1 : 0);
+    if (const auto day = ReadDay(text)) {
+        if (!day->ok()) return std::nullopt;
+        return std::chrono::sys_days(*day) + std::chrono::days(isEnd ? 1 : 0);
     }
     const std::optional<MIME::Date> date = MIME::Date::Parse(text);
     if (!date) return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "kivgui/memory_file.h"
@@ -28,5 +29,23 @@ public:
 private:
     const char* next_ = nullptr;  ///< pages before it were given back; null for none ever
 };
+
+/// Searches a text of any size, passing over its pages.
+/// @param length  of what is looked for, in bytes.
+/// @param find    finds it in a part of the text: its place there, or npos.
+/// @param passed  a pass that begins where the text does.
+/// @return its place in the text, or npos.
+template <class Find>
+size_t FindPassingPages(std::string_view text, size_t length, PassedPages passed,
+                        const Find& find) {
+    constexpr size_t kWindow = 0x800000;
+    for (size_t from = 0;;) {
+        const size_t found = find(text.substr(from, kWindow));
+        if (found != std::string_view::npos) return from + found;
+        if (text.size() - from <= kWindow) return found;
+        from += kWindow - length + 1;
+        passed.Pass(text.data() + from);
+    }
+}
 
 }  // namespace MIME

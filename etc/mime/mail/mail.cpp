@@ -111,13 +111,25 @@ Result<Mail> Mail::Open(const std::filesystem::path& path, const MailOptions& op
     return NameFile(Read(std::move(tree), options), path);
 }
 
+namespace {
+
+bool MayBeQuoted(const MessageTree& tree) {
+    constexpr std::string_view kQuoted = ">From ";
+    const auto find = [kQuoted](std::string_view window) { return window.find(kQuoted); };
+    return FindPassingPages(tree.text, kQuoted.size(), tree.Pass(tree.text.data()), find) !=
+           std::string_view::npos;
+}
+
+}  // namespace
+
 Result<Mail> Mail::Parse(const FolderEntry& entry, const MailOptions& options) {
     auto tree = std::make_unique<MessageTree>();
-    const bool mayBeQuoted =
-        !entry.GetFromLine().empty() && entry.GetText().find(">From ") != std::string_view::npos;
-    if (mayBeQuoted) tree->owned = entry.GetUnquotedText();
     tree->entry = entry;
-    tree->text = mayBeQuoted ? std::string_view(tree->owned) : entry.GetText();
+    tree->text = entry.GetText();
+    if (!entry.GetFromLine().empty() && MayBeQuoted(*tree)) {
+        tree->owned = entry.GetUnquotedText();
+        tree->text = tree->owned;
+    }
     return NameFile(Read(std::move(tree), options), entry.GetPath());
 }
 

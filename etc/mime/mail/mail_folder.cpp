@@ -233,7 +233,8 @@ std::optional<Result<FolderEntry>> MailFolder::Next() {
             if (state.kind == Kind::maildir || !HoldsMbox(text)) {
                 return FolderEntry(*std::move(file), {}, text);
             }
-            state.mboxes.push_back({*std::move(file), MboxReader(text)});
+            MboxReader reader(text, &(*file)->text);
+            state.mboxes.push_back({*std::move(file), std::move(reader)});
         } else if (state.opening == 0) {
             return std::nullopt;
         } else {

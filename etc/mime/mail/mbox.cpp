@@ -29,6 +29,7 @@ using KivGuiBase::IsDigitAscii;
 namespace {
 
 constexpr std::string_view kFrom = "From ";
+constexpr std::string_view kMark = "\nFrom ";  // a line end and the From_ line after it
 constexpr size_t kMaxFromLine = 500;
 
 // ------------------------------------------------------------------------------------ From_ lines --
@@ -233,8 +234,10 @@ bool MboxReader::IsMbox(std::string_view file) noexcept {
     return next == std::string_view::npos || text[next] != ':';
 }
 
-MboxReader::MboxReader(std::string_view file)
-    : file_(file), finder_(Whole([] { return KivGuiBase::AnsiStr("\nFrom "); })) {
+MboxReader::MboxReader(std::string_view file, const MappedText* mapped)
+    : file_(file),
+      mapped_(mapped),
+      finder_(Whole([] { return KivGuiBase::AnsiStr(kMark.data()); })) {
     Rewind();
 }
 
@@ -250,13 +253,23 @@ bool MboxReader::IsFromLine(size_t at) const noexcept {
     return FromLine::Parse(line, parsed);
 }
 
+/// The next line end before "From ", from a place in the file or its end.
+size_t MboxReader::FindMark(size_t from) noexcept {
+    PassedPages passed;
+    if (mapped_ != nullptr) passed = mapped_->Pass(file_.data() + from);
+    const size_t found =
+        FindPassingPages(file_.substr(from), kMark.size(), passed,
+                         [this](std::string_view window) { return finder_.Find(window); });
+    return found == TextFinder::kNotFound ? found : from + found;
+}
+
 /// The next From_ line after an empty line that is not before `begin`.
 MboxReader::Split MboxReader::FindNext(size_t begin) noexcept {
     // The line end before `begin` is that of a From_ line.
     for (size_t from = begin - 1;;) {
-        const size_t found = finder_.Find(file_.substr(from));
+        const size_t found = FindMark(from);
         // The last message ends before an empty line too.
-        const size_t lineEnd = found == TextFinder::kNotFound ? file_.size() - 1 : from + found;
+        const size_t lineEnd = found == TextFinder::kNotFound ? file_.size() - 1 : found;
         size_t empty = lineEnd;
         if (empty > begin && file_[empty - 1] == '\r') --empty;
         const bool afterEmpty =

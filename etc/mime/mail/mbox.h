@@ -5,7 +5,9 @@
 #include <string_view>
 
 #include "kivgui/export.h"
+#include "mime/foundation/passed_pages.h"
 #include "mime/foundation/text_search.h"
+#include "mime/mail/mapped_text.h"
 
 namespace MIME {
 
@@ -47,8 +49,9 @@ public:
     /// begins with "From ", unless that is a field whose name has blanks after it.
     static bool IsMbox(std::string_view file) noexcept;
 
-    /// @param file  must outlive this. When it is not an mbox, it has no messages.
-    explicit MboxReader(std::string_view file);
+    /// @param file    must outlive this. When it is not an mbox, it has no messages.
+    /// @param mapped  null, or what maps the file: the pages of long messages are then given back.
+    explicit MboxReader(std::string_view file, const MappedText* mapped = nullptr);
 
     bool Next(MboxMessage& message) noexcept;
     void Rewind() noexcept;
@@ -61,9 +64,11 @@ private:
 
     bool IsFromLine(size_t at) const noexcept;
     bool BelieveLength(size_t begin, Split& split) const noexcept;
+    size_t FindMark(size_t from) noexcept;
     Split FindNext(size_t begin) noexcept;
 
     std::string_view file_;
+    const MappedText* mapped_;
     TextFinder finder_;
     size_t next_ = 0;  ///< where the next From_ line begins
 };

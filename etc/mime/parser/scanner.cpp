@@ -254,8 +254,11 @@ bool Scanner::ReadBody() {
     return true;
 }
 
-/// Reports a uuencoded file in the body, which ends at the cursor.
+/// Reports a uuencoded file in the body, which ends at the cursor. One of more than 16 MiB is not searched,
+/// because it would have to be in memory as a whole.
 void Scanner::NoteUuencoded(const Cursor& body) {
+    constexpr ptrdiff_t kMaxSearched = 0x1000000;
+    if (cursor_.GetNext() - body.GetNext() > kMaxSearched) return;
     const Cursor end = std::exchange(cursor_, body);
     const char* const begin = body.GetNext();
     if (TransferEncoding::IsIdentity(shape_.encoding)) {
