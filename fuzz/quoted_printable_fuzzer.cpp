@@ -49,6 +49,8 @@ void CheckPlainLines(std::string_view text) {
     out.resize(done.written);
     const std::string_view taken = text.substr(0, done.taken);
     Check(taken.empty() || taken.ends_with(kLineEnd), "whole lines are taken");
+    Check(!taken.starts_with("--") && taken.find("\r\n--") == std::string_view::npos,
+          "no line is taken that may be a boundary line");
     if (!taken.empty()) {
         Check(out == Decode(taken.substr(0, taken.size() - kLineEnd.size())),
               "lines are decoded alike in one pass");

@@ -275,8 +275,10 @@ KIV_AVX2 Progress DecodeAvx2(std::string_view text, char* out) noexcept {
     const char* next = text.data();
     const char* const end = next + text.size();
     char* put = out;
-    uint64_t inEscape = 0;    // places of the block that end an escape of the last one
-    uint64_t lineStarts = 0;  // places that begin a line, after a line end in the last block
+    uint64_t inEscape = 0;  // places of the block that end an escape of the last one
+    // Places of the block that begin a line, or end one after a blank, as far as they are known from what
+    // is before it. Line ends are noted at the place before them, which that of a first CR LF is not.
+    uint64_t lineStarts = kStops == Stops::exact && text.starts_with("\r\n") ? 1 << 2 : 0;
     uint64_t stops = 0;
     while (static_cast<size_t>(end - next) >= kVector + kAhead) {
         const __m256i first = Load(next);

@@ -73,15 +73,17 @@ TEST(KernelsTest, EveryLengthAndAlignmentLikeTheReference) {
                                                "xyz ab\xC3\xA9"};
     Random random(20261123);
     for (size_t length = 0; length <= 300; ++length) {
-        std::string content;
-        while (content.size() < length) {
-            content += random.Text(random.Below(90), kAlphabets[random.Below(4)]) + "=41\r\n";
-            if (random.Below(8) == 0) content += random.Below(2) == 0 ? "--" : std::string(1, '\0');
+        std::string contents;
+        while (contents.size() < length + 64) {
+            contents += random.Text(random.Below(90), kAlphabets[random.Below(4)]) + "=41\r\n";
+            if (random.Below(8) == 0) {
+                contents += random.Below(2) == 0 ? "--" : std::string(1, '\0');
+            }
         }
-        content.resize(length);
-        const std::string quoted = QuotedPrintableReference::Encode(content);
-        const std::string base64 = ReferenceEncodeBase64(content, 76, "\r\n");
         for (size_t at = 0; at < 64; ++at) {
+            const std::string content = contents.substr(at, length);
+            const std::string quoted = QuotedPrintableReference::Encode(content);
+            const std::string base64 = ReferenceEncodeBase64(content, 76, "\r\n");
             // A block that ends with the bytes, so that a memory checker sees a read after them.
             const auto block = std::make_unique<char[]>(at + length);
             const std::string_view text(block.get() + at, length);
