@@ -44,7 +44,7 @@ private:
     static size_t Measure(const std::string& name) {
         constexpr size_t kInPlace = 15;
         constexpr size_t kBlock = 24;  // what memory of its own takes beside the name
-        return sizeof name + (name.size() > kInPlace ? name.size() + kBlock : 0);
+        return sizeof(std::string) + (name.size() > kInPlace ? name.size() + kBlock : 0);
     }
 
     const size_t maxBytes_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "kivgui/hex.h"
+#include "hex_text.h"
 
 namespace Tool {
 
@@ -83,13 +83,11 @@ std::optional<RecordId> RecordId::Parse(std::string_view text) {
 }
 
 std::string RecordId::GetText() const {
-    std::string text;
+    std::string bytes;
     for (const uint64_t word : words) {
-        for (int shift = 60; shift >= 0; shift -= 4) {
-            text += KivGuiBase::ToLowerAscii(KivGuiBase::kUpperHexDigits[word >> shift & 15]);
-        }
+        for (int shift = 56; shift >= 0; shift -= 8) bytes += static_cast<char>(word >> shift);
     }
-    return text;
+    return MakeHexText(bytes);
 }
 
 }  // namespace Tool

@@ -6,7 +6,7 @@
 
 #include <new>
 
-#include "kivgui/hex.h"
+#include "hex_text.h"
 
 namespace Tool {
 
@@ -47,13 +47,7 @@ std::string Sha256::Finish() {
     unsigned char hash[32];
     EVP_DigestFinal_ex(state_->context, hash, nullptr);
     state_->Begin();
-    std::string text;
-    for (const unsigned char byte : hash) {
-        for (const unsigned digit : {byte >> 4, byte & 15}) {
-            text += KivGuiBase::ToLowerAscii(KivGuiBase::kUpperHexDigits[digit]);
-        }
-    }
-    return text;
+    return MakeHexText({reinterpret_cast<const char*>(hash), sizeof hash});
 }
 
 #else

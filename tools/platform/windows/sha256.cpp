@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "kivgui/hex.h"
+#include "hex_text.h"
 #include "kivgui/platform/windows/system.h"
 
 #include <bcrypt.h>
@@ -58,13 +58,7 @@ std::string Sha256::Finish() {
     BCryptFinishHash(state_->hash, hash, sizeof hash, 0);
     state_->End();
     state_->Begin();
-    std::string text;
-    for (const unsigned char byte : hash) {
-        for (const int digit : {byte >> 4, byte & 15}) {
-            text += KivGuiBase::ToLowerAscii(KivGuiBase::kUpperHexDigits[digit]);
-        }
-    }
-    return text;
+    return MakeHexText({reinterpret_cast<const char*>(hash), sizeof hash});
 }
 
 }  // namespace Tool
