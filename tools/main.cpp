@@ -106,13 +106,24 @@ void PrintHelp(const CLI::App& app, const CLI::ParseError& error) {
     Tool::FinishOutput();
 }
 
-/// Says in one line what is wrong with the command line, and where to read more.
+/// What is wrong with the command line, in one line.
+std::string DescribeUsage(const CLI::App& app, const CLI::ParseError& error) {
+    const bool hasNoCommand =
+        app.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    const std::vector<std::string> words = app.remaining();
+    if (hasNoCommand && words.empty()) return "a command is needed, such as 'kivmime show FILE'";
+    if (hasNoCommand) return "there is no command '" + words.front() + "'";
+    std::string what = error.what();
+    std::replace(what.begin(), what.end(), '\n', ' ');
+    return what;
+}
+
+/// Says what is wrong with the command line, and where to read more.
 void ReportUsage(const CLI::App& app, const CLI::ParseError& error) {
     std::string name = "kivmime";
     for (const CLI::App* command : app.get_subcommands()) name += " " + command->get_name();
-    std::string what = error.what();
-    std::replace(what.begin(), what.end(), '\n', ' ');
-    const std::string text = Tool::Escape(name + ": " + what) + "\ntry '" + name + " --help'\n";
+    const std::string text =
+        Tool::Escape(name + ": " + DescribeUsage(app, error)) + "\ntry '" + name + " --help'\n";
     std::fputs(text.c_str(), stderr);
 }
 

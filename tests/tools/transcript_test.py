@@ -51,7 +51,7 @@ class Transcript(Case):
             name, _, content = step["+"].partition(" ")
             self.file(os.fsdecode(unescape(name)), unescape(content))
             return
-        arguments = shlex.split(string.Template(step["$"].removeprefix("kivmime ")).substitute(FOLDERS))
+        arguments = shlex.split(string.Template(step["$"]).substitute(FOLDERS))[1:]
         out, errors = self.run_tool(*[os.fsdecode(unescape(one)) for one in arguments],
                                     given=unescape("\n".join(step.get("<", []))), status=int(step.get("=", [0])[0]))
         if ">" in step:
