@@ -1,7 +1,7 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -26,7 +26,10 @@ struct RecordId {
     /// kTextLength digits, lower case.
     std::string GetText() const;
 
-    friend auto operator<=>(const RecordId&, const RecordId&) = default;
+    friend bool operator<(const RecordId& a, const RecordId& b) {
+        return std::lexicographical_compare(a.words.begin(), a.words.end(), b.words.begin(),
+                                            b.words.end());
+    }
 };
 
 }  // namespace Tool
