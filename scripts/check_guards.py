@@ -27,6 +27,7 @@ NEEDS_NONE = {
     "MIME::Deviation::GetStr": ONE_TEXT,
     "MIME::Encoding::IsAtom": ALLOCATES_NOTHING,
     "MIME::FieldList::operator[]": ALLOCATES_NOTHING,
+    "MIME::GetVersion": ALLOCATES_NOTHING,
     "MIME::GetTypeFromExt": "adds an empty text to what GetTypesFromExt finds, which is guarded",
     "MIME::Header::GetStr": ONE_TEXT,
     "MIME::HeaderMap::GetParameter": ALLOCATES_NOTHING,
