@@ -24,6 +24,7 @@
 #include "fuzz/check.h"
 #include "kivgui/ascii.h"
 #include "mime/mail.h"
+#include "mime/writing/attachment_type.h"
 #include "mime/writing/field_text.h"
 
 namespace {
@@ -146,9 +147,10 @@ void ComposedInput::AddFile(ByteSource& source, bool isInline) {
     if (isInline && std::count(ids_.begin(), ids_.end(), id) != 0) return;
     if (!Try(call)) return;
     if (isInline && !id.empty()) ids_.push_back(id);
-    const bool isMessage = options.type.size() == 14 && (options.type[0] | 0x20) == 'm';
-    (isInline ? inlineFiles_ : attachments_)
-        .push_back({bytes, MakeSentName(options.name), isMessage});
+    const std::string name = MakeSentName(options.name);
+    const std::string type = options.type.empty() ? GetAttachmentType(name) : options.type;
+    const bool isMessage = KivGuiBase::EqualsCaseless(type, "message/rfc822");
+    (isInline ? inlineFiles_ : attachments_).push_back({bytes, name, isMessage});
 }
 
 void ComposedInput::TakeCommand(char command, ByteSource& source) {
