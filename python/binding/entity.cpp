@@ -1,9 +1,9 @@
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "errors.h"
-#include "kivgui/ascii.h"
 #include "views.h"
 
 // Entities and their fields, under the names that they have in Python's own package where the meaning is the same.
@@ -11,7 +11,6 @@
 namespace Binding {
 
 namespace fs = std::filesystem;
-using KivGuiBase::EqualsCaseless;
 using EntityClass = py::class_<EntityView>;
 
 namespace {
@@ -76,10 +75,18 @@ py::object GetField(const EntityView& self, std::string_view name, const py::obj
     return GetValue(self, *field);
 }
 
+/// Of ASCII letters the case does not count in names of fields.
+bool HasName(const MIME::Field& field, std::string_view name) {
+    const auto lower = [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+    };
+    return std::ranges::equal(field.name, name, {}, lower, lower);
+}
+
 py::object GetAll(const EntityView& self, std::string_view name, const py::object& otherwise) {
     py::list values;
     for (const MIME::Field& field : self.entity.GetFields()) {
-        if (EqualsCaseless(field.name, name)) values.append(GetValue(self, field));
+        if (HasName(field, name)) values.append(GetValue(self, field));
     }
     if (values.empty()) return otherwise;
     return values;
@@ -193,7 +200,8 @@ void AddNature(EntityClass& type) {
         .def(
             "get_content_charset",
             [](const EntityView& self) {
-                return ToStrOrNone(KivGuiBase::MakeLowerAscii(self.entity.GetCharset()));
+                const std::string charset = self.entity.GetCharset();
+                return charset.empty() ? py::object(py::none()) : ToStr(charset).attr("lower")();
             },
             "In lower case; None when the sender named none.")
         .def(
