@@ -44,3 +44,6 @@ timed "an example against it" "
   export PKG_CONFIG_PATH=/root/opt/lib/pkgconfig LD_LIBRARY_PATH=/root/opt/lib
   g++ -std=c++20 kivmime/examples/print_mail.cpp \$(pkg-config --cflags --libs kivmime) -o print_mail2
   ./print_mail2 kivmime/samples/alternative.eml | grep -a ."
+echo "-- packages made there"
+timed "scripts/package.sh, which installs what it needs" "cd kivmime && KIVMIME_BUILD_ROOT=/root/build scripts/package.sh"
+timed "apt reinstall of what it made" "apt-get install -qq --reinstall --no-install-recommends /root/build/packages/*.deb"
