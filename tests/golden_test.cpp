@@ -1,5 +1,5 @@
 // Whole messages: data/FOLDER/NAME.eml is read, and what comes of it must be NAME.tree; those in
-// data/mail by the mail rules, with the report behind the tree, all others by the exact rules. A body
+// data/mail by the mail rules, with the report after the tree, all others by the exact rules. A body
 // whose type is kept apart has the value of its Content-Type field in NAME.type.
 //
 // When a tree differs the new one is written into the build tree; a copy of it beside the message

@@ -74,7 +74,7 @@ std::string Show(const Decoding::BodyResult& got) {
     return ToString(got.body) + Note("malformed", got.malformed, got.firstMalformed) +
            Note("blanks", got.blanks, got.firstBlank) +
            Note("missing padding", got.missingPadding, got.firstMissingPadding) +
-           Note("after padding", got.behindPadding, got.firstBehindPadding);
+           Note("after padding", got.afterPadding, got.firstAfterPadding);
 }
 
 std::string DecodeParameter(const std::string& in) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,11 +9,13 @@
 #include "kivsec/pkcs7_msg.h"
 #include "kivsec/signing.h"
 #include "mime/mime.h"
+#include "support/gate.h"
 #include "support/loaded_library.h"
 
 namespace MIME {
 namespace {
 
+using Test::Gate;
 using Test::LoadedLibrary;
 
 constexpr const char* kLibrary = MIME_TEST_LIBRARY;
@@ -39,8 +40,8 @@ bool FindsGif(GetTypes* getTypes) noexcept {
 }
 
 /// Uses everything that keeps data of its thread, or uses a library that does.
-void UseTables(const LoadedLibrary& library, GetTypes* getTypes, std::latch& start) {
-    start.arrive_and_wait();
+void UseTables(const LoadedLibrary& library, GetTypes* getTypes, Gate& start) {
+    start.CountAndWait();
     EXPECT_TRUE(FindsGif(getTypes));
     const std::string tooLong = std::string(KivGuiBase::kMaxErrorMessage - 1, 'x') + "\xC3\xA4";
     library.Find<SetMessage>(kSetMessage)(tooLong.c_str());
@@ -71,13 +72,13 @@ TEST(ModuleThreadTest, UnloadsAndLeavesNothingBehind) {
         ASSERT_TRUE(getTypes != nullptr);
 
         // One thread outlives the library.
-        std::latch start(4), isUsed(1), isUnloaded(1);
+        Gate start(4), isUsed(1), isUnloaded(1);
         std::thread survivor;
         if (c.usesTables) {
             survivor = std::thread([&] {
                 UseTables(library, getTypes, start);
-                isUsed.count_down();
-                isUnloaded.wait();
+                isUsed.Count();
+                isUnloaded.Wait();
             });
             std::vector<std::thread> threads;
             for (int i = 0; i < 2; ++i) {
@@ -85,11 +86,11 @@ TEST(ModuleThreadTest, UnloadsAndLeavesNothingBehind) {
             }
             UseTables(library, getTypes, start);
             for (std::thread& thread : threads) thread.join();
-            isUsed.wait();
+            isUsed.Wait();
         }
         library.Unload();
         EXPECT_FALSE(LoadedLibrary::IsInProcess(kLibrary));
-        isUnloaded.count_down();
+        isUnloaded.Count();
         if (survivor.joinable()) survivor.join();
     }
 }

@@ -67,7 +67,7 @@ TEST(LenientDecoderTest, PiecesMayEndAnywhere) {
         const Body decoded = DecodeBase64(text);
         ASSERT_EQ(Escape(DecodeInPieces(base64, text, random)), Escape(decoded.body))
             << Escape(text);
-        ASSERT_EQ(base64.GetBehindPadding().first, decoded.firstBehindPadding) << Escape(text);
+        ASSERT_EQ(base64.GetAfterPadding().first, decoded.firstAfterPadding) << Escape(text);
     }
 }
 

@@ -21,7 +21,7 @@ std::string Letters(size_t count) {
     return std::string(count, 'x');
 }
 
-/// A block of exactly the bytes, so that a memory checker sees a read behind them.
+/// A block of exactly the bytes, so that a memory checker sees a read past them.
 std::unique_ptr<char[]> MakeBlock(std::string_view bytes) {
     auto block = std::make_unique<char[]>(bytes.size());
     bytes.copy(block.get(), bytes.size());

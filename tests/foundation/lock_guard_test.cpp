@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <iterator>
-#include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -14,6 +13,7 @@
 #include "kivgui/convert.h"
 #include "kivgui/host/host.h"
 #include "mime/foundation/lazy_table.h"
+#include "support/gate.h"
 
 namespace MIME {
 namespace {
@@ -121,11 +121,11 @@ TEST(LockGuardRaceTest, FirstUsersOfATableGetItWholeAndTakeTurns) {
     KivGuiBase::TimedCriticalSection lock;
     lock.keepsStatistics = true;
     unsigned guarded = 0;
-    std::latch start(4);
+    MIME::Test::Gate start(4);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < 4; ++i) {
         threads.emplace_back([&, site = AnsiStr(i % 2 != 0 ? "odd" : "even")] {
-            start.arrive_and_wait();
+            start.CountAndWait();
             EXPECT_EQ(std::distance(table.Get().begin(), table.Get().end()), 5000);
             for (unsigned round = 0; round < 500; ++round) {
                 const LockGuard guard(lock, site);

@@ -20,7 +20,7 @@ void CompareStops(std::string_view text) {
     for (size_t i = text.size(); i-- > 1;) {
         if (text[i - 1] == '\0' || text.substr(i - 1, 2) == "\r\n") want = i - 1;
     }
-    // A block of exactly the text, so that a memory checker sees a read behind it.
+    // A block of exactly the text, so that a memory checker sees a read past it.
     const std::vector<char> block(text.begin(), text.end());
     ASSERT_EQ(FindLineStop(block.data(), block.size()), want) << Escape(text);
 }
@@ -29,9 +29,9 @@ void CompareStops(std::string_view text) {
 TEST(LineSearchTest, FindsTheSameAsAWalk) {
     ForEachText(std::string_view("a\r\n\0", 4), 5, [](std::string_view text) {
         for (const size_t before : {0u, 11u, 12u, 13u, 14u, 15u, 16u, 29u, 30u}) {
-            for (const size_t behind : {0u, 1u, 17u}) {
+            for (const size_t after : {0u, 1u, 17u}) {
                 CompareStops(std::string(before, 'x') + std::string(text) +
-                             std::string(behind, 'y'));
+                             std::string(after, 'y'));
             }
         }
     });

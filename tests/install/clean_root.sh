@@ -25,7 +25,6 @@ as_root mount -t proc proc "$root/proc"
 git clone -q --bare "$ROOT" "$root/root/kivmime.git"
 mkdir "$root/packages"
 cp "$packages"/*.deb "$root/packages"
-rm -f "$root"/packages/*-dbgsym_*.deb
 
 timed "git" "apt-get install -qq --no-install-recommends git ca-certificates"
 timed "clone" "git clone -q kivmime.git"

@@ -2,13 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <unordered_map>
 #include <vector>
+
+#include "support/gate.h"
 
 namespace KivGuiBase {
 namespace {
@@ -102,8 +103,7 @@ TEST(AnsiStrTest, GetsOnWithStandardTexts) {
 }
 
 // Each thread has a handle of its own to one body, whose length is not known yet. All count it,
-// copy it and change their handle; the others do so meanwhile. They start from a spinning counter: one in a
-// few thousand std::latch::arrive_and_wait never returned under Wine.
+// copy it and change their handle; the others do so meanwhile.
 TEST(AnsiStrRaceTest, ThreadsShareABodyOfUnknownLength) {
     constexpr unsigned kThreads = 4;
     for (int round = 0; round < 100; ++round) {
@@ -111,22 +111,18 @@ TEST(AnsiStrRaceTest, ThreadsShareABodyOfUnknownLength) {
         AnsiStr text(200, buffer);
         std::memset(buffer, 'x', 150);
         buffer[150] = '\0';
-        std::atomic<unsigned> missing = kThreads + 1;
-        const auto start = [&missing] {
-            --missing;
-            while (missing != 0) std::this_thread::yield();
-        };
+        MIME::Test::Gate start(kThreads + 1);
         std::vector<std::thread> threads;
         for (unsigned i = 0; i < kThreads; ++i) {
             threads.emplace_back([&start, own = text]() mutable {
-                start();
+                start.CountAndWait();
                 const AnsiStr copy = own;
                 EXPECT_EQ(own.GetLength(), 150u);
                 own += 'y';
                 EXPECT_EQ(copy.GetLength(), 150u);
             });
         }
-        start();
+        start.CountAndWait();
         for (int i = 0; i < 20; ++i) text += '!';
         for (std::thread& thread : threads) thread.join();
         EXPECT_EQ(text, std::string(150, 'x') + std::string(20, '!'));

@@ -29,14 +29,14 @@ TEST(ConvertTest, CleansTheEnds) {
     EXPECT_EQ(CleanStr(" \t\r\n"), "");
 }
 
-/// Encodes from a block of exactly the bytes, so that a memory checker sees a read behind them.
+/// Encodes from a block of exactly the bytes, so that a memory checker sees a read past them.
 AnsiStr Encode(std::string_view bytes, unsigned lineLength, const char* separator) {
     const auto block = std::make_unique<char[]>(bytes.size());
     bytes.copy(block.get(), bytes.size());
     return Binary2B64Str(block.get(), static_cast<unsigned>(bytes.size()), lineLength, separator);
 }
 
-/// Decodes into a buffer with guard bytes behind its capacity, which must survive.
+/// Decodes into a buffer with guard bytes after its capacity, which must survive.
 std::optional<std::string> Decode(std::string_view text, size_t capacity) {
     const std::string guard = "guard bytes as wide as the widest store of a vector unit there is";
     std::string buffer = std::string(capacity, '\0') + guard;
