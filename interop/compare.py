@@ -6,7 +6,7 @@ KIVMIME is the command-line host, MAIL the program interop_mail, FOLDER an empty
 the program interop_gmime; every file below each of MESSAGES is a message of others. In messages that kivmime
 made the readers must find what was put in; in those of others, what we find by the mail rules. Prints the
 differences that differences.py does not explain, and for each collection a table of what agrees, with
-explained differences behind "+" and their reasons. Where another program finds other entities or bodies, our
+explained differences after "+" and their reasons. Where another program finds other entities or bodies, our
 verdict must be worse than harmless, unless the message is as the RFCs have it; and of real mails, those in a
 folder "mail" of a collection, at most one in 100 may be ambiguous. The status is 0 when all of this holds.
 """

@@ -32,7 +32,7 @@ shm=/dev/shm
 [ -w $shm ] && work=$(mktemp -d -p $shm) || work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Mails of the tests are seeds of the target that reads, behind its options: exact rules with files that
+# Mails of the tests are seeds of the target that reads, after its options: exact rules with files that
 # are removed after a failure, mail rules with bodies in memory, and with 100 bytes of bodies at most.
 add_mails() {
   local mail options

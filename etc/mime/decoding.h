@@ -75,8 +75,8 @@ public:
         unsigned long long missingPadding = 0;
         unsigned long long firstMissingPadding = 0;
         /// Base64: runs of groups that begin after the padding of another; they are decoded.
-        unsigned long long behindPadding = 0;
-        unsigned long long firstBehindPadding = 0;
+        unsigned long long afterPadding = 0;
+        unsigned long long firstAfterPadding = 0;
     };
 
     /// Decodes a quoted-printable body (RFC 2045, 6.7). Line ends, CR LF or LF, are kept.

@@ -61,7 +61,7 @@ bool KeepType(State& s, const ContentType& type) {
 
 bool KeepBody(State& s, const Decoding::BodyResult& result) {
     s.texts[0] = result.body;
-    s.numbers = {result.malformed, result.blanks, result.missingPadding, result.behindPadding};
+    s.numbers = {result.malformed, result.blanks, result.missingPadding, result.afterPadding};
     return result.complete;
 }
 

@@ -65,7 +65,7 @@ void AddBody(Dump& dump, const MIME::Decoding::BodyResult& result) {
     addPlace("malformed", result.malformed, result.firstMalformed);
     addPlace("blanks", result.blanks, result.firstBlank);
     addPlace("missing padding", result.missingPadding, result.firstMissingPadding);
-    addPlace("behind padding", result.behindPadding, result.firstBehindPadding);
+    addPlace("after padding", result.afterPadding, result.firstAfterPadding);
 }
 
 void AddParameter(Dump& dump, const string& text, const string& other, Random& random) {

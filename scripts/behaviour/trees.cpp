@@ -243,7 +243,7 @@ void RunFile(const string& label, const string& path) {
     Input input;
     input.text = ReadBytes(path);
     RunReadings(label, input, path, nullptr);
-    // A body whose type is beside it, or the text behind the header block with an invented type.
+    // A body whose type is beside it, or the text after the header block with an invented type.
     const fs::path typePath = fs::path(path).replace_extension(".type");
     if (fs::exists(typePath)) {
         input.contentType = ReadBytes(typePath.string());

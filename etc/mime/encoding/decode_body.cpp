@@ -90,7 +90,7 @@ Decoding::BodyResult Decoding::Base64(const char* text, unsigned size) noexcept 
         Report(decoder.GetRubbish(), result.malformed, result.firstMalformed);
         Report(decoder.GetBlanks(), result.blanks, result.firstBlank);
         Report(decoder.GetMissingPadding(), result.missingPadding, result.firstMissingPadding);
-        Report(decoder.GetBehindPadding(), result.behindPadding, result.firstBehindPadding);
+        Report(decoder.GetAfterPadding(), result.afterPadding, result.firstAfterPadding);
         return result;
     });
 }

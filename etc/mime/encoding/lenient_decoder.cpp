@@ -90,7 +90,7 @@ size_t LenientBase64::Take(char c, uint64_t offset, char* out) noexcept {
     }
     if (isPadded_) {
         if (paddingDue_ != 0) missingPadding_.Note(offset);
-        behindPadding_.Note(offset);
+        afterPadding_.Note(offset);
         isPadded_ = false;
         paddingDue_ = 0;
     }

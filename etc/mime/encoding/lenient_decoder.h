@@ -48,7 +48,7 @@ public:
     const Tally& GetRubbish() const noexcept { return rubbish_; }
     const Tally& GetBlanks() const noexcept { return blanks_; }
     const Tally& GetMissingPadding() const noexcept { return missingPadding_; }
-    const Tally& GetBehindPadding() const noexcept { return behindPadding_; }
+    const Tally& GetAfterPadding() const noexcept { return afterPadding_; }
 
     /// Characters of a group that is not full yet, 0 to 3.
     unsigned GetOpenCharacters() const noexcept { return open_; }
@@ -69,7 +69,7 @@ private:
     Tally rubbish_;
     Tally blanks_;
     Tally missingPadding_;
-    Tally behindPadding_;
+    Tally afterPadding_;
 };
 
 /// Quoted-printable (RFC 2045, 6.7), with these departures:

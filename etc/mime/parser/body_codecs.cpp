@@ -224,7 +224,7 @@ template <>
 void MailBase64::Note() {
     Note(Deviation::base64Rubbish, decoder_.GetRubbish());
     Note(Deviation::base64Padding, decoder_.GetMissingPadding());
-    Note(Deviation::base64AfterPadding, decoder_.GetBehindPadding());
+    Note(Deviation::base64AfterPadding, decoder_.GetAfterPadding());
 }
 
 template <>

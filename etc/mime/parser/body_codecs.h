@@ -74,7 +74,7 @@ public:
 std::unique_ptr<BodyCodec> MakeBodyCodec(TransferEncoding::keys encoding, BodyOutput& output,
                                          Reading& reading);
 
-/// Gives the codec the body at the cursor, up to its end: the loop behind every body.
+/// Gives the codec the body at the cursor, up to its end: the loop that every body goes through.
 bool TakeBody(BodyCodec& codec, Delimiters& delimiters, Reading& reading);
 
 }  // namespace MIME

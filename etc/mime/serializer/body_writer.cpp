@@ -12,7 +12,7 @@
 // Writes the body of one entity. Every codec has a writer that takes the body in pieces and encodes
 // them straight into the room of the output, without a copy on the way. A writer may leave bytes at
 // the end of a piece that it cannot encode before it knows what follows; a disk file is therefore read
-// behind the bytes that were kept. Memory is fixed, whatever the body's size.
+// after the bytes that were kept. Memory is fixed, whatever the body's size.
 
 namespace MIME {
 
