@@ -1,7 +1,7 @@
-// kivmime_faults [--verbose] [--all] [NAME]: fails each call that an operation makes of the system, one
+// kivmime_faults [--verbose] [--all] [--odd | --even] [NAME]: fails each call that an operation makes of the system, one
 // after another, once and from there on, each time in a process of its own, and counts what comes of
 // it. Exit status 0 when nothing bad did. NAME: only operations with that in their name; --all: no
-// samples; --verbose: also a line for each bad point.
+// samples; --odd, --even: half of the points, for two cores; --verbose: also a line for each bad point.
 
 #include <openssl/cms.h>
 #include <sys/mman.h>
@@ -326,6 +326,11 @@ unsigned long GetFirst(const std::set<std::string>& options) {
     return isThere ? std::stoul(option->substr(name.size())) : 1;
 }
 
+/// Every second point can be left out, for a second process to try.
+bool IsLeftOut(const std::set<std::string>& options, unsigned long n) {
+    return options.contains(n % 2 == 0 ? "--odd" : "--even");
+}
+
 /// All points of one kind.
 Row TryKind(const Operation& operation, const Reference& wanted, const std::string& folder,
             Kind kind, const std::set<std::string>& options) {
@@ -339,7 +344,7 @@ Row TryKind(const Operation& operation, const Reference& wanted, const std::stri
             const bool isSample = random.Below(count) < limit;
             const bool isWanted =
                 isSample || (!isLasting && IsOfSigning(operation.traits, n, count));
-            if (!isWanted) continue;
+            if (!isWanted || IsLeftOut(options, n)) continue;
             RunPoint(operation, &wanted, folder, {kind, n, isLasting});
             outcome->row[kPoints] = 1;
             Add(row, outcome->row);
