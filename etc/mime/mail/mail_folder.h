@@ -101,7 +101,7 @@ public:
         files,    ///< any other folder
     };
 
-    /// Opens what is at `path`:
+    /// Opens the file or folder at `path`:
     /// - A plain file whose first line begins with "From " is an mbox in any of its variants
     ///   (mboxo, mboxrd, mboxcl, mboxcl2); a byte-order mark and empty lines before it do not
     ///   count. An empty file is also an mbox, with no message. Any other plain file is one
