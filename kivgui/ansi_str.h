@@ -91,7 +91,8 @@ public:
         /// The capacity to allocate for `length` characters; `grow` asks for spare room, half
         /// the length or 32 characters, so that repeated appends cost amortised linear time.
         static uint32_t GetExtendSize(uint32_t length, bool grow) noexcept;
-        /// Called when `length` + `added` passes 32 bits: sets the last error kErrorStringOverflow.
+        /// Called when `length` + `added` exceeds 32 bits: sets the last error
+        /// kErrorStringOverflow.
         static void ReportOverflow(uint32_t length, uint32_t added) noexcept;
         static void Free(Imp* imp) noexcept;
     };
@@ -99,14 +100,14 @@ public:
     AnsiStr() noexcept = default;
     /// Copies a NUL-terminated text; null gives the empty string.
     AnsiStr(const char* text) noexcept;
-    /// Copies `count` characters, NUL characters included.
+    /// Copies `count` characters, including NUL characters.
     AnsiStr(const char* text, unsigned count) noexcept;
     AnsiStr(const AnsiSubStr& view) noexcept : AnsiStr(view.GetStr(), view.GetLength()) {}
     /// Copies the view. More than kMaxLength characters give the empty string and the last
     /// error kErrorStringOverflow.
     AnsiStr(std::string_view view) noexcept;
-    /// The same for std::string itself, and for nothing that merely converts to one: what chose
-    /// among the other constructors still does.
+    /// The same for std::string itself, but not for types that convert to it: for those, the other
+    /// constructors are still chosen.
     template <std::same_as<std::string> String>
     AnsiStr(const String& text) noexcept : AnsiStr(std::string_view(text)) {}
     /// Room for `n` characters and the NUL, to be written through `buffer`; the text ends at the
@@ -151,16 +152,16 @@ public:
     const char* begin() const noexcept { return GetStr(); }
     const char* end() const noexcept { return GetStr() + GetLength(); }
 
-    /// Makes this the sole owner of a body with room for `n` characters, to append to or to be
-    /// written through the result. The text is kept.
+    /// Makes this the sole owner of a body with room for `n` characters, for appending or for
+    /// writing through the result. The text is kept.
     /// @return the character buffer; null when memory runs out, the string is then unchanged.
     char* Alloc(unsigned n) noexcept;
     /// Releases spare room; the text does not change.
     void Shrink() noexcept;
     /// Keeps the first `n` characters.
     AnsiStr& Trunc(unsigned n) noexcept;
-    /// Appends. A text that would pass kMaxLength is reported and the string is left unchanged.
-    /// The view may lie in this string.
+    /// Appends. If the text would exceed kMaxLength, this is reported and the string is left
+    /// unchanged. The view may be a part of this string.
     AnsiStr& Append(std::string_view view, Growth growth = Growth::exact) noexcept;
     AnsiStr& Append(char c, Growth growth = Growth::exact) noexcept {
         return Append(std::string_view(&c, 1), growth);
@@ -226,7 +227,7 @@ public:
         return a <=> (b != nullptr ? std::string_view(b) : std::string_view());
     }
 
-    /// A new string of exactly both lengths. A result that would pass kMaxLength is empty, and
+    /// A new string of exactly both lengths. A result that would exceed kMaxLength is empty, with
     /// the last error kErrorStringOverflow.
     friend KIV_EXPORT AnsiStr operator+(const AnsiStr& a, const AnsiStr& b) noexcept;
 
@@ -250,14 +251,14 @@ private:
 
 KIV_EXPORT AnsiStr operator+(const AnsiStr& a, const AnsiStr& b) noexcept;
 
-/// The text up to its first NUL: what follows one is never written into a header.
+/// The text up to its first NUL: anything after a NUL is never written into a header.
 inline std::string_view GetCText(const AnsiStr& text) noexcept {
     return text.GetStr();
 }
 
 }  // namespace KivGuiBase
 
-/// Equal texts have one hash, whichever type they have: with std::equal_to<> a container finds an
+/// Equal texts have the same hash, whatever their type: with std::equal_to<> a container finds an
 /// AnsiStr by a std::string_view.
 template <>
 struct std::hash<KivGuiBase::AnsiStr> {

@@ -28,7 +28,8 @@ struct CharsetResult {
 /// charset, and is not passed to the system. Linear, any thread.
 KIV_EXPORT CharsetResult ConvertToUtf8(std::string_view bytes, std::string_view charset) noexcept;
 
-/// Returns true if the whole text is well-formed UTF-8. Like IsUtf8, but 32 bytes of ASCII a step.
+/// Returns true if the whole text is well-formed UTF-8. Like IsUtf8, but takes 32 bytes of ASCII at
+/// a time.
 bool IsUtf8Text(std::string_view bytes) noexcept;
 
 }  // namespace KivGuiBase

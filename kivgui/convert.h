@@ -30,8 +30,8 @@ KIV_EXPORT bool B64Str2Binary(const AnsiStr& text, void* buffer, unsigned& size,
 KIV_EXPORT AnsiStr Binary2B16Str(const void* data, unsigned size, unsigned lineLength,
                                  const char* separator) noexcept;
 
-/// Read the decimal number at the start of `text`; what follows its digits is ignored. The
-/// signed form accepts one "+" or "-" first.
+/// Read the decimal number at the start of `text`; anything after its digits is ignored. The signed
+/// form accepts a leading "+" or "-".
 ///
 /// @param end    receives the first character after the number; may be null.
 /// @param flag   without effect.

@@ -25,14 +25,14 @@ public:
     DiskFile& operator=(const DiskFile&) = delete;
     ~DiskFile();
 
-    /// Closes the file that was open and opens another.
+    /// Closes any open file and opens another.
     bool Open(const File& file, Mode mode) noexcept;
     /// Size in bytes of the open file; -1, with the last error set, when it is not a plain file.
     int64_t GetSize() const noexcept;
     /// Reads `size` bytes; fewer, and finally 0, only at the end of the file.
     bool Read(void* buffer, unsigned size, unsigned& got) noexcept;
-    /// Writes all `size` bytes. An error may be reported only by a later Write or by Close. From
-    /// then on every Write fails, and Close too, because bytes are missing in the file.
+    /// Writes all `size` bytes. An error may be reported only by a later Write or by Close. After
+    /// an error every Write fails, and so does Close, because bytes are missing in the file.
     bool Write(const void* data, unsigned size) noexcept;
 
     /// Room for `size` bytes after what was written, for the caller to fill; Commit says how many
@@ -41,7 +41,7 @@ public:
     char* GetWriteRoom(unsigned size) noexcept;
     void Commit(unsigned size) noexcept { buffered_ += size; }
 
-    /// Writes what is buffered and closes. A second call is harmless and gives true.
+    /// Writes buffered bytes and closes the file. A second call is harmless and returns true.
     /// @return false, with the last error set, when anything could not be written.
     bool Close() noexcept;
 

@@ -70,8 +70,8 @@ inline constexpr unsigned kMaxErrorMessage = 2048;
 KIV_EXPORT void SetErrorMessage(const AnsiStr& text);
 KIV_EXPORT AnsiStr GetStoredErrorMessage();
 
-/// Prints the formatted message to standard error and ends the process. For broken invariants
-/// only, which no caller and no message can cause.
+/// Prints the formatted message to standard error and ends the process. Only for broken invariants,
+/// which no caller and no message can cause.
 [[noreturn]] KIV_EXPORT void DebugAbort(const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))

@@ -21,15 +21,15 @@ inline constexpr FileHandle kInvalidFile = -1;
 
 }  // namespace Platform
 
-/// std::filesystem::path, recognized by its members: its header would double the time that every
-/// file which includes this one takes to compile.
+/// std::filesystem::path, recognised by its members: its header would double the compile time of
+/// every file that includes this one.
 template <class Path>
 concept StandardPath = requires(const Path& path) {
     { path.native() } -> std::same_as<const std::basic_string<typename Path::value_type>&>;
     path.has_root_directory();
 };
 
-/// @name Paths between the system's form, which std::filesystem::path keeps, and ours
+/// @name Conversion of paths between the system's form, as in std::filesystem::path, and ours
 /// UTF-16 and UTF-8 on Windows; the same bytes elsewhere. Half a surrogate pair becomes a byte 0xFF,
 /// so that opening the file fails, and a text that is not UTF-8 an empty UTF-16 path.
 /// ToSystemPath throws std::bad_alloc; FromSystemPath gives an empty path when memory runs out.
@@ -44,7 +44,7 @@ inline void ToSystemPath(std::string_view path, std::string& systemPath) {
 KIV_EXPORT void ToSystemPath(std::string_view path, std::wstring& systemPath);
 /// @}
 
-/// What kind of file a path is made for.
+/// The kind of file for which a path is made.
 enum class FileType : unsigned { temporary = 0 };
 
 /// The path of a file. A value: copying it copies a string handle, and it keeps nothing open.

@@ -7,19 +7,19 @@
 
 namespace KivGuiBase {
 
-// Strings, arrays and maps stay as they were when memory runs out, which a function deep inside a
-// reading or a writing cannot always report. So each thread counts what it did not get, and the
-// functions that hosts call look whether the count has moved: a failed allocation becomes a failure
-// of the call, never a shorter result.
+// Strings, arrays and maps stay as they were when memory runs out, and a function deep inside a
+// reading or writing operation cannot always report it. So each thread counts its failed
+// allocations, and the functions that hosts call check whether the count has changed: a failed
+// allocation becomes a failure of the call, never a shorter result.
 
-/// Like malloc and realloc, for the base layer: what cannot be had is counted, and the last error
-/// becomes kErrorNotEnoughMemory. A size of 0 gives a block too. Freed with std::free.
+/// Like malloc and realloc, for the base layer: failures are counted, and the last error becomes
+/// kErrorNotEnoughMemory. A size of 0 also gives a block. Freed with std::free.
 [[nodiscard]] void* Allocate(size_t size) noexcept;
 [[nodiscard]] void* Reallocate(void* block, size_t size) noexcept;
 
-/// Tells the system that a block of many megabytes is about to be filled, so that it may give large
-/// pages, which cost a small part of what as many usual ones do. Only a hint, of the whole large pages
-/// in the block.
+/// Tells the system that a block of many megabytes is about to be filled, so that it may use large
+/// pages, which are far cheaper than the same memory in usual pages. Only a hint, for the whole
+/// large pages in the block.
 void UseLargePages(void* block, size_t size) noexcept;
 
 /// Counts a failed allocation of the calling thread that was not made by a function above, and sets
@@ -40,11 +40,11 @@ private:
 
 /// Memory for small objects: map nodes, array bodies, boxed numbers.
 ///
-/// @return a block aligned for any object, null when memory runs out (nothing is thrown; it is
-///         counted). A size of 0 gives a block too.
-/// Any thread; a block may be freed on another thread than the one that asked for it.
+/// @return a block aligned for any object, null when memory runs out (nothing is thrown; the
+///         failure is counted). A size of 0 also gives a block.
+/// Any thread; a block may be freed on a thread other than the one that requested it.
 KIV_EXPORT void* AllocParticle(size_t size) noexcept;
-/// Frees a block. `size` is the size that it was requested with.
+/// Frees a block. `size` is the requested size.
 KIV_EXPORT void FreeParticle(size_t size, void* block) noexcept;
 
 /// Called when the count of an array would pass 32 bits; sets the last error kErrorStringOverflow.

@@ -33,7 +33,7 @@ public:
     MemoryFile& operator=(const MemoryFile&) = delete;
     ~MemoryFile() { Close(); }
 
-    /// Closes the view that was open and opens another. A file of 0 bytes is opened like any other.
+    /// Closes any open view and opens another. A file of 0 bytes is opened like any other.
     /// @return false, with the last error set, when the file cannot be opened, read or created, or
     ///         is not a plain file.
     bool Open(const File& file, Mode mode) noexcept;
@@ -47,8 +47,8 @@ public:
 
     /// Writes the content of a writable view and moves the open file to `target`, which continues
     /// at its end; the view is then closed.
-    /// @return false, with the last error set, when the content could not be written; `target` has
-    ///         the file then too, but its writes fail.
+    /// @return false, with the last error set, when the content could not be written; `target` then
+    ///         has the file as well, but its writes fail.
     bool MoveTo(DiskFile& target) noexcept;
 
     /// Closes the view; the content of a writable one is written up to the write cursor. A second
@@ -62,12 +62,13 @@ public:
     uint64_t GetSize() const noexcept { return writable_ ? GetUsed() : length_; }
 
     bool IsMapped() const noexcept { return mapped_; }
-    /// Gives the memory of a part of a mapped file back to the system. It is read from the file again
-    /// when somebody looks at it. Any thread. Does nothing on Windows.
+    /// Returns the memory of a part of a mapped file to the system. It is read from the file again
+    /// on the next access. Any thread. Does nothing on Windows.
     static void Release(std::string_view part) noexcept;
 
-    /// For a writable view (IsWritable): the bytes written so far, those that fit without Extend, the place of
-    /// the next one, and the move of the write cursor past bytes that were put there.
+    /// For a writable view (IsWritable): GetUsed is the number of bytes written so far,
+    /// GetMappedLength the number that fits without Extend, GetCursor the place of the next byte;
+    /// Advance moves the write cursor past bytes that were put there.
     bool IsWritable() const noexcept { return writable_; }
     uint64_t GetUsed() const noexcept { return used_; }
     uint64_t GetMappedLength() const noexcept { return length_; }

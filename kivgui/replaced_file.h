@@ -6,14 +6,15 @@
 
 namespace KivGuiBase {
 
-/// A file that is written under a name of its own, beside its target, and takes the target's name
-/// when it is complete: nobody ever sees a part of it there, and after a failure the target is as it
-/// was. Open, Write, Commit; without Commit the new file is removed. One thread at a time.
+/// A file that is written under another name, in the folder of its target, and takes the target's
+/// name when it is complete: nobody ever sees an incomplete file there, and after a failure the
+/// target is unchanged. Call Open, Write and Commit; without Commit the new file is removed. One
+/// thread at a time.
 ///
-/// Until then only its owner can read it. Then a file that replaces another has that one's owner and
-/// permissions, as far as this user may give them, and a new one those that the user's settings give.
-/// A link stays a link, and what it leads to is replaced. Whether a file may be replaced is decided by
-/// the permissions of its folder. A device, a pipe or a socket is written to directly.
+/// Until Commit, only its owner can read it. A file that replaces another then gets the owner and
+/// permissions of the old file, as far as this user may set them; a new file gets those of the
+/// user's settings. A link stays a link, and its target is replaced. The permissions of the folder
+/// decide whether a file may be replaced. A device, a pipe or a socket is written to directly.
 ///
 /// Failure is false with the last error set. A process that is killed leaves the new file, whose name
 /// begins with ".kivmime-" and ends in ".part".
@@ -24,13 +25,14 @@ public:
     ReplacedFile& operator=(const ReplacedFile&) = delete;
     ~ReplacedFile();
 
-    /// Once for each object.
+    /// Call it once for each object.
     bool Open(const File& target) noexcept;
-    /// The file that is being written; none (IsEmpty) for a device, and when it has the target's name.
+    /// The file that is being written; empty (IsEmpty) for a device, and once it has the target's
+    /// name.
     const File& GetNewFile() const noexcept { return new_; }
     /// Writes all `size` bytes. An error may be reported only by a later Write or by Commit.
     bool Write(const void* data, size_t size) noexcept;
-    /// Puts what was written on the disk and gives it the target's name.
+    /// Writes the file to the disk and gives it the target's name.
     bool Commit() noexcept;
 
 private:

@@ -56,7 +56,7 @@ public:
     const Item* end() const noexcept { return begin() + GetCount(); }
 
     /// Appends an item.
-    /// @return false, after a report, when the count would pass 32 bits or memory runs out; the
+    /// @return false, after a report, when the count would exceed 32 bits or memory runs out; the
     ///         array is then unchanged.
     bool Add(const Item& item) noexcept {
         const unsigned count = GetCount();

@@ -10,7 +10,7 @@ namespace KivGuiBase {
 enum class ReadStreamMode : unsigned { read = 1 };
 enum class WriteStreamMode : unsigned { create = 2 };
 
-/// What both streams have: a file that is closed with the stream. One thread at a time.
+/// The base of both streams: a file that is closed with the stream. One thread at a time.
 class KIV_EXPORT Stream {
 public:
     Stream(const Stream&) = delete;
@@ -52,7 +52,7 @@ public:
     /// Writes a NUL-terminated text. @return false, with the last error set, when the file could
     /// not be opened or written; an error may be reported only by Close.
     bool Write(const char* text) noexcept;
-    /// Closes the file; the destructor does so too, without a result.
+    /// Closes the file; the destructor also does so, without a result.
     bool Close() noexcept { return file_.Close(); }
 };
 

@@ -5,11 +5,11 @@
 
 namespace KivGuiBase {
 
-/// Walks the tokens of a text between separator characters.
+/// Iterates over the tokens of a text between separator characters.
 ///
 /// A separator inside a double-quoted string belongs to the token; backslash escapes are respected,
-/// and a string that is not closed reaches to the end of the text. Tokens that are empty or only
-/// white space are skipped. The whole walk is linear.
+/// and a string that is not closed extends to the end of the text. Tokens that are empty or only
+/// white space are skipped. The whole iteration is linear.
 ///
 ///   TokenIterator it("a=1; b=\"x;y\" ;; c", ";");
 ///   while (it.ToNext()) Use(it.token);   // "a=1", " b=\"x;y\" ", " c"

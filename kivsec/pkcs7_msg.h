@@ -12,7 +12,7 @@ using KivGuiBase::AnsiStr;
 using KivGuiBase::Blob;
 using KivGuiBase::File;
 
-/// Makes one signed message: Sign, then SaveMIME.
+/// Makes one signed message: call Sign, then SaveMIME.
 ///
 /// Failure is `false` with the reason in the calling thread's last error; docs/signing.md lists the
 /// codes. Nothing is thrown or printed, and nobody is asked for a pass phrase. One thread at a
@@ -32,9 +32,9 @@ public:
     ///                    16 MiB: one private key, its certificate, and any number of others, which
     ///                    are sent along.
     /// @param signerText  the pass phrase of `signer`, up to its first NUL; empty when it has none.
-    /// @param detached    must be true: the signature is a part of its own beside the content.
-    ///                    False fails with kErrorNotSupported, because a signature around the
-    ///                    content hides the text from every mail program that does not know S/MIME.
+    /// @param detached    must be true: the signature is a separate part beside the content. False
+    ///                    fails with kErrorNotSupported, because a signature around the content
+    ///                    hides the text from every mail program that does not know S/MIME.
     /// @return after false there is nothing to save. Keys and pass phrases are wiped from memory.
     bool Sign(const File& content, const File& signer, const AnsiStr& signerText,
               bool detached) noexcept;

@@ -14,7 +14,7 @@ class ParameterMap;
 ///
 /// They read what mail programs send, not only what the RFCs allow; docs/decoding.md lists the
 /// departures. In decoded header text, an encoded CR, LF or NUL becomes a space, so that no field
-/// can end inside a value; only those that were bare in the field remain.
+/// can end inside a value; only CR, LF and NUL that were unencoded in the field remain.
 class KIV_EXPORT Decoding {
 public:
     /// Decodes the encoded words of an unstructured field, such as Subject, to UTF-8 (RFC 2047).
@@ -29,7 +29,7 @@ public:
     ///   Decoding::Words("=?utf-8?Q?Gr=C3=BC=C3?= =?utf-8?Q?=9Fe?=");   // "Gr\u00FC\u00DFe"
     static AnsiStr Words(const AnsiStr& text) noexcept;
 
-    /// The same for address lists: From, To, Cc and the like (RFC 5322, 3.4).
+    /// The same for address lists: From, To, Cc and similar fields (RFC 5322, 3.4).
     ///
     /// Display names, comments and quoted-strings are decoded, addresses are not. (RFC 2047, 5
     /// forbids encoded words in quoted-strings, but many senders write them.) A decoded display
@@ -39,7 +39,7 @@ public:
     ///   Decoding::AddressWords("=?utf-8?Q?Doe=2C_John?= <a@b>");   // "\"Doe, John\" <a@b>"
     static AnsiStr AddressWords(const AnsiStr& text) noexcept;
 
-    /// What Parameter gives.
+    /// The result of Parameter.
     struct KIV_EXPORT ParameterResult {
         AnsiStr value;                ///< UTF-8, except for raw 8-bit bytes, which are kept
         bool found = false;           ///< there is a parameter of that name, in any form
@@ -47,18 +47,18 @@ public:
         bool hadEncodedWord = false;  ///< `value` comes from encoded words (RFC 2047)
     };
 
-    /// The value of a parameter by its plain name: from "name*" or the sections "name*0",
-    /// "name*1*" ... up to the first that is missing (RFC 2231), else from "name", where encoded
-    /// words are decoded.
+    /// The value of a parameter by its plain name: from "name*" or the sections "name*0", "name*1*"
+    /// ... up to the first missing one (RFC 2231), else from "name", where encoded words are
+    /// decoded.
     ///
     /// When the charset of an extended form is unknown, the plain form is used if there is one;
     /// otherwise the value is read as us-ascii. The map is not changed.
-    /// @return when memory runs out, what a missing parameter gives, with the last error
+    /// @return when memory runs out, the same as for a missing parameter, with the last error
     ///         kErrorNotEnoughMemory.
     static ParameterResult Parameter(const ParameterMap& parameters, const AnsiStr& name) noexcept;
 
-    /// A decoded body, and what had to be tolerated in its text. Offsets count bytes of the text;
-    /// one is valid only when its count is not 0.
+    /// A decoded body, and what had to be tolerated in its text. Offsets are in bytes of the text;
+    /// an offset is valid only when its count is not 0.
     struct KIV_EXPORT BodyResult {
         AnsiStr body;           ///< may contain NULs
         bool complete = false;  ///< false when memory ran out; `body` is then empty
@@ -85,7 +85,7 @@ public:
     /// Decodes a base64 body (RFC 2045, 6.8). Characters outside the alphabet are skipped.
     static BodyResult Base64(const char* text, unsigned size) noexcept;
 
-    /// What ToUtf8 gives.
+    /// The result of ToUtf8.
     struct KIV_EXPORT TextResult {
         AnsiStr text;                     ///< UTF-8; empty for an unknown charset
         bool known = false;               ///< the charset is known

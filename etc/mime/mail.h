@@ -18,10 +18,10 @@
 ///   std::cout << mail->GetSubject() << '\n' << mail->GetFrom() << '\n' << mail->GetText() << '\n';
 ///   for (const MIME::Entity& file : mail->GetAttachments()) file.SaveInto(folder);
 ///
-/// Writing a new one, or one that was read with changes (classes Composer and Edit):
+/// Writing a new mail, or changing one that was read (classes Composer and Edit):
 ///
 ///   MIME::Composer answer;
 ///   answer.From("Zoë Lund", "zoe@example.org").Answer(*mail).Text("Danke!\n");
 ///   if (auto saved = answer.Save("out.eml"); !saved) return Fail(saved.error().GetText());
 ///
-/// Nothing is thrown but std::bad_alloc, where there is not enough memory for a whole result.
+/// Only std::bad_alloc is thrown, where there is not enough memory for a whole result.

@@ -16,7 +16,8 @@
 #include "mime/read_options.h"
 #include "mime/writing/write_options.h"
 
-/// KIVMIME: read Internet messages into a tree of entities, build such trees, write them back.
+/// KIVMIME: reads Internet messages into a tree of entities, builds such trees, and writes them
+/// back.
 ///
 /// The tree. A message is a tree of `Part`: each has header fields (`headers`), a summary of them
 /// (`info`) and either children (`parts`) or a body (`data`). These members are public, and hosts
@@ -35,8 +36,8 @@
 ///
 ///   message.Read(text, size, error, MIME::ReadOptions::Mail());
 ///
-/// Failure is a `bool` or an empty text; nothing is thrown. File operations leave the reason in
-/// the calling thread's last error (`KivGuiBase::GetLastError`, kivgui/error.h).
+/// Failure is reported by a `bool` or an empty text; nothing is thrown. File operations leave the
+/// reason in the calling thread's last error (`KivGuiBase::GetLastError`, kivgui/error.h).
 ///
 /// Threads. A tree belongs to one thread at a time; different trees may be used at the same time.
 /// The encoders and the vocabulary are pure functions.
@@ -98,8 +99,8 @@ struct ContentType {
 };
 
 /// @name Lookups between file-name extensions and media types
-/// An extension is given without its dot; only GetTypeStrFromExt ignores one. ASCII case is ignored.
-/// Nothing is trimmed: "text/plain; charset=x" is not a known type.
+/// An extension is given without its dot; only GetTypeStrFromExt ignores a dot. ASCII case is
+/// ignored. Nothing is trimmed: "text/plain; charset=x" is not a known type.
 /// @return true when the table has an entry; otherwise the result is application/octet-stream, or
 ///         the empty extension. Any thread; the first call in the process builds the tables.
 /// @{
@@ -118,14 +119,14 @@ struct KIV_EXPORT ParameterValue {
     bool raw = false;  ///< Serialize writes `value` unchanged; the reader stores false
 
     /// The parameter as header text, without the ";" before it: what Encoding::EncodeParameter
-    /// returns. When `raw` is set: a space, the name, "=" and the value, and the caller must see
-    /// to it that the value is safe in a header.
+    /// returns. When `raw` is set: a space, the name, "=" and the value; the caller must make sure
+    /// that the value is safe in a header.
     AnsiStr Serialize(const AnsiStr& name, bool useEncodedWords) const noexcept;
 };
 
 /// Parameters by name, in alphabetical order, case ignored.
 ///
-/// `FindOrInsert` returns an entry with `.key` and `.value`, which it adds when it is missing; an
+/// `FindOrInsert` returns an entry with `.key` and `.value`, and adds it when it is missing; an
 /// existing entry gets the spelling of the key that was looked up. It returns null when memory runs
 /// out. `Find` never inserts. Iterate with range-for.
 class KIV_EXPORT ParameterMap
@@ -158,7 +159,7 @@ public:
         return watch.HasFailed() ? nullptr : FindOrInsert(name);
     }
 
-    /// The value of a parameter, as the field has it; empty when the field or the parameter is
+    /// The value of a parameter, as it is in the field; empty when the field or the parameter is
     /// missing. Never inserts. Any number of threads, as long as nobody changes the map.
     ///
     ///   const AnsiStr charset = part.headers.GetParameter("Content-Type", "charset");
@@ -216,7 +217,7 @@ constexpr bool IsIdentity(keys encoding) noexcept {
 }
 }  // namespace TransferEncoding
 
-/// What the Content- fields of an entity say.
+/// A summary of an entity's Content- fields.
 struct KIV_EXPORT Info {
     TransferEncoding::keys transferEncoding = TransferEncoding::base64;
     ContentType contentType;
@@ -227,9 +228,9 @@ struct KIV_EXPORT Info {
     /// rules.
     bool isMessage = false;
 
-    /// Sets `boundary` to a new random value, "=_Qvm_=-" and 32 hexadecimal digits, that no text
-    /// contains by chance; to the empty text when memory runs out or the system has no random
-    /// numbers.
+    /// Sets `boundary` to a new random value that no text contains by chance: "=_Qvm_=-" and 32
+    /// hexadecimal digits. Sets it to the empty text when memory runs out or the system has no
+    /// random numbers.
     void GenerateBoundary() noexcept;
 };
 
@@ -257,7 +258,7 @@ private:
 /// One MIME entity: header fields and a body or children.
 ///
 /// Owns its children, which are made with `new`. Trees of any depth can be read, written and
-/// destroyed: none of these recurses.
+/// destroyed; none of these operations recurses.
 class KIV_EXPORT Part {
 public:
     AnsiStr rawText;  ///< when not empty, the whole entity as text, and all that writers write
@@ -269,7 +270,7 @@ public:
     /// @name What the text has in addition to the tree
     /// Set by the mail rules only; writers ignore it.
     /// @{
-    FieldList fields;  ///< every field as in the text, in order, repeated ones included
+    FieldList fields;  ///< every field as in the text, in order, including repeated ones
     AnsiStr preamble;  ///< before the first boundary line (RFC 2046, 5.1.1)
     AnsiStr epilogue;  ///< after the closing boundary line
     /// @}
@@ -284,8 +285,8 @@ public:
     /// boundary, nothing is changed: the child is not added, and the caller still owns it.
     void AddPart(Part* child) noexcept;
 
-    /// Reads message text into this part, which should be newly made: fields and children are added
-    /// to those that it has.
+    /// Reads message text into this part, which should be new: fields and children are added to
+    /// existing ones.
     ///
     /// The top entity must be a multipart. The decoded body of each single-part entity is written to
     /// a new file in the system's temporary folder, named "mimeio-" and a name from its headers;
@@ -298,7 +299,7 @@ public:
     /// @param error        emptied; receives one message when reading fails.
     /// @param contentType  null, or the value of a Content-Type field that is not in the text; the
     ///                     text then starts with the body.
-    /// @return false at the first failure. What was read before is kept, files included.
+    /// @return false at the first failure. Everything read before it is kept, including files.
     ///
     /// Takes time linear in `size`, and memory for the tree and for the longest run of base64 lines
     /// that ends inside a group. docs/reading.md has the exact rules and their departures from the
@@ -316,8 +317,8 @@ public:
     /// @param report       null, or where to store the deviations that were tolerated and the place
     ///                     of the failure. It is emptied first.
     /// @param contentType  as above.
-    /// @return false at the first failure, with a message in `error`; without a message when memory
-    ///         ran out or the file could not be opened.
+    /// @return false at the first failure, with a message in `error`; there is no message when
+    ///         memory ran out or the file could not be opened.
     /// @{
     bool Read(const char* text, unsigned long long size, AnsiStr& error, const ReadOptions& options,
               ReadReport* report = nullptr, const char* contentType = nullptr) noexcept;
@@ -328,36 +329,37 @@ public:
     /// Attaches content: sets `info.contentType`, the transfer encoding in `info` and in the
     /// headers, and stores the bytes in `data.content` transfer-encoded: quoted-printable when
     /// `newType.type` is Type::text, base64 otherwise.
-    /// @return false, with nothing changed, when `source` holds more than 4,294,967,295 bytes, its
-    ///         encoded text would, or memory runs out.
+    /// @return false, with nothing changed, when `source` or its encoded text has more than
+    ///         4,294,967,295 bytes, or memory runs out.
     bool SetContent(const MemoryFile& source, const ContentType& newType) noexcept;
 
     /// @name Writing as mail
-    /// What mail programs send: for a tree that a host has built, or read by the mail rules and changed.
-    /// docs/writing-mail.md has all of it.
+    /// Writes what mail programs send, for a tree that a host has built, or read by the mail rules
+    /// and changed. docs/writing-mail.md has the details.
     ///
     /// The text is complete: Content-Type in each entity, MIME-Version, and by option Date and
-    /// Message-ID. Fields that were read by the mail rules and have not been changed in `headers` are
-    /// written as they were, byte for byte; all others are encoded anew. Each body, from memory or
-    /// its file, has the smallest transfer encoding that is safe, whatever `info.transferEncoding` says, and
-    /// its bytes are not changed; but a text that is no attachment, and whose lines end in LF alone, has
-    /// CR LF. The tree is not changed.
+    /// Message-ID. Fields that were read by the mail rules and have not been changed in `headers`
+    /// are written as they were, byte for byte; all others are encoded again. Each body, from
+    /// memory or its file, gets the smallest transfer encoding that is safe, whatever
+    /// `info.transferEncoding` says. Its bytes are not changed, except that lines that end in LF
+    /// alone get CR LF in a text that is not an attachment. The tree is not changed.
     ///
-    /// Nothing is lost silently: what cannot be written is an error that names the field or the file, and
-    /// has the path of the part (badField, badAddress, badDate, cannotEncode, cannotOpen, cannotRead,
-    /// cannotSign). Trees have at most 256 levels (tooDeep). Bodies are streamed, in bounded memory.
-    /// `rawText`, bodies with `data.encoded` and raw parameters are the host's: they are written as
-    /// they are, if that is safe.
+    /// Nothing is lost silently: anything that cannot be written is an error that names the field
+    /// or the file and has the path of the part (badField, badAddress, badDate, cannotEncode,
+    /// cannotOpen, cannotRead, cannotSign). Trees have at most 256 levels (tooDeep). Bodies are
+    /// streamed, in bounded memory. `rawText`, bodies with `data.encoded` and raw parameters are
+    /// written as they are, if that is safe.
     ///
     /// Several threads may write the same tree. Throws std::bad_alloc.
     /// @{
-    /// Into a file, which is written beside its name and gets it when it is complete: never half a mail.
+    /// To a file, which is written under another name in the same folder and renamed when it is
+    /// complete. An incomplete mail never has its name.
     Result<void> Save(const File& target, const WriteOptions& options = {}) const;
     template <KivGuiBase::StandardPath Path>
     Result<void> Save(const Path& target, const WriteOptions& options = {}) const {
         return Save(File(target), options);
     }
-    /// Passes the text on in pieces; `refused` when the sink returns false.
+    /// Passes the text to the sink in pieces; `refused` when the sink returns false.
     Result<void> SaveTo(const Sink& sink, const WriteOptions& options = {}) const;
     Result<std::string> SaveToString(const WriteOptions& options = {}) const;
     /// @}
@@ -366,20 +368,21 @@ public:
     ///
     /// Header fields are completed from `info` and `data`: Content-Type with charset or boundary,
     /// Content-Transfer-Encoding, and on a multipart entity with `data.topLevel` "Mime-Version".
-    /// Bodies are taken from `data.content` only, and encoded as `info.transferEncoding` says unless
-    /// `data.encoded` is set; a number that is not a key means 8bit. Of a child without children
-    /// only the Content- fields are written. See docs/writing.md. For mail, use Save.
+    /// Bodies are taken from `data.content` only, and encoded as `info.transferEncoding` says
+    /// unless `data.encoded` is set; a number that is not a key means 8bit. For a child without
+    /// children, only the Content- fields are written. See docs/writing.md. For mail, use Save.
     ///
     /// @param contentOnly  write only the Content- fields of an entity without children.
     /// @return empty when the text would exceed 4 GiB or memory runs out. Takes time linear in the
     ///         size of the text.
     AnsiStr Serialize(bool contentOnly) const noexcept;
 
-    /// Writes the tree into a file, which is made or replaced; bodies are streamed from their files.
-    /// Stored fields are written unchanged, each on one line; see docs/writing.md. For mail, use Save.
+    /// Writes the tree to a file, which is created or replaced; bodies are streamed from their
+    /// files. Stored fields are written unchanged, each on one line; see docs/writing.md. For mail,
+    /// use Save.
     ///
-    /// @param contentTypeOut  when not null, receives the value of Content-Type, and the header block
-    ///                        of this entity is left out. Read accepts the two.
+    /// @param contentTypeOut  when not null, receives the value of Content-Type, and the header
+    ///                        block of this entity is left out. Read accepts both together.
     /// @return false when something could not be read or written, or memory runs out; the file is
     ///         then incomplete, and `contentTypeOut` is empty.
     bool Write(const File& target, AnsiStr* contentTypeOut = nullptr) noexcept;
@@ -390,8 +393,9 @@ public:
 class KIV_EXPORT Message : public Part {
 public:
     /// The message as a signed S/MIME message: multipart/signed with a detached signature of the
-    /// text that Serialize gives, headers included (RFC 8551, 3.5.3). The tree is not changed.
-    /// Bodies that are in files only are not part of that text; see Serialize. To sign mail, use Save.
+    /// text that Serialize returns, including headers (RFC 8551, 3.5.3). The tree is not changed.
+    /// Bodies that are only in files are not part of that text; see Serialize. To sign mail, use
+    /// Save.
     ///
     /// The outer header block has the fields of `headers` except "Mime-Version" and the Content-
     /// fields; there must be at least one. Two temporary files, which only their owner can read,
@@ -437,7 +441,7 @@ public:
     /// at most 75 characters, none ending inside a UTF-8 character. Text up to the first NUL.
     ///
     /// @param text   in UTF-8; other bytes are encoded too.
-    /// @param force  encodes plain ASCII too. Otherwise a text without CR, LF and bytes above 0x7F
+    /// @param force  also encodes plain ASCII. Otherwise a text without CR, LF and bytes above 0x7F
     ///               is returned unchanged.
     /// @return empty for an empty text, or when memory runs out.
     ///
@@ -457,14 +461,14 @@ public:
                                    bool useEncodedWords) noexcept;
 
     /// Breaks a whole header field at white space into lines of at most 78 characters, and ends it
-    /// with CR LF (RFC 5322, 2.2.3). A word that fits no line is kept whole up to 998 characters.
-    /// Line breaks in the text become folds. A line's length counts characters of `text`, not the
-    /// space that is inserted after a line break. Text up to the first NUL.
+    /// with CR LF (RFC 5322, 2.2.3). A word that is too long for a line is kept whole up to 998
+    /// characters. Line breaks in the text become folds. A line's length counts characters of
+    /// `text`, not the space that is inserted after a line break. Text up to the first NUL.
     /// @return empty for an empty text, or when memory runs out.
     static AnsiStr FoldHeader(const AnsiStr& text) noexcept;
 
-    /// Returns true if `text` is an atom and needs no quotes (RFC 822, 3.3; "=" is excluded too). The
-    /// empty string counts as one.
+    /// Returns true if `text` is an atom and needs no quotes (RFC 822, 3.3; "=" is also excluded).
+    /// The empty string counts as an atom.
     static bool IsAtom(const AnsiStr& text) noexcept;
 
     /// The text as a quoted-string: in double quotes, with a backslash before every CR, double
@@ -474,13 +478,14 @@ public:
 
 // ---------------------------------------------------------------------------------- utilities --
 
-/// Walks the mailboxes of an address list (the value of To, Cc and the like; RFC 5322, 3.4).
+/// Iterates over the mailboxes of an address list (the value of To, Cc and similar fields; RFC
+/// 5322, 3.4).
 ///
 ///   for (MailboxParser mailboxes(value); mailboxes.ToNext();) Use(mailboxes.GetMailbox());
 ///
 /// It knows quoted and bare display names, addresses in angle brackets, bare addresses and commas.
 /// It does not look inside addresses: comments, groups and domain literals are part of a bare
-/// address. One thread at a time; the whole walk takes linear time.
+/// address. One thread at a time; the whole iteration takes linear time.
 class KIV_EXPORT MailboxParser {
 public:
     /// @param text  shared, not copied; read up to its first NUL.
@@ -489,16 +494,16 @@ public:
     MailboxParser& operator=(const MailboxParser&) = delete;
 
     /// Moves to the next mailbox that has an address; entries without one are skipped.
-    /// @return false at the end of the text, and at a malformed mailbox, after which nothing more is
-    ///         found; IsMalformed tells the two apart. `name` and `address` then mean nothing.
+    /// @return false at the end of the text, and at a malformed mailbox, after which nothing more
+    ///         is found; IsMalformed tells the two apart. `name` and `address` are then undefined.
     bool ToNext() noexcept;
 
     /// The current mailbox as header text: the address alone, or the display name as an atom,
     /// encoded words or a quoted-string, and the address in angle brackets. Empty when memory runs out.
     AnsiStr GetMailbox() const noexcept;
 
-    /// After ToNext returned false: returns true if it stopped at a malformed mailbox, which an
-    /// unterminated one at the end of the text is too, or at one that there was no memory for (last
+    /// After ToNext returned false: returns true if it stopped at a malformed mailbox (including an
+    /// unterminated one at the end of the text), or at one for which there was no memory (last
     /// error kErrorNotEnoughMemory).
     bool IsMalformed() const noexcept { return isMalformed_; }
 
@@ -524,8 +529,8 @@ private:
 /// separators, cutting long names, changing names of devices, putting the name in square brackets.
 /// Both texts are UTF-8, read up to their first NUL. A pure function.
 ///
-/// @param compareExtensions  what follows the last "." must be equal, ASCII case ignored; the rest
-///                           is then compared without it.
+/// @param compareExtensions  the text after the last "." must be equal, ASCII case ignored; the
+///                           rest is then compared without it.
 /// @param ignoreCase         compares the rest without regard to ASCII case.
 KIV_EXPORT bool IsFilenameDerivedFromSubject(const AnsiStr& filename, const AnsiStr& subject,
                                              bool compareExtensions, bool ignoreCase) noexcept;

@@ -11,34 +11,34 @@ namespace MIME {
 using KivGuiBase::AnsiStr;
 using KivGuiBase::SharedArray;
 
-/// Which texts the reader takes as messages.
+/// Which texts the reader accepts as messages.
 enum class Rules : unsigned {
-    exact,  ///< the specified format and nothing else: CR LF, unfolded fields, a multipart at the top
-    mail,  ///< mail as it travels; docs/mail.md lists what is tolerated, and it is reported
+    exact,  ///< one strict format: CR LF, unfolded fields, a multipart at the top
+    mail,   ///< mail as it is sent; docs/mail.md lists what is tolerated and reported
 };
 
 /// Where the reader puts decoded bodies.
 enum class Bodies : unsigned {
     files,   ///< each in a new temporary file that `Data::file` names
-    memory,  ///< in `Data::content`; those above `ReadOptions::memoryLimit` in files
+    memory,  ///< in `Data::content`; if larger than `ReadOptions::memoryLimit`, in files
 };
 
 /// How `Part::Read` reads. A plain value; copy it freely.
 ///
-/// A fresh object changes nothing: the exact rules, bodies in files, no limits.
+/// The defaults are the exact rules, bodies in files, and no limits.
 struct KIV_EXPORT ReadOptions {
     Rules rules = Rules::exact;
     Bodies bodies = Bodies::files;
     unsigned memoryLimit = 0x400000;  ///< bytes of one decoded body, for `Bodies::memory`
 
     bool ownFiles = false;              ///< sets `Data::ownsFile`: the tree removes its body files
-    bool removeFilesOnFailure = false;  ///< a reading that fails leaves no body file
+    bool removeFilesOnFailure = false;  ///< a failed reading leaves no body file
 
     /// @name Limits
-    /// Reading stops when one is passed, with a message that names it. 0 means no limit.
+    /// Reading stops when a limit is exceeded, with a message that names it. 0 means no limit.
     /// @{
     unsigned maxDepth = 0;                   ///< levels of entities; the top is the first
-    unsigned maxParts = 0;                   ///< entities, the top included
+    unsigned maxParts = 0;                   ///< entities, including the top
     unsigned maxFields = 0;                  ///< fields of one header block
     unsigned long long maxHeaderBytes = 0;   ///< bytes of one header block
     unsigned long long maxDecodedBytes = 0;  ///< bytes of all bodies together
@@ -50,23 +50,23 @@ struct KIV_EXPORT ReadOptions {
     static ReadOptions Mail() noexcept;
 };
 
-/// What the reader found that the RFCs do not allow, and read anyway.
+/// Things that the RFCs do not allow and that were read anyway.
 namespace Deviation {
 enum keys : unsigned {
 #define MIME_DEVIATION(name, severity, text) name,
 #include "mime/parser/deviations.inc"
 };
 
-/// How far a deviation can be trusted to be read alike by others.
+/// How likely other programs are to read a deviation differently.
 enum class Severity : unsigned {
     harmless,   ///< every program reads it the same way
-    repaired,   ///< the meaning is clear, but not every program gets it
+    repaired,   ///< the meaning is clear, but not every program understands it
     ambiguous,  ///< two programs may read two different messages
 };
 
-/// The name of the enumerator; empty for a value that is none.
+/// The name of the enumerator; empty for any other value.
 KIV_EXPORT AnsiStr GetName(keys key) noexcept;
-/// A sentence without a full stop; empty for a value that is none.
+/// A sentence without a full stop; empty for any other value.
 KIV_EXPORT AnsiStr GetStr(keys key) noexcept;
 KIV_EXPORT Severity GetSeverity(keys key) noexcept;
 }  // namespace Deviation
@@ -80,10 +80,10 @@ struct KIV_EXPORT ReadReport {
         AnsiStr path;  ///< of the entity: "" is the top, "2.1" the first child of its second
     };
 
-    /// In the order in which they were found, each at its first place: once per entity for each
-    /// kind, or once per text for a harmless one.
+    /// In the order in which they were found, each at its first place: each kind once per entity,
+    /// or once per text if it is harmless.
     SharedArray<Entry> deviations;
-    unsigned long long omitted = 0;  ///< deviations past one of the two limits below
+    unsigned long long omitted = 0;  ///< deviations beyond one of the two limits below
     static constexpr unsigned kMaxEntries = 1000;
     static constexpr unsigned kMaxPathText = 0x100000;  ///< bytes of all paths together
 
@@ -91,19 +91,19 @@ struct KIV_EXPORT ReadReport {
     unsigned long long failureOffset = 0;  ///< where reading stopped
     AnsiStr failurePath;
 
-    /// The worst severity of all deviations, those omitted too; harmless when there are none.
+    /// The worst severity of all deviations, including omitted ones; harmless when there are none.
     Deviation::Severity worst = Deviation::Severity::harmless;
 };
 
-/// The fields of a header block as the text has them: all of them, in order, nothing decoded.
+/// All fields of a header block, in order, as they are in the text; nothing is decoded.
 ///
-/// The texts live in the list and are valid as long as it is.
+/// The texts belong to the list and are valid as long as the list exists.
 class KIV_EXPORT FieldList {
 public:
     /// One field; see FieldList for how long its texts are valid.
     struct Field {
         std::string_view name;
-        std::string_view value;  ///< with its folds, without the white space around it
+        std::string_view value;  ///< with its folds, without surrounding white space
     };
 
     unsigned GetCount() const noexcept { return places_.GetCount(); }

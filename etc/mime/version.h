@@ -2,7 +2,7 @@
 
 #include "kivgui/export.h"
 
-// The one place that has the version; the build reads these three lines.
+// The only place with the version number; the build reads these three lines.
 #define KIVMIME_VERSION_MAJOR 0
 #define KIVMIME_VERSION_MINOR 1
 #define KIVMIME_VERSION_PATCH 0
@@ -19,8 +19,8 @@
 
 namespace MIME {
 
-/// The version of the library that runs, "0.1.2". It differs from KIVMIME_VERSION_STRING when the shared
-/// library was replaced after the host was compiled. Any thread.
+/// The version of the running library, "0.1.2". It differs from KIVMIME_VERSION_STRING if the
+/// shared library was replaced after the host was compiled. Any thread.
 KIV_EXPORT const char* GetVersion() noexcept;
 
 }  // namespace MIME

@@ -83,8 +83,8 @@ using EventDetails = KVMap<AnsiStr, Val, Val, 13>;
 enum class ReportEventType : unsigned { warning = 2 };
 enum class ReportEventCategory : unsigned { performance = 7 };
 
-/// What a host does with events. It is called on the thread that reports, while no lock of the
-/// library is held. @return true when the event was accepted.
+/// A host's function for events. It is called on the reporting thread, while no lock of the library
+/// is held. @return true when the event was accepted.
 using EventHandler = bool (*)(const AnsiStr& source, unsigned id, const AnsiStr& text,
                               const EventDetails& details, ReportEventType type,
                               ReportEventCategory category);

@@ -1,7 +1,7 @@
 #pragma once
 
-// What hosts have from the base library beside strings, files and maps. README.md in this folder
-// says what each of it does here.
+// What the base library offers hosts besides strings, files and maps. README.md in this folder says
+// what each item does here.
 
 #include "kivgui/host/event.h"
 #include "kivgui/host/lock.h"

@@ -20,10 +20,10 @@ KIV_EXPORT uint64_t GetHighResolutionClockTicks(uint64_t start) noexcept;
 KIV_EXPORT uint64_t GetHighResolutionTime(uint64_t ticks, unsigned unitsPerSecond) noexcept;
 
 /// Replaces the clock for the whole process; null restores the real one. The source counts
-/// nanoseconds. For tests of what depends on time.
+/// nanoseconds. For tests of code that depends on time.
 KIV_EXPORT void SetClockSource(uint64_t (*source)()) noexcept;
 
-/// What a lock knows about one place that takes it. Counters change only under that lock.
+/// The statistics of a lock for one place that takes it. Counters change only under that lock.
 struct LockSiteStatistics {
     AnsiStr name;
     uint64_t contendedCount = 0;  ///< acquisitions that had to wait
@@ -61,7 +61,7 @@ struct TimedCriticalSection {
     std::mutex section;
 };
 
-/// The one lock of the process under which static tables are built.
+/// The only lock of the process under which static tables are built.
 KIV_EXPORT TimedCriticalSection& GetLazyStaticLock() noexcept;
 
 /// Destroys that lock, with its statistics, when the module ends; nobody may hold it. A call of

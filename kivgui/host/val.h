@@ -10,7 +10,7 @@ namespace KivGuiBase {
 
 /// A tagged 64-bit value: a type code in bits 0 to 6, a flag in bit 7 that says that the payload is
 /// a reference, and a payload of 56 bits. Holds nothing, a string or a 64-bit integer; an integer
-/// that does not fit the payload is kept in a shared cell. A copy shares what is referred to.
+/// that does not fit into the payload is kept in a shared cell. Copies share the referenced data.
 class KIV_EXPORT Val {
 public:
     enum TypeCode : unsigned { kNone = 0, kInteger = 2, kString = 5 };

@@ -5,8 +5,8 @@
     for file in mail.attachments:
         file.save_into("folder")
 
-open, parse and folder take these options: content_type (of a text that begins with the body, as with HTTP),
-fallback_charset (of text that names none and is not UTF-8), and the limits max_depth, max_parts, max_fields,
+open, parse and folder take these options: content_type (of a text that begins with the body, as in HTTP),
+fallback_charset (of text that names no charset and is not UTF-8), and the limits max_depth, max_parts, max_fields,
 max_header_bytes and max_decoded_bytes, where 0 means no limit. docs/python.md shows the whole interface.
 """
 

@@ -12,28 +12,29 @@
 
 namespace MIME {
 
-/// A mailbox of From, To, Cc and the like (RFC 5322, 3.4): a value, made by AddressList. All texts
-/// are UTF-8 without line ends.
+/// A mailbox of From, To, Cc and similar fields (RFC 5322, 3.4): a value, made by AddressList. All
+/// texts are UTF-8 without line ends.
 class KIV_EXPORT Address {
 public:
-    /// The display name, decoded; where there is none, the comment after the address:
+    /// The display name, decoded; if there is none, the comment after the address, as in
     /// "joe@example.org (Joe)". May be empty. It is text for people: nothing in it is ever part of
     /// an address.
     const std::string& GetName() const noexcept { return name_; }
 
-    /// "local@domain", never empty. A local part is in quotes only where RFC 5322, 3.2.3 demands
+    /// "local@domain", never empty. A local part is in quotes only where RFC 5322, 3.2.3 requires
     /// them: `"john smith"@example.org`. There is no "@" when the field has none, as in local mail
-    /// ("root"); two or more only where they are in quotes or in a domain literal.
+    /// ("root"); there are two or more only in quotes or in a domain literal.
     const std::string& GetAddress() const noexcept { return address_; }
 
-    /// The name of the group that it is in; empty when there is none.
+    /// The name of its group; empty when there is none.
     const std::string& GetGroup() const noexcept;
 
-    /// As people read and write it: "Zoë Lund <zoe@example.org>", with the name in quotes where it
-    /// needs them. AddressList::Parse reads it as this name and this address.
+    /// As people read and write it: "Zoë Lund <zoe@example.org>", with the name in quotes where
+    /// necessary. AddressList::Parse reads it as this name and this address.
     std::string GetStr() const;
 
-    /// Equal texts, byte for byte; so addresses that differ in the case of their domain differ.
+    /// Compares the texts byte for byte, so addresses that differ in the case of their domain
+    /// differ.
     friend KIV_EXPORT bool operator==(const Address& a, const Address& b) noexcept;
     friend KIV_EXPORT std::ostream& operator<<(std::ostream& out, const Address& address);
 
@@ -45,8 +46,7 @@ private:
 
     std::string name_;
     std::string address_;
-    std::shared_ptr<const std::string>
-        group_;  ///< shared, for a group has one name however big it is
+    std::shared_ptr<const std::string> group_;  ///< shared by all addresses of the group
 };
 
 /// The addresses of a field, and what could not be read.
@@ -55,36 +55,38 @@ private:
 ///       std::cout << address.GetAddress() << '\n';
 ///
 /// Reads RFC 5322, 3.4 with its obsolete forms (4.4): comments, groups, routes (which are dropped),
-/// white space anywhere. Encoded words are decoded in names and comments, in quotes too, never in
-/// addresses. It also reads what people and programs write beside that:
+/// white space anywhere. Encoded words are decoded in names and comments, including those in
+/// quotes, but never in addresses. It also reads other forms that people and programs write:
 ///  1. ";" separates entries as "," does.
 ///  2. Missing brackets: "Ann ann@example.org", "<ann@example.org", "ann@example.org>".
-///  3. Missing commas: "<a@b> <c@d>", "a@b c@d". A name after an address that has none before it.
-///  4. A quote without its partner is passed over. A comment without its end ends with its entry.
-///  5. Names with "@", "." and other characters that belong in quotes, also the comma of
-///     "Doe, John <john@example.org>".
+///  3. Missing commas: "<a@b> <c@d>", "a@b c@d". A name after an address that has no name before
+///     it.
+///  4. A quote without its partner is ignored. A comment without an end ends with its entry.
+///  5. Names with "@", "." and other characters that belong in quotes, including the comma of "Doe,
+///     John <john@example.org>".
 ///  6. Dots at the ends of a local part or domain, and several in a row.
-///  7. Names and addresses in 8-bit text: UTF-8, and what is not UTF-8 as windows-1252.
+///  7. Names and addresses in 8-bit text are read as UTF-8, or as windows-1252 if they are not
+///     UTF-8.
 ///  8. A single word is an address without a domain, as in local mail; several words are not.
 ///  9. Control characters count as spaces.
 class KIV_EXPORT AddressList {
 public:
-    /// An entry that gave no address.
+    /// An entry without a readable address.
     struct KIV_EXPORT Problem {
         std::string text;      ///< the entry, as in the field
         size_t offset = 0;     ///< of the entry in the field's value, in bytes
-        std::string_view why;  ///< such as "has no address", a text that always exists
+        std::string_view why;  ///< such as "has no address"; always valid
     };
 
     AddressList() = default;
 
-    /// Reads a field's value, which may be folded and hold any bytes. Never fails: an entry that
-    /// cannot be read costs that entry and is reported. Entries that hold nothing (", ,") are
-    /// passed over. Takes time linear in the size of the value, for any value. Any thread.
+    /// Reads a field value, which may be folded and contain any bytes. Never fails: an entry that
+    /// cannot be read is left out and reported. Empty entries (", ,") are skipped. Takes time
+    /// linear in the size of the value, for any value. Any thread.
     /// @throw std::bad_alloc  when there is not enough memory for the whole result.
     static AddressList Parse(std::string_view fieldValue);
 
-    /// @name The addresses, in order, those of groups among them
+    /// @name The addresses, in order, including those of groups
     /// @{
     auto begin() const noexcept { return addresses_.begin(); }
     auto end() const noexcept { return addresses_.end(); }
@@ -93,17 +95,17 @@ public:
     const Address& operator[](size_t index) const { return addresses_[index]; }
     /// @}
 
-    /// The decoded names of all groups, in order, also of those that hold nobody, such as
-    /// "Undisclosed recipients:;".
+    /// The decoded names of all groups, in order, including empty ones, such as "Undisclosed
+    /// recipients:;".
     std::vector<std::string> GetGroups() const;
 
-    /// What could not be read, in order; empty for a well-formed list.
+    /// The entries that could not be read, in order; empty for a well-formed list.
     const std::vector<Problem>& GetProblems() const noexcept { return problems_; }
 
     /// The list as people read and write it, with commas and groups. Parse reads it as an equal list.
     std::string GetStr() const;
 
-    /// Equal addresses and groups; problems do not count.
+    /// Compares addresses and groups; problems do not count.
     friend KIV_EXPORT bool operator==(const AddressList& a, const AddressList& b) noexcept;
     friend KIV_EXPORT std::ostream& operator<<(std::ostream& out, const AddressList& list);
 

@@ -16,36 +16,37 @@ namespace MIME {
 
 class MappedText;
 
-/// One message of a MailFolder. It keeps the file that it is in open, or in memory, so it may outlive
-/// the folder; a copy shares that. Any number of threads may look at one entry.
+/// One message of a MailFolder. It keeps its file open, or in memory, so it may outlive the
+/// MailFolder; copies share the file. Any number of threads may use the same entry.
 class KIV_EXPORT FolderEntry {
 public:
-    /// The bytes of the message. In an mbox they are without the From_ line and without the empty line
-    /// before the next message, and quoted as in the file. Valid as long as this entry, or a copy of
-    /// it, lives.
+    /// The bytes of the message. In an mbox, they do not include the From_ line or the empty line
+    /// before the next message, and are quoted as in the file. Valid as long as this entry, or a
+    /// copy of it, lives.
     std::string_view GetText() const noexcept { return text_; }
-    /// The text of a message of an mbox with ">From " unquoted (mboxrd: one ">" is removed from every
-    /// line that begins with ">" once or more and "From "). The length of such a message in bytes, and
-    /// the offsets in it, are not those of the file. Other texts are not changed. Throws
+    /// The text of a message of an mbox with ">From " unquoted (mboxrd: one ">" is removed from
+    /// every line that begins with one or more ">" and "From "). The size of such a text, and the
+    /// offsets in it, are not those of the file. Other texts are not changed. Throws
     /// std::bad_alloc.
     std::string GetUnquotedText() const;
 
-    /// The file that the message is in: the path given to Open, with the name in the folder added.
+    /// The file that contains the message: the path given to Open, followed by the name in the
+    /// folder.
     const std::filesystem::path& GetPath() const noexcept;
     /// Where GetText begins in that file, in bytes.
     uint64_t GetOffset() const noexcept;
     uint64_t GetSize() const noexcept { return text_.size(); }  ///< of GetText, in bytes
 
-    /// The From_ line before the message in an mbox, as it is there, without its line end; empty
-    /// elsewhere. The sender is the envelope's and the date that of delivery, both as they are
-    /// written; empty when the line has none. Valid as long as GetText.
+    /// The From_ line before the message in an mbox, as it is in the file, without its line end;
+    /// empty elsewhere. The sender is that of the envelope and the date is that of delivery, both
+    /// as written; empty when the line has none. Valid as long as GetText.
     std::string_view GetFromLine() const noexcept { return fromLine_; }
     std::string_view GetSender() const noexcept;
     std::string_view GetDeliveryDate() const noexcept;
 
-    /// The flags that the file's name has in a Maildir, one letter each, in the order of the name: D
-    /// draft, F flagged, P passed on, R replied to, S seen, T trashed. Other letters are those of
-    /// one program. Empty for a new message, and elsewhere.
+    /// The flags in the file name in a Maildir, one letter each, in the order of the name: D draft,
+    /// F flagged, P passed on, R replied to, S seen, T trashed. Other letters belong to particular
+    /// programs. Empty for a new message, and outside a Maildir.
     std::string_view GetFlags() const noexcept;
     bool HasFlag(char flag) const noexcept {
         return GetFlags().find(flag) != std::string_view::npos;
@@ -66,9 +67,9 @@ private:
     std::string_view text_;
 };
 
-/// What MailFolder::Open reads.
+/// Options of MailFolder::Open.
 struct FolderOptions {
-    /// Files of subfolders too; for a folder of files only.
+    /// Also reads files in subfolders; only for a folder of files.
     bool recursive = false;
 };
 
@@ -81,37 +82,40 @@ struct FolderOptions {
 ///       else std::cout << entry->GetPath() << ' ' << entry->GetSize() << '\n';
 ///   }
 ///
-/// Several threads may draw from one folder, each with a loop as above or with Next: every message is
-/// given once, to whichever thread asks. With one thread they come in the order of the folder.
+/// Several threads may draw from one MailFolder, each with a loop as above or with Next: every
+/// message is returned once, to whichever thread asks. With one thread, messages come in the order
+/// of the folder.
 ///
-/// A file is open, or in memory when it is below 4 MiB, as long as an entry of it or the search in it
-/// lasts; an mbox of any size is mapped and read as the search goes on (on 32-bit systems up to what
-/// can be mapped). While an mbox is mapped nobody may make it shorter; messages that are appended
-/// meanwhile are not seen. The names in a folder are listed once, by Open: about 40 bytes and the name
-/// for each file.
+/// A file stays open, or in memory when it is below 4 MiB, as long as one of its entries or the
+/// search in it lasts. An mbox of any size is mapped and read as the search proceeds (on 32-bit
+/// systems, as far as it can be mapped). A mapped mbox must not be made shorter; messages appended
+/// meanwhile are not seen. Open lists the names in a folder once, which takes about 40 bytes plus
+/// the name for each file.
 class KIV_EXPORT MailFolder {
 public:
     /// What Open found.
     enum class Kind {
         message,  ///< a file with one message
-        mbox,     ///< a file that begins with a From_ line, or that has no byte
-        maildir,  ///< a folder that has the folders "cur" and "new"
-        files,    ///< another folder
+        mbox,     ///< a file that begins with a From_ line, or an empty file
+        maildir,  ///< a folder that contains the folders "cur" and "new"
+        files,    ///< any other folder
     };
 
-    /// Opens what is at `path`:
-    /// - A plain file whose first line begins with "From " is an mbox in any of its variants (mboxo,
-    ///   mboxrd, mboxcl, mboxcl2); a byte-order mark and empty lines before it do not count. So is a
-    ///   file without a byte: a mailbox with no message. Any other plain file is one message.
-    /// - Of a Maildir, the files in "cur" and "new" are one message each, sorted by name over both:
-    ///   roughly in the order of delivery. Its subfolders (".Sent") are Maildirs of their own. A file
-    ///   that another program renames meanwhile, to change its flags, is an error of that entry.
-    /// - Of another folder, every plain file is opened as if it had been given here, sorted by the
-    ///   bytes of the name, with recursion by that of the path.
-    /// Files and subfolders whose names begin with a dot are left out. Links to files are read; links
-    /// to folders below `path` are not followed.
-    /// @return cannotOpen or cannotRead, with the system's code, when there is no such file or folder
-    ///         or it cannot be read. Throws std::bad_alloc.
+    /// Opens the file or folder at `path`:
+    /// - A plain file whose first line begins with "From " is an mbox in any of its variants
+    ///   (mboxo, mboxrd, mboxcl, mboxcl2); a byte-order mark and empty lines before it do not
+    ///   count. An empty file is also an mbox, with no message. Any other plain file is one
+    ///   message.
+    /// - In a Maildir, each file in "cur" and "new" is one message. They are sorted together by
+    ///   name, roughly in the order of delivery. Subfolders (".Sent") are separate Maildirs. A file
+    ///   that another program renames meanwhile, to change its flags, gives an error for that
+    ///   entry.
+    /// - In any other folder, every plain file is opened as if its path had been given here, sorted
+    ///   by the bytes of the name, or of the path with recursion.
+    /// Files and subfolders whose names begin with a dot are left out. Links to files are read;
+    /// links to folders below `path` are not followed.
+    /// @return cannotOpen or cannotRead, with the system's code, when the file or folder does not
+    ///         exist or cannot be read. Throws std::bad_alloc.
     static Result<MailFolder> Open(const std::filesystem::path& path,
                                    const FolderOptions& options = {});
 
@@ -121,15 +125,16 @@ public:
 
     Kind GetKind() const noexcept;
 
-    /// The next message, or why a file or a subfolder of the folder cannot be read; the error names it,
-    /// and the next call goes on after it. Nothing at the end. Any thread, at any time but while the
-    /// folder is moved or destroyed. Throws std::bad_alloc; that message is then left out.
+    /// The next message, or the reason why a file or a subfolder cannot be read; the error names
+    /// it, and the next call continues after it. Nothing at the end. Any thread, at any time except
+    /// while the MailFolder is moved or destroyed. Throws std::bad_alloc; that message is then left
+    /// out.
     std::optional<Result<FolderEntry>> Next();
 
-    /// Begins again with the first message. The names in a folder are those of before.
+    /// Begins again with the first message. The names in the folder are not listed again.
     void Rewind() noexcept;
 
-    /// An input iterator over what Next gives.
+    /// An input iterator over the results of Next.
     class Iterator {
     public:
         using iterator_concept = std::input_iterator_tag;
@@ -156,7 +161,8 @@ public:
         std::optional<Result<FolderEntry>> entry_;
     };
 
-    /// Goes on with the message that Next would give: loops over one folder share its messages.
+    /// Continues with the message that Next would return: loops over one MailFolder share its
+    /// messages.
     Iterator begin() { return Iterator(*this); }
     std::default_sentinel_t end() const noexcept { return {}; }
 

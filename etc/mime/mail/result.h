@@ -16,31 +16,32 @@ enum class ErrorCode : unsigned {
 #include "mime/mail/errors.inc"
 };
 
-/// A sentence without a full stop, such as "too many fields"; empty for a value that is no code. Any
-/// thread.
+/// A sentence without a full stop, such as "too many fields"; empty for a value that is not a code.
+/// Any thread.
 KIV_EXPORT std::string_view GetText(ErrorCode code) noexcept;
 
-/// A failure: what it was, where it was, and a text for people.
+/// A failure: its kind, its place, and a text for people.
 ///
 ///   if (!mail) std::cerr << mail.error().GetText() << '\n';   // "x.eml: No such file or folder"
 class KIV_EXPORT Error {
 public:
     Error() = default;
-    /// @param text  for people; when it is empty, GetText gives that of the code.
+    /// @param text  for people; when it is empty, GetText returns the text of the code.
     explicit Error(ErrorCode code, std::string text = {}) : code_(code), text_(std::move(text)) {}
 
     ErrorCode GetCode() const noexcept { return code_; }
     /// One line in UTF-8, without control characters.
     std::string GetText() const;
 
-    /// The system's reason, when the failure was one of files: a code of kivgui/error.h, else 0.
+    /// The system's reason, if a file operation failed: a code of kivgui/error.h; otherwise 0.
     uint32_t GetSystemCode() const noexcept { return systemCode_; }
-    /// Where the text that was read is at fault, in bytes from its start; 0 for other failures.
+    /// The place of the fault in the text that was read, in bytes from its start; 0 for other
+    /// failures.
     uint64_t GetOffset() const noexcept { return offset_; }
-    /// The entity at fault: "" is the top, "2.1" the first child of its second.
+    /// The path of the entity at fault: "" is the top, "2.1" the first child of its second child.
     const std::string& GetEntityPath() const noexcept { return entityPath_; }
 
-    /// @name For what makes errors
+    /// @name For code that makes errors
     /// @{
     Error& SetSystemCode(uint32_t code) noexcept {
         systemCode_ = code;
@@ -61,8 +62,8 @@ private:
     std::string entityPath_;
 };
 
-/// What an operation gives: a value, or the reason why there is none. Reading the value of a failure,
-/// or the error of a success, throws std::bad_variant_access; nothing else here throws.
+/// The result of an operation: a value, or the reason why there is none. Reading the value of a
+/// failure, or the error of a success, throws std::bad_variant_access; nothing else here throws.
 template <class T>
 class [[nodiscard]] Result {
 public:
@@ -88,7 +89,7 @@ private:
     std::variant<T, Error> content_;
 };
 
-/// The same for an operation that gives nothing but its success.
+/// The same for an operation without a value.
 template <>
 class [[nodiscard]] Result<void> {
 public:

@@ -5,7 +5,7 @@
 
 namespace MIME {
 
-/// Receives bytes in pieces. False stops what makes them. What it throws passes through.
+/// Receives bytes in pieces. Returning false stops the operation. Its exceptions pass through.
 using Sink = std::function<bool(std::string_view piece)>;
 
 }  // namespace MIME

@@ -15,18 +15,18 @@ namespace MIME {
 
 class ComposedMail;
 
-/// What a file is called in the mail; what is empty is made.
+/// What a file is called in the mail. Empty members are filled in.
 struct FileOptions {
-    std::string name = {};       ///< the name that recipients see, else that of the file
-    std::string type = {};       ///< the media type, else that of the name's extension
-    std::string contentId = {};  ///< without angle brackets, else a new one for an inline file
+    std::string name = {};       ///< the name that recipients see; else that of the file
+    std::string type = {};       ///< the media type; else that of the name's extension
+    std::string contentId = {};  ///< without angle brackets; else, for an inline file, a new one
 };
 
-/// A file that is shown inside the HTML, which names it by its URL.
+/// A file that the HTML shows; the HTML refers to it by its URL.
 class KIV_EXPORT InlineFile {
 public:
     const std::string& GetContentId() const noexcept { return contentId_; }
-    /// "cid:..." (RFC 2392), ready to stand in an attribute of HTML.
+    /// "cid:..." (RFC 2392), ready for an HTML attribute.
     std::string GetUrl() const;
 
 private:
@@ -43,32 +43,32 @@ private:
 ///   mail.Text("Grüße aus Köln.\n").Attach("Übersicht März.pdf");
 ///   if (auto saved = mail.Save("out.eml"); !saved) return Fail(saved.error().GetText());
 ///
-/// What is written is complete: Date, Message-ID and MIME-Version are added where they are missing.
-/// Attachments stand in multipart/mixed, text and HTML in multipart/alternative, HTML and its inline
-/// files in multipart/related (RFC 2046, 5.1; RFC 2387); each body has the smallest transfer encoding
-/// that is safe, and each line CR LF.
+/// The written mail is complete: Date, Message-ID and MIME-Version are added where they are
+/// missing. Attachments are in multipart/mixed, text and HTML in multipart/alternative, HTML and
+/// its inline files in multipart/related (RFC 2046, 5.1; RFC 2387). Each body has the smallest
+/// transfer encoding that is safe, and each line ends in CR LF.
 ///
-/// Nothing is lost silently, and no text that is given can end a field or start one. A call that is
-/// given something that cannot be sent, such as a bad address, does nothing but remember that; Save,
-/// WriteTo and ToString then return the first such error, and write nothing.
+/// Nothing is lost silently, and no given text can end a field or start one. A call with something
+/// that cannot be sent, such as a bad address, only remembers the error; Save, WriteTo and ToString
+/// then return the first such error and write nothing.
 ///
 /// Texts are UTF-8. Files are read when the mail is written, in pieces; memory does not grow with
 /// their size. One thread at a time. Throws std::bad_alloc.
 class KIV_EXPORT Composer {
 public:
     Composer();
-    /// For tests: the same calls give the same text. Boundaries and identifiers are made from `seed`,
-    /// and the date is the start of 1970 unless it is set.
+    /// For tests: the same calls produce the same text. Boundaries and identifiers are made from
+    /// `seed`, and the date is the start of 1970 unless it is set.
     explicit Composer(uint64_t seed);
     Composer(Composer&&) noexcept;
     Composer& operator=(Composer&&) noexcept;
     ~Composer();
 
-    /// @name Who (RFC 5322, 3.6.2 and 3.6.3)
-    /// Each call adds one mailbox. An address is "local@domain" in ASCII; a name may be any text, or
-    /// empty. With one argument it is a list as people write it: "Ann <ann@example.org>, bob@b.org".
-    /// One From is needed, and a Sender where there are several. Bcc is written: the program that
-    /// sends the mail removes it.
+    /// @name Addresses (RFC 5322, 3.6.2 and 3.6.3)
+    /// Each call adds one mailbox. An address is "local@domain" in ASCII; a name may be any text,
+    /// or empty. A single argument is a list as people write it: "Ann <ann@example.org>,
+    /// bob@b.org". At least one From is required, and a Sender if there are several. Bcc is
+    /// written; the program that sends the mail removes it.
     /// @{
     Composer& From(std::string_view name, std::string_view address);
     Composer& From(std::string_view list);
@@ -85,21 +85,22 @@ public:
     /// @}
 
     Composer& Subject(std::string_view text);  ///< any text; the last call counts
-    /// The time of the first Save, WriteTo or ToString, where this is not called.
+    /// The date; by default the time of the first Save, WriteTo or ToString.
     Composer& SentAt(std::chrono::sys_seconds time,
                      std::chrono::minutes zone = std::chrono::minutes(0));
     /// @param id  "left@right", with or without angle brackets (RFC 5322, 3.6.4).
     Composer& MessageId(std::string_view id);
-    /// Makes it an answer: In-Reply-To and References (RFC 5322, 3.6.4); the Subject with "Re: ", unless one is
-    /// set; To, unless somebody is, the Reply-To or From of `mail`.
+    /// Makes the mail an answer to `mail`: sets In-Reply-To and References (RFC 5322, 3.6.4), the
+    /// Subject with "Re: " unless one is set, and To, unless one is set, from the Reply-To or From
+    /// of `mail`.
     Composer& Answer(const Mail& mail);
-    /// Any other field, such as "List-Unsubscribe". Those that have a function here, and Content-
+    /// Any other field, such as "List-Unsubscribe". Fields that have a function here, and Content-
     /// fields, are refused.
     Composer& AddField(std::string_view name, std::string_view value);
 
     /// @name Text
-    /// Plain text and HTML are two forms of the same text, one of each. Line ends become CR LF. Text
-    /// in another charset than UTF-8 is sent as it is, labelled so.
+    /// Plain text and HTML are two forms of the same text; there is at most one of each. Line ends
+    /// become CR LF. Text in a charset other than UTF-8 is sent as it is, with that label.
     /// @{
     Composer& Text(std::string_view text, std::string_view charset = "utf-8");
     Composer& Html(std::string_view html, std::string_view charset = "utf-8");
@@ -108,32 +109,37 @@ public:
     Composer& HtmlFile(const std::filesystem::path& path);
     /// @}
 
-    /// @name Attachments, of which no byte is changed
+    /// @name Attachments, sent byte for byte
     /// @{
     /// A file, which is read when the mail is written.
     Composer& Attach(const std::filesystem::path& path, const FileOptions& options = {});
-    /// Bytes in memory; `options.name` is needed.
+    /// Bytes in memory; `options.name` is required.
     Composer& AttachBytes(std::string bytes, const FileOptions& options);
-    /// Part of a mail, decoded, with its name and type; the Mail must live until this is written.
+    /// A part of a mail, decoded, with its name and type; that Mail must live until this one is
+    /// written.
     Composer& Attach(const Entity& entity);
-    /// A whole mail, as message/rfc822; it must live until this is written. One that cannot be
-    /// sent so (RFC 2046, 5.2.1), as with lines above 998 bytes, is sent as a file.
+    /// A whole mail, as message/rfc822; that Mail must live until this one is written. If it cannot
+    /// be sent that way (RFC 2046, 5.2.1), for example because of lines above 998 bytes, it is sent
+    /// as a file.
     Composer& Attach(const Mail& mail);
     /// Files that the HTML shows (RFC 2392).
     InlineFile Inline(const std::filesystem::path& path, const FileOptions& options = {});
     InlineFile InlineBytes(std::string bytes, const FileOptions& options);
     /// @}
 
-    /// Signs what is written as S/MIME (RFC 8551): a file with a key and its certificates, PEM or
-    /// PKCS#12 (only PKCS#12 on Windows), and its pass phrase, which is wiped from memory afterwards.
+    /// Signs the written mail as S/MIME (RFC 8551). `signer` is a file with a key and its
+    /// certificates, PEM or PKCS#12 (only PKCS#12 on Windows); The library wipes its copies of
+    /// `passPhrase` from memory afterwards.
     Composer& SignWith(const std::filesystem::path& signer, std::string_view passPhrase = {});
 
     /// @name Writes the mail
-    /// More than once writes the same mail. @return the first error of the calls before, or of writing.
+    /// Repeated calls write the same mail. @return the first error of the earlier calls, or of
+    /// writing.
     /// @{
-    /// Into a file, which is written beside its name and gets it when it is complete.
+    /// To a file, which is written under another name in the same folder and renamed when it is
+    /// complete.
     Result<void> Save(const std::filesystem::path& path);
-    /// Into a function of the host, in pieces; `refused` when it returns false.
+    /// To a function of the host, in pieces; `refused` when it returns false.
     Result<void> WriteTo(const Sink& sink);
     Result<std::string> ToString();
     /// @}

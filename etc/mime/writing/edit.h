@@ -15,7 +15,7 @@ class BodySource;
 class EditedMail;
 struct Draft;
 
-/// A part to be put into a mail. A value.
+/// A part to be added to a mail. A value.
 class KIV_EXPORT NewPart {
 public:
     /// Plain text in UTF-8.
@@ -25,7 +25,7 @@ public:
     static NewPart Html(std::string_view html);
     /// An attachment, which is read when the mail is written.
     static NewPart File(const std::filesystem::path& path, const FileOptions& options = {});
-    /// An attachment from memory; `options.name` is needed.
+    /// An attachment from memory; `options.name` is required.
     static NewPart Bytes(std::string bytes, const FileOptions& options);
 
 private:
@@ -37,7 +37,7 @@ private:
     Error error_;  ///< why there is no draft
 };
 
-/// A signature that covers what an edit has changed, and no longer holds.
+/// A signature that no longer holds because an edit changed what it covers.
 struct BrokenSignature {
     enum class Kind { smime, openPgp, dkim, other };
     Kind kind = Kind::other;
@@ -45,13 +45,13 @@ struct BrokenSignature {
     std::string where;
 };
 
-/// What was written.
+/// The result of writing an edited mail.
 struct EditOutcome {
     std::vector<BrokenSignature> brokenSignatures;
 };
 
-/// Changes a mail that was read, and leaves every byte alone that need not change: signatures over
-/// other parts (S/MIME, OpenPGP, DKIM) stay valid. Without a change, the same bytes are written.
+/// Changes a mail that was read, and leaves alone every byte that need not change: signatures over
+/// other parts (S/MIME, OpenPGP, DKIM) stay valid. Without changes, the same bytes are written.
 ///
 ///   MIME::Edit edit(*mail);
 ///   for (const MIME::Entity& file : mail->GetAttachments())
@@ -59,14 +59,16 @@ struct EditOutcome {
 ///   edit.AddField("X-Filter", "cleaned");
 ///   auto saved = edit.Save("out.eml");
 ///
-/// New lines end as those of the mail do. Texts are UTF-8; nothing that is given can end a field or
-/// start one. A call that cannot be done does nothing but remember that; Save, WriteTo and ToString
-/// then return the first such error, and write nothing: notInMail for an entity of another mail,
-/// cannotEdit for one that was removed before, is a uuencoded file, or lies in a carried message that
-/// is in a transfer encoding. The entity's path is in the error. cannotEdit comes also when a mail is so
-/// damaged that after the changes its other parts would be read otherwise.
+/// New lines end as those of the mail do. Texts are UTF-8; no given text can end a field or start
+/// one. A call that is not possible only remembers the error; Save, WriteTo and ToString then
+/// return the first such error and write nothing: notInMail for an entity of another mail;
+/// cannotEdit for an entity that was removed before, is a uuencoded file, or is in a carried
+/// message that is in a transfer encoding. The error has the entity's path. cannotEdit is also
+/// returned when the mail is so damaged that its other parts would be read differently after the
+/// changes.
 ///
-/// The Mail must live as long, and stays as it is. One thread at a time. Throws std::bad_alloc.
+/// The Mail must live as long as the Edit and is not changed. One thread at a time. Throws
+/// std::bad_alloc.
 class KIV_EXPORT Edit {
 public:
     explicit Edit(const Mail& mail);
@@ -76,44 +78,48 @@ public:
 
     /// @name Fields, of the whole mail or of one entity
     /// Address fields, identifiers and dates must be well-formed (badField, badAddress, badDate).
-    /// Content-Transfer-Encoding, and Content-Type of a multipart or carried message, say how the body
-    /// is to be read: they cannot be changed, and nothing else can be made one of these.
+    /// Content-Transfer-Encoding, and Content-Type of a multipart or carried message, say how the
+    /// body is to be read: they cannot be changed, and no other entity can be made a multipart or
+    /// carried message.
     /// @{
-    /// At the end of the header block.
+    /// Adds a field at the end of the header block.
     Edit& AddField(std::string_view name, std::string_view value);
     Edit& AddField(const Entity& entity, std::string_view name, std::string_view value);
-    /// In the place of the first field of that name; others of that name are removed.
+    /// Replaces the first field of that name, or adds one; others of that name are removed.
     Edit& SetField(std::string_view name, std::string_view value);
     Edit& SetField(const Entity& entity, std::string_view name, std::string_view value);
-    /// All of that name, and then also the lines of the header that are no field.
+    /// Removes all fields of that name, and with them the lines of the header block that are not
+    /// fields.
     Edit& RemoveField(std::string_view name);
     Edit& RemoveField(const Entity& entity, std::string_view name);
     /// @}
 
     /// @name Parts
     /// @{
-    /// The whole entity, its fields too; of the mail itself only the Content- fields and the body.
+    /// Replaces the whole entity, including its fields; of the mail itself only the Content- fields
+    /// and the body.
     Edit& Replace(const Entity& entity, const NewPart& part);
-    /// Not the mail itself. Where a multipart has no part any more, it gets an empty text.
+    /// Removes an entity, but not the mail itself. A multipart left without parts gets an empty
+    /// text.
     Edit& Remove(const Entity& entity);
-    /// After the last part of a multipart.
+    /// Adds a part after the last part of a multipart.
     Edit& Add(const Entity& multipart, const NewPart& part);
-    /// Adds a file to the mail, which becomes a multipart/mixed if it is none: what was its body is
-    /// then the first part.
+    /// Adds a file to the mail. If the mail is not a multipart/mixed, it becomes one, and its
+    /// former body becomes the first part.
     Edit& Attach(const std::filesystem::path& path, const FileOptions& options = {});
     Edit& AttachBytes(std::string bytes, const FileOptions& options);
-    /// Adds plain text, in lines of its own, at the end of a text; in HTML, before the end of its body.
-    /// Where the text's charset cannot have it, the text becomes UTF-8.
+    /// Adds plain text, on separate lines, at the end of a text; in HTML, before the end of its
+    /// body. If the text's charset cannot represent it, the text becomes UTF-8.
     Edit& AppendText(const Entity& entity, std::string_view text);
     /// The same for each text of the mail, in all its forms; cannotEdit when it has none.
     Edit& AddFooter(std::string_view text);
     /// @}
 
-    /// Signs what is written; see Composer::SignWith. Fields but the Content- fields stay outside.
-    /// Fails with cannotSign when a line does not end in CR LF.
+    /// Signs the written mail; see Composer::SignWith. All fields except the Content- fields stay
+    /// outside. Fails with cannotSign when a line does not end in CR LF.
     Edit& SignWith(const std::filesystem::path& signer, std::string_view passPhrase = {});
 
-    /// The signatures that the changes so far break.
+    /// The signatures that are broken by the changes so far.
     std::vector<BrokenSignature> GetBrokenSignatures() const;
 
     /// @name Writes the mail; see Composer

@@ -10,18 +10,18 @@ namespace MIME {
 
 /// How Part::Save, Part::SaveTo and Part::SaveToString write. A plain value.
 struct WriteOptions {
-    /// Adds Date, the current time, and Message-ID to the top where they are missing (RFC 5322, 3.6). The
-    /// Message-ID has the domain of From, or else "localhost.invalid". MIME-Version and Content-Type
-    /// are added in any case.
+    /// Adds Date (the current time) and Message-ID to the top where they are missing (RFC 5322,
+    /// 3.6). The Message-ID has the domain of From, or else "localhost.invalid". MIME-Version and
+    /// Content-Type are always added.
     bool isCompleted = true;
 
-    /// Signs what is written as S/MIME (RFC 8551): a file with a key and its certificates, PEM or
-    /// PKCS#12 (only PKCS#12 on Windows). Without one nothing is signed.
+    /// Signs the written mail as S/MIME (RFC 8551): a file with a key and its certificates, PEM or
+    /// PKCS#12 (only PKCS#12 on Windows). Without it nothing is signed.
     KivGuiBase::File signer = {};
-    std::string passPhrase = {};  ///< of that file; copies of it are wiped from memory, this is not
+    std::string passPhrase = {};  ///< of that file; the library wipes its copies, not this one
 
-    /// For tests: the same tree gives the same text. Boundaries and identifiers are made from it, and the
-    /// Date that is added is the start of 1970.
+    /// For tests: the same tree gives the same text. Boundaries and identifiers are made from the
+    /// seed, and an added Date is the start of 1970.
     std::optional<uint64_t> seed = {};
 };
 
