@@ -177,7 +177,7 @@ std::vector<Field> Entity::GetFields() const {
 
 std::optional<Field> Entity::FindField(std::string_view name) const {
     Finder finder(name);
-    VisitFields(*tree_, index_, finder);
+    VisitFields(*tree_, index_, finder, name.empty() ? '\0' : name.front());
     return finder.GetFound();
 }
 

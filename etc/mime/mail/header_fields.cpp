@@ -21,40 +21,30 @@ bool HasEncodedWord(std::string_view text) noexcept {
     return text.find("=?") != std::string_view::npos;
 }
 
-/// One reading of a header block that is known to be complete.
-class Block final : public FieldTaker {
-public:
-    Block(const MessageTree& tree, const EntityPlace& place, FieldVisitor& visitor)
-        : reading_(tree.GetText(place).data(), MakeCursor(tree, place), error_, options_, nullptr),
-          visitor_(visitor) {}
-
-    void Visit() {
-        const char* const begin = reading_.cursor.GetNext();
-        const char* end = begin;
-        ReadHeaderBlock(reading_, *Delimiters::Make(reading_), begin, *this, end);
+/// The fields of a block that was read once and is known to end where it ends: what no field begins is
+/// passed over, with the lines that continue it.
+void VisitBlock(std::string_view block, char initial, FieldVisitor& visitor) {
+    for (size_t size; !block.empty(); block.remove_prefix(size)) {
+        size = MeasureField(block);
+        if (initial != '\0' && KivGuiBase::ToLowerAscii(block.front()) != initial) continue;
+        const std::string_view whole = TrimLineEnd(block.substr(0, size), Rules::mail);
+        if (!BeginsField(whole.substr(0, whole.find('\n')))) continue;
+        const size_t colon = whole.find(':');
+        const std::string_view name = KivGuiBase::TrimSpace(whole.substr(0, colon));
+        const std::string_view value = KivGuiBase::TrimSpace(whole.substr(colon + 1));
+        if (!name.empty() && !visitor.Take({name, value})) return;
     }
-
-private:
-    static Cursor MakeCursor(const MessageTree& tree, const EntityPlace& place) noexcept {
-        return {tree.GetText(place).data() + place.fields, place.fieldsEnd - place.fields};
-    }
-    static ReadOptions MakeOptions() noexcept {
-        ReadOptions options;
-        options.rules = Rules::mail;
-        return options;
-    }
-
-    bool TakeField(std::string_view name, std::string_view value) override {
-        return name.empty() || visitor_.Take({name, value});
-    }
-
-    const ReadOptions options_ = MakeOptions();
-    AnsiStr error_;
-    Reading reading_;
-    FieldVisitor& visitor_;
-};
+}
 
 }  // namespace
+
+size_t MeasureField(std::string_view text) noexcept {
+    for (size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
+        ++end;
+        if (end == text.size() || !KivGuiBase::IsBlankAscii(text[end])) return end;
+    }
+    return text.size();
+}
 
 FieldStore::FieldStore(HeaderMap& headers)
     : headers_(headers),
@@ -102,14 +92,15 @@ std::vector<Parameter> Field::GetParameters(const TextCharset& how) const {
     return parameters;
 }
 
-void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor) {
+void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor, char initial) {
     const EntityPlace& place = tree.GetPlace(index);
     if (index == 0 && tree.hasContentType) {
         visitor.Take({"Content-Type", tree.contentType});
         return;
     }
     if (tree.IsUuencoded(index)) return;
-    if (place.fields < place.fieldsEnd) Block(tree, place, visitor).Visit();
+    VisitBlock(tree.Cut(place, place.fields, place.fieldsEnd), KivGuiBase::ToLowerAscii(initial),
+               visitor);
 }
 
 namespace {
@@ -159,7 +150,7 @@ void ReadContentFields(const MessageTree& tree, uint32_t index, HeaderMap& heade
         FieldStore store_;
     };
     Reader reader(headers);
-    VisitFields(tree, index, reader);
+    VisitFields(tree, index, reader, 'c');
 }
 
 std::string_view TrimBrackets(std::string_view id) noexcept {

@@ -9,8 +9,7 @@
 
 namespace MIME {
 
-/// Gives the fields of an entity, in order, to a visitor that returns false to stop. Nothing is kept:
-/// each walk reads the header block again, by the rules of the reading. Throws std::bad_alloc.
+/// Takes the fields of an entity, in order; returns false to stop.
 class FieldVisitor {
 public:
     virtual bool Take(const Field& field) = 0;
@@ -18,7 +17,15 @@ public:
 protected:
     ~FieldVisitor() = default;
 };
-void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor);
+
+/// Gives the fields of an entity to a visitor. Nothing is kept: each walk reads the header block again.
+///
+/// @param initial  of the names that are wanted, in either case; the visitor may get others too. 0: all.
+void VisitFields(const MessageTree& tree, uint32_t index, FieldVisitor& visitor,
+                 char initial = '\0');
+
+/// The length of the field that begins the text: to the line end that no blank follows, included.
+size_t MeasureField(std::string_view text) noexcept;
 
 /// Puts fields into a map as the mail rules do: the first of each name, decoded, its parameters taken apart.
 /// Bytes that are not UTF-8 stay for the one who asks: each value is read by itself, since one that is

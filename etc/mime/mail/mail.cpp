@@ -162,7 +162,7 @@ Entity Mail::GetTop() const noexcept {
 
 AddressList Mail::GetAddresses(std::string_view field) const {
     Values values(field);
-    VisitFields(*tree_, 0, values);
+    VisitFields(*tree_, 0, values, field.empty() ? '\0' : field.front());
     return AddressList::Parse(values.joined);
 }
 

@@ -131,10 +131,10 @@ std::string JoinFlowed(const Entity& entity, const std::string& text) {
 std::string MakeLines(std::string_view text) {
     std::string lines;
     lines.reserve(text.size() + 1);
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
-        lines += text[i];
+    for (size_t end; (end = text.find("\r\n")) != text.npos; text.remove_prefix(end + 1)) {
+        lines += text.substr(0, end);
     }
+    lines += text;
     if (!lines.empty() && !lines.ends_with('\n')) lines += '\n';
     return lines;
 }

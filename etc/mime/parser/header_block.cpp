@@ -26,16 +26,6 @@ bool IsBlankText(std::string_view text) noexcept {
     return std::all_of(text.begin(), text.end(), IsBlankAscii);
 }
 
-/// Does the line begin a field: a name of visible characters, which may be missing, and ":"
-/// (RFC 5322, 2.2)? White space between the two is obsolete (4.5) and allowed.
-bool BeginsField(std::string_view line) noexcept {
-    constexpr ByteSet kNameBytes = ByteSet().With(0x21, 0x7E).Without(":");
-    size_t at = 0;
-    while (at < line.size() && kNameBytes.Has(line[at])) ++at;
-    while (at < line.size() && IsBlankAscii(line[at])) ++at;
-    return at < line.size() && line[at] == ':';
-}
-
 /// Only a header block has these fields; a body may well begin with "From: " or "Note: ".
 constexpr std::string_view kHeaderOnly[] = {
     "MIME-Version",        "Content-Type",   "Content-Transfer-Encoding",
@@ -200,6 +190,14 @@ bool BlockReader::CountField() noexcept {
 }
 
 }  // namespace
+
+bool BeginsField(std::string_view line) noexcept {
+    constexpr ByteSet kNameBytes = ByteSet().With(0x21, 0x7E).Without(":");
+    size_t at = 0;
+    while (at < line.size() && kNameBytes.Has(line[at])) ++at;
+    while (at < line.size() && IsBlankAscii(line[at])) ++at;
+    return at < line.size() && line[at] == ':';
+}
 
 bool PeekHeaderLine(Reading& reading, const char* begin, unsigned fields, Line& line) noexcept {
     constexpr uint64_t kEmptyLine = 3;  // the line that ends the block, and a byte after it

@@ -19,6 +19,10 @@ protected:
     ~FieldTaker() = default;
 };
 
+/// Does the line begin a field: a name of visible characters, which may be missing, and ":"
+/// (RFC 5322, 2.2)? White space between the two is obsolete (4.5) and allowed.
+bool BeginsField(std::string_view line) noexcept;
+
 /// The next line of a header block. Looks no further than the limit of the block, so that a line of
 /// gigabytes is not searched whole.
 ///

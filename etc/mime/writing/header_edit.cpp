@@ -38,14 +38,6 @@ private:
 
 }  // namespace
 
-size_t MeasureField(std::string_view text) noexcept {
-    for (size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
-        ++end;
-        if (end == text.size() || !KivGuiBase::IsBlankAscii(text[end])) return end;
-    }
-    return text.size();
-}
-
 HeaderEdit::HeaderEdit(const MessageTree& tree, uint32_t index, std::string_view lineEnd)
     : lineEnd_(lineEnd) {
     const EntityPlace& place = tree.places[index];

@@ -10,9 +10,6 @@
 
 namespace MIME {
 
-/// The length of the field that begins the text: to the line end that no blank follows, included.
-size_t MeasureField(std::string_view text) noexcept;
-
 /// The header block of an entity as fields that can be changed one by one; the others stay as they are,
 /// and so do lines that are no field, as long as no field is removed.
 class HeaderEdit {

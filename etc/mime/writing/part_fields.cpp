@@ -12,7 +12,6 @@
 #include "mime/parser/fields.h"
 #include "mime/writing/field_lines.h"
 #include "mime/writing/field_text.h"
-#include "mime/writing/header_edit.h"
 
 // A part that was read by the mail rules has its fields twice: as text, and decoded in its map, which hosts
 // change. What the map has is compared with what the text gives when it is read again. Where they are equal,
