@@ -232,7 +232,7 @@ void AddMail(py::module_& module) {
             "The text that was read, as a memoryview of its bytes.")
         .def_property_readonly(
             "entry", [](const MailView& self) { return self.data->entry; },
-            "Where it is in its folder, when it came out of one, else None.")
+            "Where it is in its folder, when it came from one, else None.")
         .def_property_readonly("report", &MakeReport,
                                "What it has that the RFCs do not allow. Each time it is asked for, "
                                "the text is read again.")

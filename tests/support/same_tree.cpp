@@ -57,6 +57,15 @@ std::string Compare(const Entity& entity, const Part& part) {
     // line that cuts them off.
     const std::string_view header = part.fields.GetText();
     if (header.find(entity.GetRawHeader()) == header.npos) return "header block" + where;
+    std::string fields, fieldsOfPart;  // there, a name may be missing
+    for (const Field& field : entity.GetFields()) {
+        fields.append(field.name).append(":").append(field.raw).append("\n");
+    }
+    for (unsigned i = 0; i < part.fields.GetCount(); ++i) {
+        const auto& [name, value] = part.fields[i];
+        if (!name.empty()) fieldsOfPart.append(name).append(":").append(value).append("\n");
+    }
+    if (fields != fieldsOfPart) return "fields" + where;
     const std::vector<Entity> children = ListChildren(entity);
     if (children.size() != part.parts.GetCount()) return "children" + where;
     // A multipart whose boundary lines hold nothing has no body there.
