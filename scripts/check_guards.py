@@ -21,6 +21,7 @@ ALLOCATES_NOTHING = "allocates nothing"
 ONE_TEXT = "makes one text with one allocation, which is whole or empty"
 HOLDS = "only called by MailboxParser::ToNext, which is guarded"
 NEEDS_NONE = {
+    "MIME::CanonicType": ONE_TEXT,
     "MIME::Data::Clear": ALLOCATES_NOTHING,
     "MIME::Deviation::GetName": ONE_TEXT,
     "MIME::Deviation::GetSeverity": ALLOCATES_NOTHING,

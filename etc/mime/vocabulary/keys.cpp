@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "kivgui/ascii.h"
-#include "mime/foundation/guarded.h"
 #include "mime/mime.h"
 
 // The texts of the enumerations, compiled from the same rows: a key is the index of its row, so a look-up
@@ -100,13 +99,11 @@ AnsiStr TransferEncoding::GetStr(keys key) noexcept {
 AnsiStr CanonicType(Type::keys type, SubType::keys subType) noexcept {
     const std::string_view typeText = TextOf(kTypes, type);
     const std::string_view subTypeText = TextOf(kSubTypes, subType);
-    return Guarded(AnsiStr(), [&] {
-        char text[LongestOf(kTypes) + 1 + LongestOf(kSubTypes)];
-        char* end = std::copy(typeText.begin(), typeText.end(), text);
-        *end++ = '/';
-        end = std::copy(subTypeText.begin(), subTypeText.end(), end);
-        return AnsiStr(text, static_cast<unsigned>(end - text));
-    });
+    char text[LongestOf(kTypes) + 1 + LongestOf(kSubTypes)];
+    char* end = std::copy(typeText.begin(), typeText.end(), text);
+    *end++ = '/';
+    end = std::copy(subTypeText.begin(), subTypeText.end(), end);
+    return AnsiStr(text, static_cast<unsigned>(end - text));
 }
 
 }  // namespace MIME
